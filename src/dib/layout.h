@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where the fields of a packed DIB stand, and the arithmetic of its rows.
+#ifndef DIBKIT_SRC_DIB_LAYOUT_H
+#define DIBKIT_SRC_DIB_LAYOUT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "WinTypes.h"
+#include "dib/bytes.h"
+
+namespace dibkit {
+
+inline constexpr uint32_t kInfoHeaderSize = 40;
+inline constexpr uint32_t kCoreHeaderSize = 12;
+
+// Offsets of the info header's fields.
+inline constexpr size_t kBiSize = 0;
+inline constexpr size_t kBiWidth = 4;
+inline constexpr size_t kBiHeight = 8;
+inline constexpr size_t kBiPlanes = 12;
+inline constexpr size_t kBiBitCount = 14;
+inline constexpr size_t kBiCompression = 16;
+inline constexpr size_t kBiSizeImage = 20;
+inline constexpr size_t kBiXPelsPerMeter = 24;
+inline constexpr size_t kBiYPelsPerMeter = 28;
+inline constexpr size_t kBiClrUsed = 32;
+inline constexpr size_t kBiClrImportant = 36;
+inline constexpr size_t kBitFieldMasks = 40;
+
+inline bool HasInfoHeader(const unsigned char* dib) { return Load32(dib) == kInfoHeaderSize; }
+
+inline int32_t LoadSigned32(const unsigned char* at) { return static_cast<int32_t>(Load32(at)); }
+
+// Bytes of one row, padded to a multiple of 4. Sound images have a stride below 2^32; an impossible
+// one stays visible here as a large number.
+inline constexpr uint64_t RowStride(uint32_t bitCount, uint32_t width) {
+  return (uint64_t{bitCount} * width + 31) / 32 * 4;
+}
+
+// The colour value of three components: red in the lowest byte.
+inline constexpr uint32_t PackColor(uint8_t red, uint8_t green, uint8_t blue) {
+  return red | uint32_t{green} << 8 | uint32_t{blue} << 16;
+}
+
+inline constexpr uint8_t RedOf(unsigned long color) { return static_cast<uint8_t>(color); }
+inline constexpr uint8_t GreenOf(unsigned long color) { return static_cast<uint8_t>(color >> 8); }
+inline constexpr uint8_t BlueOf(unsigned long color) { return static_cast<uint8_t>(color >> 16); }
+
+// The 8-bit value of one bit-field channel; a right shift of 32 marks a channel without bits.
+inline constexpr uint8_t Channel(uint32_t pixel, uint32_t mask, unsigned left, unsigned right) {
+  return right < 32 ? static_cast<uint8_t>((pixel & mask) >> right << left) : uint8_t{0};
+}
+
+}  // namespace dibkit
+
+#endif  // DIBKIT_SRC_DIB_LAYOUT_H
