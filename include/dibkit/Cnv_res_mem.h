@@ -4,15 +4,16 @@
 // dots per inch, so that it keeps its physical size.
 //
 // Sizes are 16-bit: width and height are the low 16 bits of biWidth and biHeight (a negative height
-// has no meaning of its own here). The rows are taken to follow a full table of 2^bits entries at 1,
-// 4 and 8 bits and no table at other depths; biClrUsed and biCompression are not read. A resolution
-// in dots per inch is ((pixels per metre + 1) x 254) / 10000, pixels per metre are (dpi x 10000) /
-// 254, both truncating, so 11811 pixels per metre read as 300 dpi and are written for it.
+// has no meaning of its own here). The rows are taken to follow a full table of 2^bits entries at
+// 1, 4 and 8 bits and no table at other depths; biClrUsed and biCompression are not read. A
+// resolution in dots per inch is ((pixels per metre + 1) x 254) / 10000, pixels per metre are (dpi
+// x 10000) / 254, both truncating, so 11811 pixels per metre read as 300 dpi and are written for
+// it.
 //
 // All arithmetic between those integers has a 64-bit significand and rounds to nearest even; only
-// the scale factors, a column's stored fraction and the vertical fraction handed to a line maker are
-// rounded to double. Every conversion back to an integer truncates. Hosts rely on the outcome to the
-// bit: 2550 columns at 300 dpi become 1699 at 200.
+// the scale factors, a column's stored fraction and the vertical fraction handed to a line maker
+// are rounded to double. Every conversion back to an integer truncates. Hosts rely on the outcome
+// to the bit: 2550 columns at 300 dpi become 1699 at 200.
 //
 // Headers must be sound: a block must be as large as its header says. Only the low 32 bits of an
 // `unsigned long` count. Nothing here keeps state: calls on distinct images may run on any threads.
@@ -46,12 +47,12 @@ enum TransformMode : unsigned short {
 
 // What a source is to the engine. A source of no kind keeps its depth and gets no pixels.
 enum ImageKind : unsigned short {
-  KIND_NONE = 0,            // 4 bits in colour, and every depth that is not listed below
-  KIND_BILEVEL = 1,         // 1 bit
-  KIND_GRAY_4BIT = 2,       // 4 bits with a grey table: gets a table but no line maker
-  KIND_GRAY_8BIT = 3,       // 8 bits with a grey table
-  KIND_PALETTE_8BIT = 5,    // 8 bits in colour
-  KIND_TRUE_COLOR = 6,      // 24 bits
+  KIND_NONE = 0,          // 4 bits in colour, and every depth that is not listed below
+  KIND_BILEVEL = 1,       // 1 bit
+  KIND_GRAY_4BIT = 2,     // 4 bits with a grey table: gets a table but no line maker
+  KIND_GRAY_8BIT = 3,     // 8 bits with a grey table
+  KIND_PALETTE_8BIT = 5,  // 8 bits in colour
+  KIND_TRUE_COLOR = 6,    // 24 bits
 };
 
 // A byte source or sink that keeps its position, over a locked block or a file descriptor. The
@@ -115,14 +116,14 @@ class DIBKIT_API CLinearTransformMem {
 
   // Makes all output rows, bottom row first. Reports progress after a row whenever the percentage
   // (row x 100) / height, at most 99, has changed; a callback that returns 0 cancels. Returns 0; 1
-  // when cancelled; 2 when work buffers or the column table have no memory; 5 when the source is not
-  // locked memory; 6 when the destination is not.
+  // when cancelled; 2 when work buffers or the column table have no memory; 5 when the source is
+  // not locked memory; 6 when the destination is not.
   int CreateImage(unsigned short mode, int threshold);
 
-  // The line makers: one output row from two neighbouring source rows. `fy`: vertical fraction, 0 to
-  // below 1, the weight of `rowB`; `rowA` weighs 1 - fy. The rows are as long as the source's and
-  // the output's fields say. An output pixel of MakeBWImageLine is only ever set, so the row must be
-  // zero beforehand; a threshold of 0 or less makes it black, one above 255 white.
+  // The line makers: one output row from two neighbouring source rows. `fy`: vertical fraction, 0
+  // to below 1, the weight of `rowB`; `rowA` weighs 1 - fy. The rows are as long as the source's
+  // and the output's fields say. An output pixel of MakeBWImageLine is only ever set, so the row
+  // must be zero beforehand; a threshold of 0 or less makes it black, one above 255 white.
   // MakeBWImageLine reads the column table; the others compute the positions themselves.
   // Make8bitGrayImageLine counts every value it writes into m_Histogram.
   void MakeBWImageLine(double fy, unsigned char* rowA, unsigned char* rowB, unsigned char* out);
@@ -139,34 +140,34 @@ class DIBKIT_API CLinearTransformMem {
   void Make4bitGrayImageLine(double fy, unsigned char* rowA, unsigned char* rowB,
                              unsigned char* out);
 
-  // Not used by CreateImage. Copies source row `line` (in stored order) into `buffer`, which holds a
-  // whole row. 1, or 0 on failure. From a file only the row at file offset 0 can be had, because the
-  // offset that the seek returns is compared with 0.
+  // Not used by CreateImage. Copies source row `line` (in stored order) into `buffer`, which holds
+  // a whole row. 1, or 0 on failure. From a file only the row at file offset 0 can be had, because
+  // the offset that the seek returns is compared with 0.
   int GetImageLine(unsigned short line, unsigned char* buffer);
 
-  unsigned short m_wMode = 0;                   // mode word
-  int m_iThreshold = 0;                         // bilevel threshold
-  tagRGBQUAD m_ColorTable[256] = {};            // source colours; rgbReserved stays 0
-  unsigned long m_Histogram[256] = {};          // counts of output values; nothing reads it
-  double m_dScaleX = 0;                         // target dpi / source dpi
+  unsigned short m_wMode = 0;           // mode word
+  int m_iThreshold = 0;                 // bilevel threshold
+  tagRGBQUAD m_ColorTable[256] = {};    // source colours; rgbReserved stays 0
+  unsigned long m_Histogram[256] = {};  // counts of output values; nothing reads it
+  double m_dScaleX = 0;                 // target dpi / source dpi
   double m_dScaleY = 0;
-  int (*m_pProgress)(unsigned short) = nullptr; // takes 0 to 99; a return of 0 cancels
-  tagHANDLE* m_hSourceRows = nullptr;           // work buffer of two source rows
-  tagHANDLE* m_hOutputRow = nullptr;            // work buffer of one output row
-  unsigned char* m_pSourceRowA = nullptr;       // first row in m_hSourceRows
-  unsigned char* m_pSourceRowB = nullptr;       // second row in m_hSourceRows
-  unsigned char* m_pOutputRow = nullptr;        // the row in m_hOutputRow
-  std::vector<CPosition> m_Columns;             // one record per output column
-  CBufTransfer* m_pSource = nullptr;            // not owned
-  unsigned short m_wSourceBitsOffset = 0;       // bytes from the block's start to the rows
-  unsigned short m_wSourceResolutionX = 0;      // dots per inch
+  int (*m_pProgress)(unsigned short) = nullptr;  // takes 0 to 99; a return of 0 cancels
+  tagHANDLE* m_hSourceRows = nullptr;            // work buffer of two source rows
+  tagHANDLE* m_hOutputRow = nullptr;             // work buffer of one output row
+  unsigned char* m_pSourceRowA = nullptr;        // first row in m_hSourceRows
+  unsigned char* m_pSourceRowB = nullptr;        // second row in m_hSourceRows
+  unsigned char* m_pOutputRow = nullptr;         // the row in m_hOutputRow
+  std::vector<CPosition> m_Columns;              // one record per output column
+  CBufTransfer* m_pSource = nullptr;             // not owned
+  unsigned short m_wSourceBitsOffset = 0;        // bytes from the block's start to the rows
+  unsigned short m_wSourceResolutionX = 0;       // dots per inch
   unsigned short m_wSourceResolutionY = 0;
-  unsigned long m_dwSourceRowBytes = 0;         // length of a row with its padding
-  unsigned short m_wSourceWidth = 0;            // pixels
+  unsigned long m_dwSourceRowBytes = 0;  // length of a row with its padding
+  unsigned short m_wSourceWidth = 0;     // pixels
   unsigned short m_wSourceHeight = 0;
   unsigned short m_wSourceBitCount = 0;
-  unsigned short m_wKind = 0;                   // an ImageKind
-  CBufTransfer* m_pDestination = nullptr;       // not owned
+  unsigned short m_wKind = 0;              // an ImageKind
+  CBufTransfer* m_pDestination = nullptr;  // not owned
   unsigned short m_wOutputBitsOffset = 0;
   unsigned short m_wOutputResolutionX = 0;
   unsigned short m_wOutputResolutionY = 0;
@@ -192,13 +193,13 @@ class DIBKIT_API CLinearTransformMem {
 DIBKIT_API int ConvertResolution(tagHANDLE* src, tagHANDLE** dst, int (*progress)(unsigned short),
                                  unsigned short dpi, int threshold);
 
-// Bytes that a conversion to `dpi` needs, 1078 for headers and table included, modulo 2^32. `src` is
-// a path or points to a tagHANDLE*, as `mode` says. `*size` is 0 on failure. Returns 0, 5 or 11.
+// Bytes that a conversion to `dpi` needs, 1078 for headers and table included, modulo 2^32. `src`
+// is a path or points to a tagHANDLE*, as `mode` says. `*size` is 0 on failure. Returns 0, 5 or 11.
 DIBKIT_API int GetTransformImageMemorySize(unsigned short mode, void const* src, unsigned short dpi,
                                            unsigned long* size);
 
-// The same for a packed DIB in memory, where a 4-bit source counts as 24 bits. `*size` is written on
-// success only. Returns 0 or 10.
+// The same for a packed DIB in memory, where a 4-bit source counts as 24 bits. `*size` is written
+// on success only. Returns 0 or 10.
 DIBKIT_API int GetBufferSize(tagHANDLE* src, unsigned short dpi, unsigned long* size);
 
 // Opens source and destination as `mode` says, runs an engine over them and releases both; the

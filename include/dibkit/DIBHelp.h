@@ -50,9 +50,9 @@ DIBKIT_API uint16_t PaletteSize(unsigned char* dib);
 // this is the address of its masks.
 DIBKIT_API unsigned char* DIBBits(unsigned char* dib);
 
-// Bytes of the whole DIB: size field + PaletteSize + row stride x DIBHeight, modulo 2^32. A negative
-// height counts as such, so the answer serves for bottom-up DIBs only; masks and biSizeImage play no
-// part.
+// Bytes of the whole DIB: size field + PaletteSize + row stride x DIBHeight, modulo 2^32. A
+// negative height counts as such, so the answer serves for bottom-up DIBs only; masks and
+// biSizeImage play no part.
 DIBKIT_API uint32_t DIBSize(unsigned char* dib);
 
 // The colour value of table entry `index`, or 0xFF000000 when the index is negative or not below
@@ -74,8 +74,8 @@ DIBKIT_API void SetDIB(unsigned char* dib, unsigned long width, unsigned long he
                        unsigned short depth);
 
 // The three channel masks of a bit-field image (biCompression 3 and 16 or 32 bits) from offsets 40,
-// 44 and 48; returns 1. Of any other image three zeros; returns 0. The header size is not looked at,
-// and there are no default masks.
+// 44 and 48; returns 1. Of any other image three zeros; returns 0. The header size is not looked
+// at, and there are no default masks.
 DIBKIT_API int DIBMask(unsigned char* dib, unsigned long& red, unsigned long& green,
                        unsigned long& blue);
 
@@ -85,8 +85,8 @@ DIBKIT_API int DIBMask(unsigned char* dib, unsigned long& red, unsigned long& gr
 // such a channel reads as 0 and must not be shifted.
 DIBKIT_API void GetShifts(unsigned long mask, unsigned short& left, unsigned short& right);
 
-// The pixel at column x of storage row y (row 0 is the first in memory) at 1, 4 or 8 bits; -1 at any
-// other depth.
+// The pixel at column x of storage row y (row 0 is the first in memory) at 1, 4 or 8 bits; -1 at
+// any other depth.
 DIBKIT_API int32_t GetBitIndex(unsigned char* dib, int x, int y);
 
 // Writes the pixel at column x of storage row y at 1, 4 or 8 bits; does nothing at other depths.
@@ -101,10 +101,10 @@ DIBKIT_API void SetBitIndex(unsigned char* dib, int x, int y, unsigned short val
 DIBKIT_API void CopyColorTable(unsigned char* source, unsigned char* destination);
 
 // Makes a new packed DIB: an info header, a black table of 2, 16 or 256 entries at 1, 4 and 8 bits,
-// and pixels of 0. `width` and `height` are stored as they are. `depth` becomes 1 for 0 and 1, 4 for
-// 2 to 4, 8 for 5 to 8, 16 for 9 to 16, 24 for 17 to 24 and above 32; 25 to 32 stay as they are.
-// Returns an unlocked handle that the caller owns and frees with GlobalFree; null for a width or
-// height of 0, for an image whose block would not fit in 32 bits, and when there is no memory.
+// and pixels of 0. `width` and `height` are stored as they are. `depth` becomes 1 for 0 and 1, 4
+// for 2 to 4, 8 for 5 to 8, 16 for 9 to 16, 24 for 17 to 24 and above 32; 25 to 32 stay as they
+// are. Returns an unlocked handle that the caller owns and frees with GlobalFree; null for a width
+// or height of 0, for an image whose block would not fit in 32 bits, and when there is no memory.
 // Callable from any thread.
 DIBKIT_API tagHANDLE* CreateDIB(unsigned long width, unsigned long height, unsigned short depth);
 

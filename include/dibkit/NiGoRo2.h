@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "AutoClass.h"
 #include "Export.h"
 #include "GlobalMemory.h"
 #include "WinTypes.h"
@@ -126,6 +127,31 @@ class DIBKIT_API CNiGoRo2 {
   void QuantizeBF16(unsigned short* src, int w, int h, unsigned char* dst, Search search);
   void QuantizeBF32(unsigned long* src, int w, int h, unsigned char* dst, Search search);
 
+  // The fixed palette of 256 colours and its search cube, for a host that maps colours without
+  // building a quantiser; the library itself never reads them. They are kept in the globals at the
+  // end of this header, which no lock guards: the host serialises building, use and freeing.
+
+  // Builds the fixed palette in STATIC_COLOR and sets m_iStcColorNum to 256. The block is left
+  // locked; a second call rewrites it. Without memory, or when the block does not lock, the palette
+  // is not made and nothing is reported.
+  static void SetStaticColors();
+
+  // Empties STATIC_CUBE, builds the palette and lists every cell's candidates, nearest to the cell's
+  // centre first. Candidate lists of an earlier build are lost, not freed: call
+  // DeleteStaticSearchCube in between. Without memory for the palette the cube stays empty; a cell
+  // for which there is no memory keeps a shorter list.
+  static void CreateStaticSearchCube();
+
+  // Appends `entry` to cell [r][g][b] (0 to 15 each) of STATIC_CUBE; does nothing when there is no
+  // memory.
+  static void AddStaticList(int r, int g, int b, CColorTrans2 entry);
+
+  // Empties every cell of STATIC_CUBE without freeing; frees every list and empties its cell.
+  static void InitStaticSearchCube();
+  static void DeleteStaticSearchCube();
+
+  static int m_iStcColorNum;  // colours in STATIC_COLOR; 0 until SetStaticColors
+
   CCube2* m_pTree;                    // the octree, owned (array new); null until built
   uint16_t m_wDepth;                  // levels below the root
   unsigned char* m_pBits;             // the source rows; not owned
@@ -139,6 +165,20 @@ class DIBKIT_API CNiGoRo2 {
   int32_t m_iPaletteMode;             // 666, 884 and 775 skip the palette preparation of Quantize
   uint16_t m_wLinearSearch;           // 1 linear search, 0 cube search
 };
+
+// The fixed palette: CNiGoRo2::m_iStcColorNum colours of 3 bytes, red, green, blue; a colour's index
+// is its place. Empty until SetStaticColors. The block is freed when the library is unloaded.
+extern DIBKIT_API CHandle STATIC_COLOR;
+
+// The search cube over the fixed palette, empty until CreateStaticSearchCube. The lists are not freed
+// at unload.
+//
+// To map a colour to the fixed palette, take cell [red / 16][green / 16][blue / 16] and search its
+// lCount candidates, in order, for the smallest squared distance (red, green and blue differences
+// squared and summed); the first of equal ones wins. The low byte of its lIndex is the palette
+// index. The nearest colour of the whole palette is always among the candidates. A cell that had no
+// memory when the cube was built may hold none.
+extern DIBKIT_API CSearchCell STATIC_CUBE[16][16][16];
 
 // Sorts n entries in place. Not stable: hosts rely on the order in which equal entries end, because
 // it decides ties in the nearest-colour searches. `cmp` is negative when its first entry comes first.

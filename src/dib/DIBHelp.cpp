@@ -112,7 +112,9 @@ uint16_t PaletteSize(unsigned char* dib) {
   return static_cast<uint16_t>(DIBNumColors(dib) * TableOf(dib).entrySize);
 }
 
-unsigned char* DIBBits(unsigned char* dib) { return dib + Load32(dib + kBiSize) + PaletteSize(dib); }
+unsigned char* DIBBits(unsigned char* dib) {
+  return dib + Load32(dib + kBiSize) + PaletteSize(dib);
+}
 
 uint32_t DIBSize(unsigned char* dib) {
   const uint32_t rows = static_cast<uint32_t>(DIBHeight(dib));
@@ -139,8 +141,8 @@ int32_t GetColorIndex(unsigned char* dib, unsigned long color) {
 }
 
 void SetDIB(unsigned char* dib, unsigned long width, unsigned long height, unsigned short depth) {
-  StoreFreshHeader(
-      dib, {static_cast<uint32_t>(width), static_cast<uint32_t>(height), SetDepth(depth)});
+  StoreFreshHeader(dib,
+                   {static_cast<uint32_t>(width), static_cast<uint32_t>(height), SetDepth(depth)});
 }
 
 int DIBMask(unsigned char* dib, unsigned long& red, unsigned long& green, unsigned long& blue) {
@@ -234,8 +236,7 @@ tagHANDLE* CreateDIB(unsigned long width, unsigned long height, unsigned short d
   const uint64_t stride = RowStride(header.bitCount, header.width);
   if (stride > (UINT32_MAX - fixedSize) / header.height) return nullptr;
 
-  tagHANDLE* handle =
-      GlobalAlloc(GHND, static_cast<unsigned>(fixedSize + stride * header.height));
+  tagHANDLE* handle = GlobalAlloc(GHND, static_cast<unsigned>(fixedSize + stride * header.height));
   if (handle == nullptr) return nullptr;
   void* block = GlobalLock(handle);
   if (block == nullptr) {

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The exported entries: conversion, driver and size queries.
+#include "Cnv_res_mem.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <optional>
+
+#include "NiGoRo2.h"
+#include "dib/layout.h"
+#include "resolution/geometry.h"
+#include "resolution/preconversion.h"
+#include "resolution/sinks.h"
+
+using namespace dibkit;
+using namespace dibkit::resolution;
+
+namespace {
+
+constexpr unsigned short kMemoryToMemory = TRANSFORM_SRC_MEMORY | TRANSFORM_DST_MEMORY;
+
+std::optional<SourceGeometry> GeometryOfBlock(tagHANDLE* handle) {
+  const void* dib = handle != nullptr ? GlobalLock(handle) : nullptr;
+  if (dib == nullptr) return std::nullopt;
+  const SourceGeometry geometry = ReadSourceGeometry(static_cast<const unsigned char*>(dib));
+  GlobalUnlock(handle);
+  return geometry;
+}
+
+std::optional<SourceGeometry> GeometryOfFile(const char* path) {
+  const int file = ::open(path, O_RDWR);
+  if (file == -1) return std::nullopt;
+  unsigned char headers[14 + kInfoHeaderSize];
+  const bool complete = ReadFile(file, headers, sizeof headers);
+  ::close(file);
+  if (!complete) return std::nullopt;
+  return ReadSourceGeometry(headers + 14);
+}
+
+// The answer of the general size query, with the size in full.
+int QuerySize(unsigned short mode, void const* src, unsigned short dpi, uint64_t& size) {
+  size = 0;
+  std::optional<SourceGeometry> source;
+  if ((mode & TRANSFORM_SRC_FILE) != 0) {
+    source = GeometryOfFile(static_cast<const char*>(src));
+  } else if ((mode & TRANSFORM_SRC_MEMORY) != 0) {
+    source = GeometryOfBlock(*static_cast<tagHANDLE* const*>(src));
+  } else {
+    return CNV_BAD_SOURCE;
+  }
+  if (!source) return CNV_SOURCE_UNREADABLE;
+  size = ResultSize(Scale(*source, dpi), source->bitCount);
+  return CNV_OK;
+}
+
+// The working source of a conversion: the caller's image or a widened copy.
+struct WorkingSource {
+  tagHANDLE* image;
+  tagHANDLE* temporary = nullptr;  // the one slot that both widenings write
+  bool fromColorPalette = false;
+  bool fromGray4 = false;
+};
+
+// Runs one widening. Returns true when the conversion may go on; otherwise `status` says why not.
+bool Widen(Widening (*widen)(tagHANDLE*, tagHANDLE*&), WorkingSource& source, bool& widened,
+           int& status) {
+  switch (widen(source.image, source.temporary)) {
+    case Widening::kNotLockable:
+      status = CNV_SOURCE_UNREADABLE;
+      return false;
+    case Widening::kNoMemory:
+      status = CNV_NO_MEMORY;
+      return false;
+    case Widening::kDone:
+      widened = true;
+      source.image = source.temporary;
+      return true;
+    case Widening::kNotNeeded:
+      return true;
+  }
+  return true;
+}
+
+tagHANDLE* QuantizeTo256(void* dib) {
+  constexpr unsigned short kColors = 256;
+  constexpr unsigned short kDepth = 5;
+  CNiGoRo2 quantizer(static_cast<unsigned char*>(dib), kColors, kDepth, 0);
+  return quantizer.QuantizeBitmap(1, 0);
+}
+
+// Replaces a 24-bit image by its reduction to 256 colours, or by null when that fails.
+void ReduceColorsOf(tagHANDLE*& image) {
+  tagHANDLE* reduced = nullptr;
+  if (void* dib = GlobalLock(image); dib != nullptr) {
+    reduced = QuantizeTo256(dib);
+    GlobalUnlock(image);
+  }
+  GlobalFree(image);
+  image = reduced;
+}
+
+}  // namespace
+
+int ConvertResolution(tagHANDLE* src, tagHANDLE** dst, int (*progress)(unsigned short),
+                      unsigned short dpi, int threshold) {
+  WorkingSource source{.image = src};
+  int status = CNV_OK;
+  // The second widening writes the slot of the first: a copy widened from a colour palette is
+  // referenced by nothing but source.image from there on, and is never freed.
+  if (!Widen(WidenColorPalette, source, source.fromColorPalette, status) ||
+      !Widen(WidenGray4, source, source.fromGray4, status)) {
+    if (status == CNV_NO_MEMORY) {
+      *dst = nullptr;
+    }
+    return status;
+  }
+
+  uint64_t size = 0;
+  status = QuerySize(kMemoryToMemory, &source.image, dpi, size);
+  if (status != CNV_OK) return status;
+  *dst = size <= UINT32_MAX ? GlobalAlloc(GHND, static_cast<unsigned>(size)) : nullptr;
+  if (*dst == nullptr) return CNV_NO_MEMORY;
+
+  status = LinearTransformMain(kMemoryToMemory, &source.image, dst, progress, dpi, threshold);
+  if (status != CNV_OK) {
+    GlobalFree(*dst);
+    *dst = nullptr;
+  }
+  if (source.fromColorPalette && *dst != nullptr) {
+    ReduceColorsOf(*dst);
+  }
+  if (source.fromGray4) {
+    GlobalFree(source.temporary);
+  }
+  return status;
+}
+
+int LinearTransformMain(unsigned short mode, void const* src, void* dst,
+                        int (*progress)(unsigned short), unsigned short dpi, int threshold) {
+  // The destination is released before the source: destructors run in reverse order.
+  CBufTransfer source;
+  CBufTransfer destination;
+  CLinearTransformMem engine;
+  engine.m_pSource = &source;
+  engine.m_pDestination = &destination;
+  OpenSource(mode, src, source);
+  OpenDestination(mode, dst, destination);
+  return engine.LinearTransform(mode, progress, dpi, threshold);
+}
+
+int GetTransformImageMemorySize(unsigned short mode, void const* src, unsigned short dpi,
+                                unsigned long* size) {
+  uint64_t bytes = 0;
+  const int status = QuerySize(mode, src, dpi, bytes);
+  *size = static_cast<uint32_t>(bytes);
+  return status;
+}
+
+int GetBufferSize(tagHANDLE* src, unsigned short dpi, unsigned long* size) {
+  const std::optional<SourceGeometry> source = GeometryOfBlock(src);
+  if (!source) return CNV_NO_SOURCE;
+  const uint16_t bitCount = source->bitCount == 4 ? uint16_t{24} : source->bitCount;
+  *size = static_cast<uint32_t>(ResultSize(Scale(*source, dpi), bitCount));
+  return CNV_OK;
+}

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The engine: reads the source's description, computes the result's, walks the output rows.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "Cnv_res_mem.h"
+#include "dib/layout.h"
+#include "resolution/geometry.h"
+#include "resolution/lines.h"
+#include "resolution/positions.h"
+#include "resolution/sinks.h"
+
+using namespace dibkit;
+using namespace dibkit::resolution;
+
+namespace {
+
+constexpr size_t kFileHeaderSize = 14;
+
+// Reports a percentage whenever it changes.
+class Progress {
+ public:
+  explicit Progress(int (*callback)(unsigned short)) : callback_(callback) {}
+
+  // False when the callback cancels.
+  bool Report(unsigned row, unsigned rows) {
+    const unsigned percent = std::min(row * 100 / rows, 99u);
+    const bool changed = percent != last_;
+    last_ = percent;
+    return !changed || callback_ == nullptr || callback_(static_cast<unsigned short>(percent)) != 0;
+  }
+
+ private:
+  static constexpr unsigned kNothingReported = 1000;
+
+  int (*callback_)(unsigned short);
+  unsigned last_ = kNothingReported;
+};
+
+void UnlockAndFree(tagHANDLE*& handle, bool isLocked) {
+  if (handle == nullptr) return;
+  if (isLocked) {
+    GlobalUnlock(handle);
+  }
+  GlobalFree(handle);
+  handle = nullptr;
+}
+
+SourceGeometry SourceOf(const CLinearTransformMem& engine) {
+  return {engine.m_wSourceWidth, engine.m_wSourceHeight, engine.m_wSourceBitCount,
+          engine.m_wSourceResolutionX, engine.m_wSourceResolutionY};
+}
+
+LineGeometry LineOf(const CLinearTransformMem& engine) {
+  return {engine.m_dScaleX, engine.m_wSourceWidth, engine.m_wOutputWidth};
+}
+
+unsigned short KindOf(CLinearTransformMem& engine) {
+  switch (engine.m_wSourceBitCount) {
+    case 1:
+      return KIND_BILEVEL;
+    case 4:
+      return engine.IsGrayImage() == 1 ? KIND_GRAY_4BIT : KIND_NONE;
+    case 8:
+      return engine.IsGrayImage() == 1 ? KIND_GRAY_8BIT : KIND_PALETTE_8BIT;
+    case 24:
+      return KIND_TRUE_COLOR;
+    default:
+      return KIND_NONE;
+  }
+}
+
+// Entries beyond the 256 that the engine keeps only move the position: depths that have them get no
+// line maker.
+bool ReadColorTable(CBufTransfer& source, uint16_t count, tagRGBQUAD (&table)[256]) {
+  for (uint16_t i = 0; i < count; ++i) {
+    unsigned char entry[4];
+    if (!ReadNext(source, entry, sizeof entry)) return false;
+    if (i < 256) {
+      table[i].rgbBlue = entry[0];
+      table[i].rgbGreen = entry[1];
+      table[i].rgbRed = entry[2];
+    }
+  }
+  return true;
+}
+
+using LineMaker = void (CLinearTransformMem::*)(double, unsigned char*, unsigned char*,
+                                                unsigned char*);
+
+LineMaker MakerFor(unsigned short kind) {
+  switch (kind) {
+    case KIND_BILEVEL:
+      return &CLinearTransformMem::MakeBWImageLine;
+    case KIND_GRAY_8BIT:
+      return &CLinearTransformMem::Make8bitGrayImageLine;
+    case KIND_PALETTE_8BIT:
+      return &CLinearTransformMem::Make8bitPaletteColorImageLine;
+    case KIND_TRUE_COLOR:
+      return &CLinearTransformMem::MakeRGBColorImageLine;
+    default:
+      return nullptr;
+  }
+}
+
+// Makes every row of the result. False when the progress callback cancels.
+bool MakeRows(CLinearTransformMem& engine) {
+  const LineMaker maker = MakerFor(engine.m_wKind);
+  unsigned char* source = engine.m_pSource->m_pData + engine.m_wSourceBitsOffset;
+  unsigned char* out = engine.m_pDestination->m_pData + engine.m_wOutputBitsOffset;
+  const size_t sourceRowBytes = static_cast<uint32_t>(engine.m_dwSourceRowBytes);
+  const size_t outputRowBytes = static_cast<uint32_t>(engine.m_dwOutputRowBytes);
+  Progress progress(engine.m_pProgress);
+  for (unsigned y = 0; y < engine.m_wOutputHeight; ++y) {
+    if (maker != nullptr) {
+      const RowPair pair = PairRows(y, engine.m_dScaleY, engine.m_wSourceHeight);
+      (engine.*maker)(pair.fraction, source + pair.first * sourceRowBytes,
+                      source + pair.second * sourceRowBytes, out + y * outputRowBytes);
+    }
+    if (!progress.Report(y, engine.m_wOutputHeight)) return false;
+  }
+  return true;
+}
+
+int FillAndMakeRows(CLinearTransformMem& engine) {
+  if (engine.m_pSource->m_pData == nullptr) return CNV_SOURCE_UNREADABLE;
+  if (engine.m_pDestination->m_pData == nullptr) return CNV_HEADER_NOT_WRITTEN;
+  try {
+    FillColumns(engine.m_dScaleX, engine.m_wSourceWidth, engine.m_wOutputWidth, engine.m_Columns);
+  } catch (const std::bad_alloc&) {
+    return CNV_NO_MEMORY;
+  }
+  return MakeRows(engine) ? CNV_OK : CNV_CANCELLED;
+}
+
+}  // namespace
+
+int CLinearTransformMem::LinearTransform(unsigned short mode, int (*progress)(unsigned short),
+                                         unsigned short dpi, int threshold) {
+  m_pProgress = progress;
+  m_wMode = mode;
+  m_iThreshold = threshold;
+  if (m_pSource->m_wKind == 0 && m_pSource->m_pData == nullptr) return CNV_BAD_SOURCE;
+  const int status = GetSourceImageInfo();
+  if (status != CNV_OK) return status;
+  // A vertical resolution of 0 is let through: the result then has no rows.
+  if (m_wSourceResolutionX == 0) return CNV_BAD_SOURCE;
+
+  const OutputGeometry output = Scale(SourceOf(*this), dpi);
+  m_dScaleX = output.scaleX;
+  m_dScaleY = output.scaleY;
+  m_wOutputBitCount = m_wSourceBitCount;
+  m_wOutputKind = m_wKind;
+  m_wOutputWidth = output.width;
+  m_wOutputHeight = output.height;
+  m_wOutputResolutionX = dpi;
+  m_wOutputResolutionY = dpi;
+  m_dwOutputRowBytes = RowBytes(m_wOutputBitCount, m_wOutputWidth);
+  const int written = CreateOutputData();
+  return written != CNV_OK ? written : CreateImage(mode, threshold);
+}
+
+int CLinearTransformMem::GetSourceImageInfo() {
+  unsigned char header[kInfoHeaderSize];
+  if (IsFile(*m_pSource)) {
+    unsigned char fileHeader[kFileHeaderSize];
+    if (!ReadNext(*m_pSource, fileHeader, sizeof fileHeader)) return CNV_SOURCE_UNREADABLE;
+  }
+  if (!ReadNext(*m_pSource, header, sizeof header)) return CNV_SOURCE_UNREADABLE;
+
+  const SourceGeometry source = ReadSourceGeometry(header);
+  m_wSourceWidth = source.width;
+  m_wSourceHeight = source.height;
+  m_wSourceBitCount = source.bitCount;
+  m_wSourceResolutionX = source.dpiX;
+  m_wSourceResolutionY = source.dpiY;
+  m_dwSourceRowBytes = RowBytes(source.bitCount, source.width);
+  if (!ReadColorTable(*m_pSource, FullTableEntries(source.bitCount), m_ColorTable)) {
+    return CNV_SOURCE_UNREADABLE;
+  }
+  m_wSourceBitsOffset = static_cast<unsigned short>(m_pSource->m_dwPosition);
+  m_wKind = KindOf(*this);
+  return CNV_OK;
+}
+
+int CLinearTransformMem::IsGrayImage() {
+  return std::all_of(std::begin(m_ColorTable), std::end(m_ColorTable),
+                     [](const tagRGBQUAD& entry) {
+                       return entry.rgbBlue == entry.rgbGreen && entry.rgbBlue == entry.rgbRed;
+                     })
+             ? 1
+             : 0;
+}
+
+int CLinearTransformMem::OpenImage(unsigned short /*mode*/) {
+  const unsigned sourceRow = static_cast<unsigned>(m_dwSourceRowBytes);
+  m_hSourceRows = GlobalAlloc(GHND, 2 * sourceRow);
+  m_hOutputRow = GlobalAlloc(GHND, static_cast<unsigned>(m_dwOutputRowBytes));
+  if (m_hSourceRows == nullptr || m_hOutputRow == nullptr) return CNV_NO_MEMORY;
+  m_pSourceRowA = static_cast<unsigned char*>(GlobalLock(m_hSourceRows));
+  m_pSourceRowB = m_pSourceRowA != nullptr ? m_pSourceRowA + sourceRow : nullptr;
+  m_pOutputRow = static_cast<unsigned char*>(GlobalLock(m_hOutputRow));
+  return CNV_OK;
+}
+
+void CLinearTransformMem::CloseImage(unsigned short /*mode*/) {
+  UnlockAndFree(m_hSourceRows, m_pSourceRowA != nullptr);
+  UnlockAndFree(m_hOutputRow, m_pOutputRow != nullptr);
+  m_pSourceRowA = nullptr;
+  m_pSourceRowB = nullptr;
+  m_pOutputRow = nullptr;
+}
+
+int CLinearTransformMem::CreateImage(unsigned short mode, int /*threshold*/) {
+  int status = OpenImage(mode);
+  if (status == CNV_OK) {
+    status = FillAndMakeRows(*this);
+  }
+  CloseImage(mode);
+  return status;
+}
+
+void CLinearTransformMem::MakeBWImageLine(double fy, unsigned char* rowA, unsigned char* rowB,
+                                          unsigned char* out) {
+  const bool setIsDark = m_ColorTable[0].rgbBlue == 255;
+  MakeBilevelLine(m_Columns.data(), std::min<size_t>(m_Columns.size(), m_wOutputWidth), setIsDark,
+                  m_iThreshold, {fy, rowA, rowB}, out);
+}
+
+void CLinearTransformMem::Make4bitGrayImageLine(double fy, unsigned char* rowA, unsigned char* rowB,
+                                                unsigned char* out) {
+  MakeGray4Line(LineOf(*this), m_ColorTable, {fy, rowA, rowB}, out);
+}
+
+void CLinearTransformMem::Make8bitGrayImageLine(double fy, unsigned char* rowA, unsigned char* rowB,
+                                                unsigned char* out) {
+  MakeGray8Line(LineOf(*this), m_ColorTable, {fy, rowA, rowB}, m_Histogram, out);
+}
+
+void CLinearTransformMem::Make8bitPaletteColorImageLine(double fy, unsigned char* rowA,
+                                                        unsigned char* rowB, unsigned char* out) {
+  MakePalette8Line(LineOf(*this), m_ColorTable, {fy, rowA, rowB}, out);
+}
+
+void CLinearTransformMem::MakeRGBColorImageLine(double fy, unsigned char* rowA, unsigned char* rowB,
+                                                unsigned char* out) {
+  MakeTrueColorLine(LineOf(*this), {fy, rowA, rowB}, out);
+}
+
+int CLinearTransformMem::GetImageLine(unsigned short line, unsigned char* buffer) {
+  const uint32_t rowBytes = static_cast<uint32_t>(m_dwSourceRowBytes);
+  const uint64_t offset = uint64_t{line} * rowBytes + m_wSourceBitsOffset;
+  if (IsFile(*m_pSource)) {
+    const int file = m_pSource->m_iFile;
+    // Only a seek to offset 0 counts as a success.
+    if (file == -1 || ::lseek(file, static_cast<off_t>(offset), SEEK_SET) != 0 ||
+        !ReadFile(file, buffer, rowBytes)) {
+      return 0;
+    }
+    m_pSource->m_dwPosition = FilePosition(file);
+    return 1;
+  }
+  if (m_pSource->m_pData == nullptr) return 0;
+  std::memcpy(buffer, m_pSource->m_pData + offset, rowBytes);
+  m_pSource->m_dwPosition = static_cast<uint32_t>(offset + rowBytes);
+  return 1;
+}

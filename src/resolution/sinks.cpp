@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "resolution/sinks.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+
+namespace dibkit::resolution {
+namespace {
+
+void OpenBlock(tagHANDLE* handle, CBufTransfer& sink) {
+  sink.m_wKind = kSinkMemory;
+  sink.m_hHandle = handle;
+  if (handle != nullptr) {
+    sink.m_pData = static_cast<unsigned char*>(GlobalLock(handle));
+  }
+}
+
+void OpenFile(int file, CBufTransfer& sink) {
+  sink.m_wKind = kSinkFile;
+  sink.m_iFile = file;
+}
+
+bool WriteFile(int file, const void* buffer, size_t length) {
+  return ::write(file, buffer, length) == static_cast<ssize_t>(length);
+}
+
+}  // namespace
+
+void OpenSource(unsigned short mode, const void* src, CBufTransfer& sink) {
+  if ((mode & TRANSFORM_SRC_FILE) != 0) {
+    OpenFile(::open(static_cast<const char*>(src), O_RDWR), sink);
+  } else if ((mode & TRANSFORM_SRC_MEMORY) != 0) {
+    OpenBlock(*static_cast<tagHANDLE* const*>(src), sink);
+  }
+}
+
+void OpenDestination(unsigned short mode, void* dst, CBufTransfer& sink) {
+  if ((mode & TRANSFORM_DST_FILE) != 0) {
+    // Others may write, nobody may read: the permission that hosts have always got.
+    constexpr mode_t kPermission = 2;
+    OpenFile(::creat(static_cast<const char*>(dst), kPermission), sink);
+  } else if ((mode & TRANSFORM_DST_MEMORY) != 0) {
+    OpenBlock(*static_cast<tagHANDLE* const*>(dst), sink);
+  }
+}
+
+bool ReadNext(CBufTransfer& sink, void* buffer, size_t length) {
+  if (IsFile(sink)) {
+    if (!ReadFile(sink.m_iFile, buffer, length)) return false;
+    sink.m_dwPosition = FilePosition(sink.m_iFile);
+    return true;
+  }
+  if (sink.m_pData == nullptr) return false;
+  std::memcpy(buffer, sink.m_pData + static_cast<uint32_t>(sink.m_dwPosition), length);
+  sink.m_dwPosition = static_cast<uint32_t>(sink.m_dwPosition + length);
+  return true;
+}
+
+bool ReadFile(int file, void* buffer, size_t length) {
+  return file != -1 && ::read(file, buffer, length) == static_cast<ssize_t>(length);
+}
+
+unsigned long FilePosition(int file) { return static_cast<uint32_t>(::lseek(file, 0, SEEK_CUR)); }
+
+}  // namespace dibkit::resolution
+
+using namespace dibkit::resolution;
+
+CBufTransfer::~CBufTransfer() {
+  m_dwPosition = 0;
+  if (m_wKind == kSinkMemory && m_pData != nullptr) {
+    GlobalUnlock(m_hHandle);
+    m_pData = nullptr;
+    m_hHandle = nullptr;
+  } else if (m_wKind == kSinkFile && m_iFile != -1) {
+    ::close(m_iFile);
+    m_iFile = -1;
+  }
+}
+
+int CBufTransfer::SetData(unsigned long offset, unsigned long length, void* buffer, int append) {
+  const uint32_t bytes = static_cast<uint32_t>(length);
+  if (!IsFile(*this)) {
+    if (m_pData == nullptr) return 0;
+    const uint32_t start = static_cast<uint32_t>(append == 1 ? offset + m_dwPosition : offset);
+    std::memcpy(m_pData + start, buffer, bytes);
+    m_dwPosition = static_cast<uint32_t>(start + bytes);
+    return 1;
+  }
+  if (m_hHandle == nullptr) return 0;
+  if (append == 0 &&
+      ::lseek(m_iFile, static_cast<off_t>(static_cast<uint32_t>(offset)), SEEK_SET) == -1) {
+    return 0;
+  }
+  if (!WriteFile(m_iFile, buffer, bytes)) return 0;
+  m_dwPosition = FilePosition(m_iFile);
+  return 1;
+}
