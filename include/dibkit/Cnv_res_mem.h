@@ -62,10 +62,11 @@ class DIBKIT_API CBufTransfer {
   // Releases the sink: unlocks a locked block, closes an open descriptor.
   ~CBufTransfer();
 
-  // Writes `length` bytes of `buffer`. Into memory: at `offset` from the block's start, or from the
-  // position when `append` is 1; the block must be large enough. Into a file: only when the handle
-  // field is not null, at `offset` when `append` is 0 and at the file position when it is 1. The
-  // position is moved behind what was written. Returns 1, or 0 when nothing or not all was written.
+  // Writes `length` bytes of `buffer`. Into memory: at `offset` counted from the block's start, or
+  // counted from the position when `append` is 1; the block must be large enough. Into a file: only
+  // when the handle field is not null, at `offset` when `append` is 0 and at the file position when
+  // it is 1. The position is moved behind what was written. Returns 1, or 0 when nothing or not all
+  // was written.
   int SetData(unsigned long offset, unsigned long length, void* buffer, int append);
 
   tagHANDLE* m_hHandle = nullptr;    // the block; null for a file
@@ -183,10 +184,12 @@ class DIBKIT_API CLinearTransformMem {
 // GlobalFree. The depth stays, but for palette images: 4 and 8 bits in colour come back as 8 bits
 // with at most 256 colours, 4 bits in grey as 8 bits in grey.
 // `progress` may be null; it is called on this thread with 0 to 99 and cancels by returning 0.
-// `threshold`: 0 to 256, for 1-bit sources: a pixel is white when its darkness (0 to 255) is below.
-// Returns 0; 1 cancelled; 2 no memory; 5 source unreadable (`*dst` is then untouched); 6; 11 the
-// source has no horizontal resolution. `*dst` is null after every other failure, and also after a 0
-// when the colour reduction of a palette image had no memory.
+// `threshold`: for 1-bit sources: a pixel is white when its darkness (0 to 255) is below it; 0 and
+// less make all black, 256 and more all white.
+// Returns 0; 1 cancelled; 2 no memory, or a palette image too wide to be widened; 5 source
+// unreadable (`*dst` is then untouched); 6; 11 the source has no horizontal resolution. `*dst` is
+// null after every other failure. It is also null after a 0 when the colour reduction of a palette
+// image failed: without memory, and for a result of no columns or rows.
 // When a palette image in colour was widened, the widened copy is never freed, and an early failure
 // leaves a widened copy behind as well: a host that minds reclaims such blocks through its own
 // GlobalAlloc.

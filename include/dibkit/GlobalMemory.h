@@ -3,8 +3,9 @@
 // The six global-memory functions that the host supplies. dibkit leaves them undefined: a host
 // application defines them itself, or links dibkit::host, the embedded host.
 //
-// A host with Windows headers of its own defines DIBKIT_HOST_TYPES before including any dibkit
-// header; these declarations (and those of WinTypes.h) are then left out and the host's are used.
+// A host with Windows headers of its own defines DIBKIT_HOST_TYPES and includes them before any
+// dibkit header; these declarations (and those of WinTypes.h) are then left out and the host's are
+// used.
 #ifndef DIBKIT_GLOBAL_MEMORY_H
 #define DIBKIT_GLOBAL_MEMORY_H
 
@@ -22,14 +23,16 @@ constexpr unsigned GMEM_INVALID_HANDLE = 0x8000;  // GlobalFlags: the handle is 
 extern "C" {
 
 // Allocates a block of `bytes` bytes, unlocked. `flags` is always GHND, so the block must be zero
-// throughout. Returns null when there is no memory.
+// throughout. A size of 0 must give a live handle too; its lock may fail. Returns null when there
+// is no memory.
 tagHANDLE* GlobalAlloc(unsigned flags, unsigned bytes);
 
 // Raises the block's lock count by one and returns the address of its first byte, which stays the
 // same until the count is back at 0. Returns null, with the count as it was, on failure.
 void* GlobalLock(tagHANDLE* handle);
 
-// Lowers the block's lock count by one. dibkit never looks at the result.
+// Lowers the block's lock count by one, which GlobalFlags must show: CHandle unlocks until the
+// count reads 0. dibkit never looks at the result.
 int GlobalUnlock(tagHANDLE* handle);
 
 // Releases the block; a null handle is accepted and does nothing. dibkit never looks at the result.

@@ -16,7 +16,7 @@
 // 8n + 1 + i, where i is 1 for red, plus 2 for green, plus 4 for blue, each when the component has
 // the level's bit (0x80 at the root).
 struct CCube2 {
-  uint32_t lSumRed;      // sum of the red values that ended here; later the palette index
+  uint32_t lSumRed;  // sum of the red values that ended here; later the palette index
   uint32_t lSumGreen;
   uint32_t lSumBlue;
   uint32_t lColorCount;  // pixels in the sums; non-zero makes the node a palette colour
@@ -40,15 +40,16 @@ struct CSearchCell {
   CColorTrans2* pList;  // owned, array new
 };
 
-// The quantiser. An object belongs to one thread. The source DIB must be sound and stay locked until
-// quantisation ends; it is neither changed nor freed. No member throws.
+// The quantiser. An object belongs to one thread. The source DIB must be sound and stay locked
+// until quantisation ends; it is neither changed nor freed. No member throws.
 class DIBKIT_API CNiGoRo2 {
  public:
   using Search = unsigned char (CNiGoRo2::*)(unsigned char, unsigned char, unsigned char);
 
-  // `dib`: the locked source with an info header. `maxColors`: palette size, 1 to 256. `depth`: tree
-  // levels below the root; 5 tells colours apart by the top 5 bits of each component. The last
-  // argument is ignored.
+  // `dib`: the locked source with an info header. `maxColors`: palette size, 1 to 256. `depth`:
+  // tree levels below the root, 1 to 8; 5 tells colours apart by the top 5 bits of each component.
+  // A tree takes 28 bytes for each of its (8^(depth + 1) - 1) / 7 nodes. With a depth of 0 no tree
+  // is built and the image is all index 0. The last argument is ignored.
   CNiGoRo2(unsigned char* dib, unsigned short maxColors, unsigned short depth, int);
   CNiGoRo2(const CNiGoRo2&) = delete;
   CNiGoRo2& operator=(const CNiGoRo2&) = delete;
@@ -60,7 +61,8 @@ class DIBKIT_API CNiGoRo2 {
   // format is not known (32 bits without bit-fields, other depths) gives an image of index 0.
   tagHANDLE* QuantizeBitmap(int, int);
 
-  // Allocates the tree, all zero. 1; 0 for a source of 8 bits or less and when there is no memory.
+  // Allocates the tree, all zero; an older tree is freed. 1; 0 for a source of 8 bits or less and
+  // when there is no memory. The members below, down to CreateColorTableRec, need this 1 first.
   int InitOctree();
 
   // Inserts the first m_lDefaultColorNum entries of m_pDefaultColors as fixed colours.
@@ -80,30 +82,33 @@ class DIBKIT_API CNiGoRo2 {
   // small enough. Sets m_lColorNum; returns the number of colours that are not fixed.
   unsigned long ReduceColors();
 
-  // Colours in the tree below `node`, fixed ones only when `withFixed` is non-zero; lowers `minPass`
-  // to the smallest non-zero weight met.
+  // Colours in the tree below `node`, fixed ones only when `withFixed` is non-zero; lowers
+  // `minPass` to the smallest non-zero weight met.
   unsigned long CountColors(unsigned long node, unsigned long& minPass, int withFixed);
 
-  // Merges every topmost node of weight `minPass` below `node` into its parent. 1 when `node` itself
-  // was merged. The root is never merged: it has no parent.
+  // Merges every topmost node of weight `minPass` below `node` into its parent. 1 when `node`
+  // itself was merged. The root is never merged: it has no parent.
   unsigned long CutBranches(unsigned long node, unsigned long minPass);
 
   // Adds the subtree of `node` to `into`. A fixed `into` stays as it is.
   void Cut(unsigned long node, CCube2* into);
 
-  // Lists the colours below `node` in pre-order as palette entries from `index` on, which it raises.
+  // Lists the colours below `node` in pre-order as palette entries from `index` on, which it
+  // raises.
   void CreateColorTableRec(unsigned long node, unsigned long& index);
 
   // Makes the 8-bit image from the palette in m_ColorTrans: the linear search serves up to 16,384
-  // pixels or 64 colours, the cube search everything above. Null when there is no memory.
+  // pixels or 64 colours, the cube search everything above. Null for a width or height of 0 or less
+  // and when there is no memory.
   tagHANDLE* Quantize();
 
   // Orders the palette by use and writes it to `table` (m_lColorNum entries), then orders
   // m_ColorTrans by blue for the linear search.
   void BuildPalette(tagRGBQUAD* table);
 
-  // Writes the palette to `table` in tree order and fills the search cells. m_ColorTrans is left in
-  // the order of the last cell. Cells are appended to, never cleared. A cell for which there is no
+  // Writes the palette to `table` in tree order and fills the search cells; each gets at least one
+  // entry, m_ColorTrans[0] when there are no colours. m_ColorTrans is left in the order of the last
+  // cell. Cells are appended to, never cleared. A cell for which there is no
   // memory keeps the shorter list.
   void BuildSearchCube(tagRGBQUAD* table);
 
@@ -114,14 +119,14 @@ class DIBKIT_API CNiGoRo2 {
   void InitSearchCube();
   void DeleteSearchCube();
 
-  // The palette index nearest to a colour: through the search cube, or linearly over m_ColorTrans in
-  // blue order. An empty cell gives 0. A tie goes to the entry met first.
+  // The palette index nearest to a colour: through the search cube, or linearly over m_ColorTrans
+  // in blue order. An empty cell gives 0. A tie goes to the entry met first.
   unsigned char GetNearestColorIndexC(unsigned char r, unsigned char g, unsigned char b);
   unsigned char GetNearestColorIndexL(unsigned char r, unsigned char g, unsigned char b);
 
-  // Map h rows of w pixels from `src` to indices at `dst`, by the search that m_wLinearSearch names;
-  // `search` is ignored. Rows are padded to 4 bytes, but for QuantizeBF32, whose source has no
-  // padding and holds 32-bit pixels whatever the size of `unsigned long`.
+  // Map h rows of w pixels from `src` to indices at `dst`, by the search that m_wLinearSearch
+  // names; `search` is ignored. Rows are padded to 4 bytes, but for QuantizeBF32, whose source has
+  // no padding and holds 32-bit pixels whatever the size of `unsigned long`.
   void QuantizeBM16(unsigned short* src, int w, int h, unsigned char* dst, Search search);
   void QuantizeBM24(unsigned char* src, int w, int h, unsigned char* dst, Search search);
   void QuantizeBF16(unsigned short* src, int w, int h, unsigned char* dst, Search search);
@@ -136,8 +141,8 @@ class DIBKIT_API CNiGoRo2 {
   // is not made and nothing is reported.
   static void SetStaticColors();
 
-  // Empties STATIC_CUBE, builds the palette and lists every cell's candidates, nearest to the cell's
-  // centre first. Candidate lists of an earlier build are lost, not freed: call
+  // Empties STATIC_CUBE, builds the palette and lists every cell's candidates, nearest to the
+  // cell's centre first. Candidate lists of an earlier build are lost, not freed: call
   // DeleteStaticSearchCube in between. Without memory for the palette the cube stays empty; a cell
   // for which there is no memory keeps a shorter list.
   static void CreateStaticSearchCube();
@@ -159,19 +164,19 @@ class DIBKIT_API CNiGoRo2 {
   uint16_t m_wMaxColors;              // largest palette to make
   CColorTrans2 m_ColorTrans[256];     // the palette
   CSearchCell m_SearchCube[8][8][8];  // [red / 32][green / 32][blue / 32]
-  tagRGBQUAD* m_pDefaultColors;       // colours to keep, owned (array new); null unless the host sets it
-  uint32_t m_lColorNum;               // palette entries
-  uint32_t m_lDefaultColorNum;        // entries in m_pDefaultColors, fewer than m_wMaxColors
-  int32_t m_iPaletteMode;             // 666, 884 and 775 skip the palette preparation of Quantize
-  uint16_t m_wLinearSearch;           // 1 linear search, 0 cube search
+  tagRGBQUAD* m_pDefaultColors;  // colours to keep, owned (array new); null unless the host sets it
+  uint32_t m_lColorNum;          // palette entries
+  uint32_t m_lDefaultColorNum;   // entries in m_pDefaultColors, fewer than m_wMaxColors
+  int32_t m_iPaletteMode;        // 666, 884 and 775 skip the palette preparation of Quantize
+  uint16_t m_wLinearSearch;      // 1 linear search, 0 cube search
 };
 
-// The fixed palette: CNiGoRo2::m_iStcColorNum colours of 3 bytes, red, green, blue; a colour's index
-// is its place. Empty until SetStaticColors. The block is freed when the library is unloaded.
+// The fixed palette: CNiGoRo2::m_iStcColorNum colours of 3 bytes, red, green, blue; a colour's
+// index is its place. Empty until SetStaticColors. The block is freed when the library is unloaded.
 extern DIBKIT_API CHandle STATIC_COLOR;
 
-// The search cube over the fixed palette, empty until CreateStaticSearchCube. The lists are not freed
-// at unload.
+// The search cube over the fixed palette, empty until CreateStaticSearchCube. The lists are not
+// freed at unload.
 //
 // To map a colour to the fixed palette, take cell [red / 16][green / 16][blue / 16] and search its
 // lCount candidates, in order, for the smallest squared distance (red, green and blue differences
@@ -181,7 +186,8 @@ extern DIBKIT_API CHandle STATIC_COLOR;
 extern DIBKIT_API CSearchCell STATIC_CUBE[16][16][16];
 
 // Sorts n entries in place. Not stable: hosts rely on the order in which equal entries end, because
-// it decides ties in the nearest-colour searches. `cmp` is negative when its first entry comes first.
+// it decides ties in the nearest-colour searches. `cmp` is negative when its first entry comes
+// first.
 DIBKIT_API void Qsort(CColorTrans2* a, tagRGBQUAD key, long n,
                       int (*cmp)(CColorTrans2, CColorTrans2, tagRGBQUAD));
 DIBKIT_API void Qsort(CColorTrans2* a, long n, int (*cmp)(CColorTrans2, CColorTrans2));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The published Windows bitmap records and constants. All fields are little-endian in a packed DIB
-// and in a bitmap file; dibkit reads and writes them there as bytes and never casts to these.
+// and in a bitmap file; dibkit loads and stores them there byte by byte.
 //
 // A host with Windows headers of its own defines DIBKIT_HOST_TYPES, see GlobalMemory.h.
 #ifndef DIBKIT_WIN_TYPES_H
@@ -55,9 +55,10 @@ constexpr uint32_t BI_RLE8 = 1;
 constexpr uint32_t BI_RLE4 = 2;
 constexpr uint32_t BI_BITFIELDS = 3;
 
+#endif  // DIBKIT_HOST_TYPES
+
+// Holds for a host's own types too: the exported classes contain them.
 static_assert(sizeof(tagRGBQUAD) == 4 && sizeof(tagRGBTRIPLE) == 3);
 static_assert(sizeof(BITMAPINFOHEADER) == 40 && sizeof(BITMAPCOREHEADER) == 12);
-
-#endif  // DIBKIT_HOST_TYPES
 
 #endif  // DIBKIT_WIN_TYPES_H

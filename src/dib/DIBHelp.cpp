@@ -45,19 +45,18 @@ unsigned char* RowAddress(unsigned char* dib, int y) {
   return DIBBits(dib) + static_cast<ptrdiff_t>(int64_t{SignedStride(dib)} * y);
 }
 
-struct FreshHeader {
-  uint32_t width;
-  uint32_t height;
-  uint16_t bitCount;
-};
-
-void StoreFreshHeader(unsigned char* dib, const FreshHeader& header) {
-  std::memset(dib, 0, kInfoHeaderSize);
-  Store32(dib + kBiSize, kInfoHeaderSize);
-  Store32(dib + kBiWidth, header.width);
-  Store32(dib + kBiHeight, header.height);
-  Store16(dib + kBiPlanes, 1);
-  Store16(dib + kBiBitCount, header.bitCount);
+BITMAPINFOHEADER FreshHeader(unsigned long width, unsigned long height, uint16_t bitCount) {
+  return {.biSize = kInfoHeaderSize,
+          .biWidth = static_cast<int32_t>(static_cast<uint32_t>(width)),
+          .biHeight = static_cast<int32_t>(static_cast<uint32_t>(height)),
+          .biPlanes = 1,
+          .biBitCount = bitCount,
+          .biCompression = BI_RGB,
+          .biSizeImage = 0,
+          .biXPelsPerMeter = 0,
+          .biYPelsPerMeter = 0,
+          .biClrUsed = 0,
+          .biClrImportant = 0};
 }
 
 uint16_t CreatedDepth(unsigned short depth) {
@@ -80,15 +79,15 @@ uint16_t SetDepth(unsigned short depth) {
 }  // namespace
 
 int32_t DIBWidth(unsigned char* dib) {
-  return HasInfoHeader(dib) ? LoadSigned32(dib + kBiWidth) : Load16(dib + 4);
+  return HasInfoHeader(dib) ? LoadSigned32(dib + kBiWidth) : Load16(dib + kBcWidth);
 }
 
 int32_t DIBHeight(unsigned char* dib) {
-  return HasInfoHeader(dib) ? LoadSigned32(dib + kBiHeight) : Load16(dib + 6);
+  return HasInfoHeader(dib) ? LoadSigned32(dib + kBiHeight) : Load16(dib + kBcHeight);
 }
 
 uint16_t DIBBitCount(unsigned char* dib) {
-  return Load16(dib + (HasInfoHeader(dib) ? kBiBitCount : 10));
+  return Load16(dib + (HasInfoHeader(dib) ? kBiBitCount : kBcBitCount));
 }
 
 uint16_t DIBNumColors(unsigned char* dib) {
@@ -141,8 +140,7 @@ int32_t GetColorIndex(unsigned char* dib, unsigned long color) {
 }
 
 void SetDIB(unsigned char* dib, unsigned long width, unsigned long height, unsigned short depth) {
-  StoreFreshHeader(dib,
-                   {static_cast<uint32_t>(width), static_cast<uint32_t>(height), SetDepth(depth)});
+  StoreHeader(dib, FreshHeader(width, height, SetDepth(depth)));
 }
 
 int DIBMask(unsigned char* dib, unsigned long& red, unsigned long& green, unsigned long& blue) {
@@ -165,8 +163,8 @@ void GetShifts(unsigned long mask, unsigned short& left, unsigned short& right) 
     return;
   }
   const int lowest = std::countr_zero(bits);
-  // A run that reaches bit 31 goes on at bit 0: the bit position counts modulo 32.
-  const int run = std::countr_one(std::rotr(bits, lowest));
+  // A mask of all ones is a run of 32 bits.
+  const int run = std::countr_one(bits >> lowest);
   if (run > 8) {
     right = static_cast<unsigned short>(lowest + run - 8);
   } else {
@@ -226,24 +224,25 @@ void CopyColorTable(unsigned char* source, unsigned char* destination) {
 }
 
 tagHANDLE* CreateDIB(unsigned long width, unsigned long height, unsigned short depth) {
-  const FreshHeader header{static_cast<uint32_t>(width), static_cast<uint32_t>(height),
-                           CreatedDepth(depth)};
-  if (header.width == 0 || header.height == 0) return nullptr;
+  const uint32_t columns = static_cast<uint32_t>(width);
+  const uint32_t rows = static_cast<uint32_t>(height);
+  const uint16_t bitCount = CreatedDepth(depth);
+  if (columns == 0 || rows == 0) return nullptr;
 
-  unsigned char bytes[kInfoHeaderSize];
-  StoreFreshHeader(bytes, header);
-  const uint64_t fixedSize = kInfoHeaderSize + uint64_t{PaletteSize(bytes)};
-  const uint64_t stride = RowStride(header.bitCount, header.width);
-  if (stride > (UINT32_MAX - fixedSize) / header.height) return nullptr;
+  unsigned char header[kInfoHeaderSize];
+  StoreHeader(header, FreshHeader(width, height, bitCount));
+  const uint64_t fixedSize = kInfoHeaderSize + uint64_t{PaletteSize(header)};
+  const uint64_t stride = RowStride(bitCount, columns);
+  if (stride > (UINT32_MAX - fixedSize) / rows) return nullptr;
 
-  tagHANDLE* handle = GlobalAlloc(GHND, static_cast<unsigned>(fixedSize + stride * header.height));
+  tagHANDLE* handle = GlobalAlloc(GHND, static_cast<unsigned>(fixedSize + stride * rows));
   if (handle == nullptr) return nullptr;
   void* block = GlobalLock(handle);
   if (block == nullptr) {
     GlobalFree(handle);
     return nullptr;
   }
-  std::memcpy(block, bytes, sizeof bytes);
+  std::memcpy(block, header, sizeof header);
   GlobalUnlock(handle);
   return handle;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Header fields and pixel words are little-endian bytes at any address; these two helpers are the
-// only way in and out.
+// Header fields and pixel words are little-endian bytes at any address; these two helpers load and
+// store them.
 #ifndef DIBKIT_SRC_DIB_BYTES_H
 #define DIBKIT_SRC_DIB_BYTES_H
 

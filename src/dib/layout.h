@@ -15,6 +15,13 @@ namespace dibkit {
 inline constexpr uint32_t kInfoHeaderSize = 40;
 inline constexpr uint32_t kCoreHeaderSize = 12;
 
+inline constexpr size_t kFileHeaderSize = 14;  // stands before the packed DIB in a bitmap file
+
+// Offsets of the core header's fields.
+inline constexpr size_t kBcWidth = 4;
+inline constexpr size_t kBcHeight = 6;
+inline constexpr size_t kBcBitCount = 10;
+
 // Offsets of the info header's fields.
 inline constexpr size_t kBiSize = 0;
 inline constexpr size_t kBiWidth = 4;
@@ -32,6 +39,34 @@ inline constexpr size_t kBitFieldMasks = 40;
 inline bool HasInfoHeader(const unsigned char* dib) { return Load32(dib) == kInfoHeaderSize; }
 
 inline int32_t LoadSigned32(const unsigned char* at) { return static_cast<int32_t>(Load32(at)); }
+
+inline BITMAPINFOHEADER LoadHeader(const unsigned char* at) {
+  return {.biSize = Load32(at + kBiSize),
+          .biWidth = LoadSigned32(at + kBiWidth),
+          .biHeight = LoadSigned32(at + kBiHeight),
+          .biPlanes = Load16(at + kBiPlanes),
+          .biBitCount = Load16(at + kBiBitCount),
+          .biCompression = Load32(at + kBiCompression),
+          .biSizeImage = Load32(at + kBiSizeImage),
+          .biXPelsPerMeter = LoadSigned32(at + kBiXPelsPerMeter),
+          .biYPelsPerMeter = LoadSigned32(at + kBiYPelsPerMeter),
+          .biClrUsed = Load32(at + kBiClrUsed),
+          .biClrImportant = Load32(at + kBiClrImportant)};
+}
+
+inline void StoreHeader(unsigned char* at, const BITMAPINFOHEADER& header) {
+  Store32(at + kBiSize, header.biSize);
+  Store32(at + kBiWidth, static_cast<uint32_t>(header.biWidth));
+  Store32(at + kBiHeight, static_cast<uint32_t>(header.biHeight));
+  Store16(at + kBiPlanes, header.biPlanes);
+  Store16(at + kBiBitCount, header.biBitCount);
+  Store32(at + kBiCompression, header.biCompression);
+  Store32(at + kBiSizeImage, header.biSizeImage);
+  Store32(at + kBiXPelsPerMeter, static_cast<uint32_t>(header.biXPelsPerMeter));
+  Store32(at + kBiYPelsPerMeter, static_cast<uint32_t>(header.biYPelsPerMeter));
+  Store32(at + kBiClrUsed, header.biClrUsed);
+  Store32(at + kBiClrImportant, header.biClrImportant);
+}
 
 // Bytes of one row, padded to a multiple of 4. Sound images have a stride below 2^32; an impossible
 // one stays visible here as a large number.

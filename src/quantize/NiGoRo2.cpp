@@ -4,7 +4,6 @@
 #include "NiGoRo2.h"
 
 #include <cstddef>
-#include <cstring>
 
 #include "AutoClass.h"
 #include "DIBHelp.h"
@@ -73,7 +72,7 @@ CNiGoRo2::CNiGoRo2(unsigned char* dib, unsigned short maxColors, unsigned short 
     : m_pTree(nullptr),
       m_wDepth(depth),
       m_pBits(DIBBits(dib)),
-      m_bih(),
+      m_bih(LoadHeader(dib)),
       m_wMaxColors(maxColors),
       m_ColorTrans(),
       m_pDefaultColors(nullptr),
@@ -81,17 +80,6 @@ CNiGoRo2::CNiGoRo2(unsigned char* dib, unsigned short maxColors, unsigned short 
       m_lDefaultColorNum(0),
       m_iPaletteMode(0),
       m_wLinearSearch(0) {
-  m_bih.biSize = Load32(dib + kBiSize);
-  m_bih.biWidth = LoadSigned32(dib + kBiWidth);
-  m_bih.biHeight = LoadSigned32(dib + kBiHeight);
-  m_bih.biPlanes = Load16(dib + kBiPlanes);
-  m_bih.biBitCount = Load16(dib + kBiBitCount);
-  m_bih.biCompression = Load32(dib + kBiCompression);
-  m_bih.biSizeImage = Load32(dib + kBiSizeImage);
-  m_bih.biXPelsPerMeter = LoadSigned32(dib + kBiXPelsPerMeter);
-  m_bih.biYPelsPerMeter = LoadSigned32(dib + kBiYPelsPerMeter);
-  m_bih.biClrUsed = Load32(dib + kBiClrUsed);
-  m_bih.biClrImportant = Load32(dib + kBiClrImportant);
   InitSearchCube();
 }
 
@@ -115,7 +103,8 @@ tagHANDLE* CNiGoRo2::QuantizeBitmap(int, int) {
 
 tagHANDLE* CNiGoRo2::Quantize() {
   // The header copy is read as the accessors read it, core layout included.
-  unsigned char* header = reinterpret_cast<unsigned char*>(&m_bih);
+  unsigned char header[kInfoHeaderSize];
+  StoreHeader(header, m_bih);
   const int32_t width = DIBWidth(header);
   const int32_t height = DIBHeight(header);
   CHandle result(CreateDIB(static_cast<uint32_t>(width), static_cast<uint32_t>(height), 8));

@@ -3,15 +3,16 @@
 // Making the colour table and the two search structures.
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 
 #include "NiGoRo2.h"
+#include "quantize/distance.h"
+#include "quantize/palette.h"
 #include "quantize/search_cell.h"
 
-namespace {
+using namespace dibkit;
+using namespace dibkit::quantize;
 
-using dibkit::Append;
-using dibkit::Release;
+namespace {
 
 constexpr int kCellWidth = 32;
 
@@ -31,8 +32,6 @@ struct CellBox {
   Axis green;
   Axis blue;
 };
-
-uint32_t Square(int value) { return static_cast<uint32_t>(value * value); }
 
 int FarReach(const Axis& axis, int component) {
   return std::abs(axis.centre - component) + axis.halfWidth;
@@ -61,14 +60,9 @@ tagRGBQUAD CentreOf(const CellBox& box) {
           .rgbReserved = 0};
 }
 
-long EntryCount(const CNiGoRo2& quantizer) {
-  return static_cast<long>(
-      std::min<size_t>(quantizer.m_lColorNum, std::size(quantizer.m_ColorTrans)));
-}
-
 void WriteTable(CNiGoRo2& quantizer, tagRGBQUAD* table) {
-  const long count = EntryCount(quantizer);
-  for (long i = 0; i < count; ++i) {
+  const int count = EntryCount(quantizer);
+  for (int i = 0; i < count; ++i) {
     table[i] = quantizer.m_ColorTrans[i].rgb;
     quantizer.m_ColorTrans[i].lIndex = static_cast<uint32_t>(i);
   }
@@ -79,11 +73,11 @@ void WriteTable(CNiGoRo2& quantizer, tagRGBQUAD* table) {
 void FillCell(CNiGoRo2& quantizer, int r, int g, int b) {
   const CellBox box{AxisOf(r), AxisOf(g), AxisOf(b)};
   CColorTrans2* entries = quantizer.m_ColorTrans;
-  const long count = EntryCount(quantizer);
+  const int count = EntryCount(quantizer);
   Qsort(entries, CentreOf(box), count, CompareColor);
   quantizer.AddList(r, g, b, entries[0]);
   const uint32_t farBound = FarBound(box, entries[0].rgb);
-  for (long i = 1; i < count && farBound >= NearBound(box, entries[i].rgb); ++i) {
+  for (int i = 1; i < count && farBound >= NearBound(box, entries[i].rgb); ++i) {
     quantizer.AddList(r, g, b, entries[i]);
   }
 }

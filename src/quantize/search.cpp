@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Nearest-colour searches and the mapping of pixels.
-#include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 #include "NiGoRo2.h"
+#include "quantize/distance.h"
+#include "quantize/palette.h"
 #include "quantize/pixels.h"
 
 using namespace dibkit;
 using namespace dibkit::quantize;
 
 namespace {
-
-uint32_t Square(int difference) { return static_cast<uint32_t>(difference * difference); }
 
 // The best entry so far. Only a strictly smaller distance replaces it.
 struct Nearest {
@@ -86,7 +84,7 @@ unsigned char CNiGoRo2::GetNearestColorIndexC(unsigned char r, unsigned char g, 
 }
 
 unsigned char CNiGoRo2::GetNearestColorIndexL(unsigned char r, unsigned char g, unsigned char b) {
-  const int count = static_cast<int>(std::min<size_t>(m_lColorNum, std::size(m_ColorTrans)));
+  const int count = EntryCount(*this);
   const int start = StartIndex(m_ColorTrans, count, b);
   const Rgb color{r, g, b};
   Nearest best{0xFFFFFFFF, 0};

@@ -4,15 +4,11 @@
 #include <utility>
 
 #include "NiGoRo2.h"
+#include "quantize/distance.h"
+
+using dibkit::quantize::Distance;
 
 namespace {
-
-uint32_t Square(int difference) { return static_cast<uint32_t>(difference * difference); }
-
-uint32_t Distance(const tagRGBQUAD& a, const tagRGBQUAD& b) {
-  return Square(a.rgbRed - b.rgbRed) + Square(a.rgbGreen - b.rgbGreen) +
-         Square(a.rgbBlue - b.rgbBlue);
-}
 
 // Every swap counts: the order in which equal entries end is what decides ties in the searches.
 template <typename Compare>

@@ -33,11 +33,11 @@ std::optional<SourceGeometry> GeometryOfBlock(tagHANDLE* handle) {
 std::optional<SourceGeometry> GeometryOfFile(const char* path) {
   const int file = ::open(path, O_RDWR);
   if (file == -1) return std::nullopt;
-  unsigned char headers[14 + kInfoHeaderSize];
+  unsigned char headers[kFileHeaderSize + kInfoHeaderSize];
   const bool complete = ReadFile(file, headers, sizeof headers);
   ::close(file);
   if (!complete) return std::nullopt;
-  return ReadSourceGeometry(headers + 14);
+  return ReadSourceGeometry(headers + kFileHeaderSize);
 }
 
 // The answer of the general size query, with the size in full.
@@ -56,32 +56,15 @@ int QuerySize(unsigned short mode, void const* src, unsigned short dpi, uint64_t
   return CNV_OK;
 }
 
-// The working source of a conversion: the caller's image or a widened copy.
-struct WorkingSource {
-  tagHANDLE* image;
-  tagHANDLE* temporary = nullptr;  // the one slot that both widenings write
-  bool fromColorPalette = false;
-  bool fromGray4 = false;
-};
+bool Failed(Widening widening) {
+  return widening == Widening::kNotLockable || widening == Widening::kNoMemory;
+}
 
-// Runs one widening. Returns true when the conversion may go on; otherwise `status` says why not.
-bool Widen(Widening (*widen)(tagHANDLE*, tagHANDLE*&), WorkingSource& source, bool& widened,
-           int& status) {
-  switch (widen(source.image, source.temporary)) {
-    case Widening::kNotLockable:
-      status = CNV_SOURCE_UNREADABLE;
-      return false;
-    case Widening::kNoMemory:
-      status = CNV_NO_MEMORY;
-      return false;
-    case Widening::kDone:
-      widened = true;
-      source.image = source.temporary;
-      return true;
-    case Widening::kNotNeeded:
-      return true;
-  }
-  return true;
+// The status of a conversion that ends with a failed widening.
+int StatusOf(Widening failure, tagHANDLE** dst) {
+  if (failure == Widening::kNotLockable) return CNV_SOURCE_UNREADABLE;
+  *dst = nullptr;
+  return CNV_NO_MEMORY;
 }
 
 tagHANDLE* QuantizeTo256(void* dib) {
@@ -106,35 +89,33 @@ void ReduceColorsOf(tagHANDLE*& image) {
 
 int ConvertResolution(tagHANDLE* src, tagHANDLE** dst, int (*progress)(unsigned short),
                       unsigned short dpi, int threshold) {
-  WorkingSource source{.image = src};
-  int status = CNV_OK;
-  // The second widening writes the slot of the first: a copy widened from a colour palette is
-  // referenced by nothing but source.image from there on, and is never freed.
-  if (!Widen(WidenColorPalette, source, source.fromColorPalette, status) ||
-      !Widen(WidenGray4, source, source.fromGray4, status)) {
-    if (status == CNV_NO_MEMORY) {
-      *dst = nullptr;
-    }
-    return status;
-  }
+  tagHANDLE* working = src;
+  // Both widenings write this one slot: a copy widened from a colour palette is then referenced by
+  // nothing but `working`, and is never freed. So is every copy when the conversion ends early.
+  tagHANDLE* temporary = nullptr;
+  const Widening toTrueColor = WidenColorPalette(working, temporary);
+  if (Failed(toTrueColor)) return StatusOf(toTrueColor, dst);
+  if (toTrueColor == Widening::kDone) working = temporary;
+  const Widening toGray8 = WidenGray4(working, temporary);
+  if (Failed(toGray8)) return StatusOf(toGray8, dst);
+  if (toGray8 == Widening::kDone) working = temporary;
 
   uint64_t size = 0;
-  status = QuerySize(kMemoryToMemory, &source.image, dpi, size);
+  int status = QuerySize(kMemoryToMemory, &working, dpi, size);
   if (status != CNV_OK) return status;
   *dst = size <= UINT32_MAX ? GlobalAlloc(GHND, static_cast<unsigned>(size)) : nullptr;
   if (*dst == nullptr) return CNV_NO_MEMORY;
 
-  status = LinearTransformMain(kMemoryToMemory, &source.image, dst, progress, dpi, threshold);
+  status = LinearTransformMain(kMemoryToMemory, &working, dst, progress, dpi, threshold);
   if (status != CNV_OK) {
     GlobalFree(*dst);
     *dst = nullptr;
   }
-  if (source.fromColorPalette && *dst != nullptr) {
+  if (toTrueColor == Widening::kDone && *dst != nullptr) {
     ReduceColorsOf(*dst);
+    GlobalFree(temporary);  // the null handle, see above
   }
-  if (source.fromGray4) {
-    GlobalFree(source.temporary);
-  }
+  if (toGray8 == Widening::kDone) GlobalFree(temporary);
   return status;
 }
 

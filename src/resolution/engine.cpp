@@ -19,8 +19,6 @@ using namespace dibkit::resolution;
 
 namespace {
 
-constexpr size_t kFileHeaderSize = 14;
-
 // Reports a percentage whenever it changes.
 class Progress {
  public:
@@ -48,6 +46,10 @@ void UnlockAndFree(tagHANDLE*& handle, bool isLocked) {
   }
   GlobalFree(handle);
   handle = nullptr;
+}
+
+bool NamesSource(unsigned short mode) {
+  return (mode & (TRANSFORM_SRC_FILE | TRANSFORM_SRC_MEMORY)) != 0;
 }
 
 SourceGeometry SourceOf(const CLinearTransformMem& engine) {
@@ -109,7 +111,8 @@ LineMaker MakerFor(unsigned short kind) {
 
 // Makes every row of the result. False when the progress callback cancels.
 bool MakeRows(CLinearTransformMem& engine) {
-  const LineMaker maker = MakerFor(engine.m_wKind);
+  const bool hasPixels = engine.m_wSourceWidth != 0 && engine.m_wSourceHeight != 0;
+  const LineMaker maker = hasPixels ? MakerFor(engine.m_wKind) : nullptr;
   unsigned char* source = engine.m_pSource->m_pData + engine.m_wSourceBitsOffset;
   unsigned char* out = engine.m_pDestination->m_pData + engine.m_wOutputBitsOffset;
   const size_t sourceRowBytes = static_cast<uint32_t>(engine.m_dwSourceRowBytes);
@@ -144,7 +147,7 @@ int CLinearTransformMem::LinearTransform(unsigned short mode, int (*progress)(un
   m_pProgress = progress;
   m_wMode = mode;
   m_iThreshold = threshold;
-  if (m_pSource->m_wKind == 0 && m_pSource->m_pData == nullptr) return CNV_BAD_SOURCE;
+  if (!NamesSource(mode) && m_pSource->m_wKind == kSinkNone) return CNV_BAD_SOURCE;
   const int status = GetSourceImageInfo();
   if (status != CNV_OK) return status;
   // A vertical resolution of 0 is let through: the result then has no rows.

@@ -40,7 +40,8 @@ uint32_t RowBytes(uint16_t bitCount, uint16_t width) {
 }
 
 uint64_t ResultSize(const OutputGeometry& output, uint16_t bitCount) {
-  constexpr uint64_t kHeaders = 14 + 40 + 1024;  // room for a file header and a full colour table
+  // Room for a file header and a full colour table, whatever the depth is.
+  constexpr uint64_t kHeaders = kFileHeaderSize + kInfoHeaderSize + 256 * sizeof(tagRGBQUAD);
   return kHeaders + uint64_t{output.height} * RowBytes(bitCount, output.width);
 }
 

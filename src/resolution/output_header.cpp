@@ -13,8 +13,6 @@ using namespace dibkit::resolution;
 
 namespace {
 
-constexpr size_t kFileHeaderSize = 14;
-
 // Colours that the header declares, and the offset of the rows in a file.
 struct TableLayout {
   uint32_t colors;
@@ -33,9 +31,6 @@ TableLayout LayoutFor(uint16_t bitCount) {
       return {0, 54};
   }
 }
-
-// Three bytes hold these numbers; the fourth stays 0.
-void Store24(unsigned char* at, uint32_t value) { Store32(at, value & 0xFFFFFF); }
 
 bool Append(CBufTransfer& sink, void* bytes, size_t length) {
   return sink.SetData(0, length, bytes, 1) == 1;
@@ -112,18 +107,20 @@ void CLinearTransformMem::SetOutputBitmapInfoHeader(void* buffer, int withFileHe
     std::memset(header, 0, kFileHeaderSize);
     header[0] = 'B';
     header[1] = 'M';
-    Store24(header + 2, layout.colors + imageSize % 65536 + kFileHeaderSize + kInfoHeaderSize);
+    // Adds the number of colours instead of the bytes of the table.
+    Store32(header + 2, layout.colors + imageSize % 65536 + kFileHeaderSize + kInfoHeaderSize);
     Store32(header + 10, layout.bitsOffset);
     header += kFileHeaderSize;
   }
-  std::memset(header, 0, kInfoHeaderSize);
-  Store32(header + kBiSize, kInfoHeaderSize);
-  Store32(header + kBiWidth, m_wOutputWidth);
-  Store32(header + kBiHeight, m_wOutputHeight);
-  Store16(header + kBiPlanes, 1);
-  Store16(header + kBiBitCount, m_wOutputBitCount);
-  Store24(header + kBiXPelsPerMeter, PelsPerMeter(m_wOutputResolutionX));
-  Store24(header + kBiYPelsPerMeter, PelsPerMeter(m_wOutputResolutionY));
-  Store32(header + kBiClrUsed, layout.colors);
-  Store32(header + kBiClrImportant, layout.colors);
+  StoreHeader(header, {.biSize = kInfoHeaderSize,
+                       .biWidth = m_wOutputWidth,
+                       .biHeight = m_wOutputHeight,
+                       .biPlanes = 1,
+                       .biBitCount = m_wOutputBitCount,
+                       .biCompression = BI_RGB,
+                       .biSizeImage = 0,
+                       .biXPelsPerMeter = static_cast<int32_t>(PelsPerMeter(m_wOutputResolutionX)),
+                       .biYPelsPerMeter = static_cast<int32_t>(PelsPerMeter(m_wOutputResolutionY)),
+                       .biClrUsed = layout.colors,
+                       .biClrImportant = layout.colors});
 }

@@ -21,28 +21,26 @@ struct PaletteSource {
   size_t rowBytes;
 };
 
-PaletteSource ReadPaletteSource(const unsigned char* dib) {
-  const SourceGeometry geometry = ReadSourceGeometry(dib);
+PaletteSource ReadPaletteSource(const unsigned char* dib, const SourceGeometry& geometry) {
   const unsigned char* table = dib + kInfoHeaderSize;
   return {dib, table, table + kEntrySize * FullTableEntries(geometry.bitCount), geometry,
           RowBytes(geometry.bitCount, geometry.width)};
 }
 
-bool HasGrayTable(const PaletteSource& source) {
-  const unsigned char* entry = source.table;
-  for (; entry != source.rows; entry += kEntrySize) {
+bool HasGrayTable(const unsigned char* dib, uint16_t bitCount) {
+  const unsigned char* entry = dib + kInfoHeaderSize;
+  for (unsigned i = 0; i < FullTableEntries(bitCount); ++i, entry += kEntrySize) {
     if (entry[0] != entry[1] || entry[0] != entry[2]) return false;
   }
   return true;
 }
 
-bool IsColorPalette(const PaletteSource& source) {
-  const uint16_t bits = source.geometry.bitCount;
-  return (bits == 4 || bits == 8) && !HasGrayTable(source);
+bool IsColorPalette(const unsigned char* dib, uint16_t bitCount) {
+  return (bitCount == 4 || bitCount == 8) && !HasGrayTable(dib, bitCount);
 }
 
-bool IsGray4(const PaletteSource& source) {
-  return source.geometry.bitCount == 4 && HasGrayTable(source);
+bool IsGray4(const unsigned char* dib, uint16_t bitCount) {
+  return bitCount == 4 && HasGrayTable(dib, bitCount);
 }
 
 struct Index8 {
@@ -78,7 +76,7 @@ void MakeTrueColorRow(const PaletteSource& source, const unsigned char* row, uns
 
 // What one of the two widenings makes of which source.
 struct Target {
-  bool (*applies)(const PaletteSource&);
+  bool (*applies)(const unsigned char* dib, uint16_t bitCount);
   uint16_t bitCount;
   uint32_t declaredColors;  // biClrUsed and biClrImportant
   uint32_t grayLevels;      // entries of the table
@@ -109,21 +107,23 @@ void WriteImage(const PaletteSource& source, const Target& target, size_t rowByt
   }
 }
 
-Widening WidenLocked(const PaletteSource& source, const Target& target, tagHANDLE*& out) {
-  if (!target.applies(source)) return Widening::kNotNeeded;
-  const uint32_t rowBytes = RowBytes(target.bitCount, source.geometry.width);
+Widening WidenLocked(const unsigned char* dib, const Target& target, tagHANDLE*& out) {
+  const SourceGeometry geometry = ReadSourceGeometry(dib);
+  if (!target.applies(dib, geometry.bitCount)) return Widening::kNotNeeded;
+  const uint32_t rowBytes = RowBytes(target.bitCount, geometry.width);
   if (rowBytes > UINT16_MAX) return Widening::kNoMemory;
 
   const uint32_t fixedSize =
       kInfoHeaderSize + static_cast<uint32_t>(kEntrySize) * target.grayLevels;
-  tagHANDLE* result = GlobalAlloc(GHND, rowBytes * source.geometry.height + fixedSize);
+  tagHANDLE* result = GlobalAlloc(GHND, rowBytes * geometry.height + fixedSize);
   if (result == nullptr) return Widening::kNoMemory;
   void* block = GlobalLock(result);
   if (block == nullptr) {
     GlobalFree(result);
     return Widening::kNoMemory;
   }
-  WriteImage(source, target, rowBytes, static_cast<unsigned char*>(block));
+  WriteImage(ReadPaletteSource(dib, geometry), target, rowBytes,
+             static_cast<unsigned char*>(block));
   GlobalUnlock(result);
   out = result;
   return Widening::kDone;
@@ -133,8 +133,7 @@ Widening Widen(tagHANDLE* src, const Target& target, tagHANDLE*& out) {
   out = nullptr;
   const void* dib = src != nullptr ? GlobalLock(src) : nullptr;
   if (dib == nullptr) return Widening::kNotLockable;
-  const Widening result =
-      WidenLocked(ReadPaletteSource(static_cast<const unsigned char*>(dib)), target, out);
+  const Widening result = WidenLocked(static_cast<const unsigned char*>(dib), target, out);
   GlobalUnlock(src);
   return result;
 }

@@ -18,13 +18,13 @@ void OpenBlock(tagHANDLE* handle, CBufTransfer& sink) {
   }
 }
 
+bool IsWhole(ssize_t transferred, size_t length) {
+  return transferred >= 0 && static_cast<size_t>(transferred) == length;
+}
+
 void OpenFile(int file, CBufTransfer& sink) {
   sink.m_wKind = kSinkFile;
   sink.m_iFile = file;
-}
-
-bool WriteFile(int file, const void* buffer, size_t length) {
-  return ::write(file, buffer, length) == static_cast<ssize_t>(length);
 }
 
 }  // namespace
@@ -60,42 +60,13 @@ bool ReadNext(CBufTransfer& sink, void* buffer, size_t length) {
 }
 
 bool ReadFile(int file, void* buffer, size_t length) {
-  return file != -1 && ::read(file, buffer, length) == static_cast<ssize_t>(length);
+  return file != -1 && IsWhole(::read(file, buffer, length), length);
+}
+
+bool WriteFile(int file, const void* buffer, size_t length) {
+  return file != -1 && IsWhole(::write(file, buffer, length), length);
 }
 
 unsigned long FilePosition(int file) { return static_cast<uint32_t>(::lseek(file, 0, SEEK_CUR)); }
 
 }  // namespace dibkit::resolution
-
-using namespace dibkit::resolution;
-
-CBufTransfer::~CBufTransfer() {
-  m_dwPosition = 0;
-  if (m_wKind == kSinkMemory && m_pData != nullptr) {
-    GlobalUnlock(m_hHandle);
-    m_pData = nullptr;
-    m_hHandle = nullptr;
-  } else if (m_wKind == kSinkFile && m_iFile != -1) {
-    ::close(m_iFile);
-    m_iFile = -1;
-  }
-}
-
-int CBufTransfer::SetData(unsigned long offset, unsigned long length, void* buffer, int append) {
-  const uint32_t bytes = static_cast<uint32_t>(length);
-  if (!IsFile(*this)) {
-    if (m_pData == nullptr) return 0;
-    const uint32_t start = static_cast<uint32_t>(append == 1 ? offset + m_dwPosition : offset);
-    std::memcpy(m_pData + start, buffer, bytes);
-    m_dwPosition = static_cast<uint32_t>(start + bytes);
-    return 1;
-  }
-  if (m_hHandle == nullptr) return 0;
-  if (append == 0 &&
-      ::lseek(m_iFile, static_cast<off_t>(static_cast<uint32_t>(offset)), SEEK_SET) == -1) {
-    return 0;
-  }
-  if (!WriteFile(m_iFile, buffer, bytes)) return 0;
-  m_dwPosition = FilePosition(m_iFile);
-  return 1;
-}

@@ -11,6 +11,7 @@
 namespace dibkit::resolution {
 
 // Values of CBufTransfer::m_wKind.
+inline constexpr unsigned short kSinkNone = 0;
 inline constexpr unsigned short kSinkMemory = 1;
 inline constexpr unsigned short kSinkFile = 2;
 
@@ -22,8 +23,9 @@ void OpenDestination(unsigned short mode, void* dst, CBufTransfer& sink);
 // Reads `length` bytes at the position and moves it behind them. False when there are not as many.
 bool ReadNext(CBufTransfer& sink, void* buffer, size_t length);
 
-// Reads `length` bytes from the file; false on a missing descriptor and on a short read.
+// Reads or writes `length` bytes; false on a missing descriptor, an error or a short transfer.
 bool ReadFile(int file, void* buffer, size_t length);
+bool WriteFile(int file, const void* buffer, size_t length);
 
 // The position in a file as the sinks keep it.
 unsigned long FilePosition(int file);
