@@ -60,21 +60,23 @@ DIBKIT_API tagHANDLE* NormalizeDIB(unsigned char* dib);
 // 8, 16, 24 and 32 bits; null for other depths, for a size field other than 40 and 12, for a width
 // or height of 0 or less (a flip that failed leaves a negative height), and without memory.
 //
-// - An image that has the asked depth is not converted: the first DIBSize bytes are copied, header
-//   included, as far as the new block goes. The block has room for a 40-byte header and the rows
-//   only, so masks and colour tables push the end of the rows out.
-// - A flipped image of 1, 4 or 8 bits is all black, because its table is.
-// - The rows of a bit-field image (info header, 16 or 32 bits) are taken to begin at its masks. A
-//   biClrUsed of 3 in the host's own copy of the header makes them begin behind.
-// - To 24 bits: a 5-5-5 channel c becomes 8c + 7, but 0 stays 0; a bit-field channel is moved to
-// the
-//   top of its byte and its low bits stay 0.
-// - To 16 bits: channels are cut to their top 5 bits. From 32-bit bit-fields the blue field gets
-// the
-//   red channel and the blue mask is not used; such images go to 16 bits by way of 24.
-// - A run-length stream that could not be expanded is read as rows; it ends at biSizeImage, and
-// what
-//   lies beyond reads as 0.
+// An image that has the asked depth is not converted: the first DIBSize bytes are copied, header
+// included, as far as the new block goes. The block has room for a 40-byte header and the rows
+// only, so masks and colour tables push the end of the rows out.
+//
+// A flipped image of 1, 4 or 8 bits is all black, because its table is.
+//
+// The rows of a bit-field image (info header, 16 or 32 bits) are taken to begin at its masks. A
+// biClrUsed of 3 in the host's own copy of the header makes them begin behind.
+//
+// To 24 bits, a 5-5-5 channel c becomes 8c + 7, but 0 stays 0; a bit-field channel is moved to the
+// top of its byte and its low bits stay 0.
+//
+// To 16 bits, channels are cut to their top 5 bits. From 32-bit bit-fields the blue field gets the
+// red channel and the blue mask is not used; such images go to 16 bits by way of 24.
+//
+// A run-length stream that could not be expanded is read as rows; it ends at biSizeImage, and what
+// lies beyond reads as 0.
 DIBKIT_API tagHANDLE* ConvertTo16BPPDIB(unsigned char* dib);
 DIBKIT_API tagHANDLE* ConvertTo24BPPDIB(unsigned char* dib);
 

@@ -10,7 +10,7 @@ namespace {
 static_assert(offsetof(CColorCollector, pColors) == 4);
 static_assert(sizeof(CColorCollector) == 8);
 #endif
-static_assert(sizeof(long) == sizeof(CColorCollector*));
+static_assert(sizeof(long) == sizeof(void*));
 
 constexpr int kTaken = 1;
 constexpr int kKnownColor = 2;
@@ -24,6 +24,7 @@ bool IsCollected(const CColorCollector& collector, uint32_t color) {
 
 int GetColorsCallback(void* record, long collector) {
   const CColorRecord& source = *static_cast<const CColorRecord*>(record);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): hosts hand the address over as a number.
   CColorCollector& target = *reinterpret_cast<CColorCollector*>(collector);
   const bool wanted = source.lFlag == 0;
   if (target.pColors == nullptr) {

@@ -3,6 +3,7 @@
 // The fixed palette of 256 colours and the search cube over it.
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "AutoClass.h"
 #include "NiGoRo2.h"
@@ -150,11 +151,7 @@ void CNiGoRo2::AddStaticList(int r, int g, int b, CColorTrans2 entry) {
   Append(STATIC_CUBE[r][g][b], entry);
 }
 
-void CNiGoRo2::InitStaticSearchCube() {
-  for (auto& plane : STATIC_CUBE) {
-    for (auto& line : plane) std::fill(std::begin(line), std::end(line), CSearchCell{0, nullptr});
-  }
-}
+void CNiGoRo2::InitStaticSearchCube() { std::memset(STATIC_CUBE, 0, sizeof STATIC_CUBE); }
 
 void CNiGoRo2::DeleteStaticSearchCube() {
   for (auto& plane : STATIC_CUBE) {

@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dibkit/host/bitmap_description.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "bitmap/fields.h"
+#include "bitmap/little_endian.h"
+#include "dibkit/host/dib_layout.h"
+
+namespace dibkit::host {
+namespace {
+
+constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
+constexpr uint32_t kMaskBytes = 4;
+
+[[noreturn]] void Fail(BitmapFault fault, const std::string& message) {
+  throw BitmapError(fault, message);
+}
+
+std::string Number(uint64_t value) { return std::to_string(value); }
+
+// The bytes of the headers; fields that a short header lacks read as 0.
+struct RawHeader {
+  std::array<unsigned char, kLongestHeaderBytes> bytes{};
+  uint32_t size = 0;
+  uint32_t pixelOffset = 0;
+
+  uint16_t Word(size_t at) const { return Load16(bytes.data() + at); }
+  uint32_t Long(size_t at) const { return Load32(bytes.data() + at); }
+  int32_t SignedLong(size_t at) const { return LoadSigned32(bytes.data() + at); }
+
+  bool IsCore() const { return size == kCoreHeaderBytes; }
+  bool IsOs2() const { return size == 16 || size == 64; }
+};
+
+bool IsHeaderSize(uint32_t size) {
+  constexpr uint32_t kSizes[] = {12, 16, 40, 52, 56, 64, 108, 124};
+  return std::find(std::begin(kSizes), std::end(kSizes), size) != std::end(kSizes);
+}
+
+bool IsDepth(uint16_t bits) {
+  return bits == 1 || bits == 2 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
+}
+
+void RequireSize(ByteSource& file, uint64_t end) {
+  const uint64_t size = file.SizeUpTo(end);
+  if (size < end) {
+    Fail(BitmapFault::kHeaderTruncated,
+         "the file ends inside its headers, after " + Number(size) + " bytes");
+  }
+}
+
+RawHeader ReadHeaders(ByteSource& file) {
+  std::array<unsigned char, kFileHeaderBytes + 4> start{};
+  const auto there = static_cast<size_t>(file.SizeUpTo(start.size()));
+  file.Read(0, std::span(start).first(there));
+  if (start[0] != 'B' || start[1] != 'M') {
+    Fail(BitmapFault::kNotABitmap, "not a bitmap file");
+  }
+  RequireSize(file, start.size());
+  RawHeader header;
+  header.pixelOffset = Load32(start.data() + kPixelOffsetField);
+  header.size = Load32(start.data() + kFileHeaderBytes);
+  if (!IsHeaderSize(header.size)) {
+    Fail(BitmapFault::kHeaderSize,
+         "there is no bitmap header of " + Number(header.size) + " bytes");
+  }
+  RequireSize(file, kFileHeaderBytes + header.size);
+  file.Read(kFileHeaderBytes, std::span(header.bytes).first(header.size));
+  return header;
+}
+
+void ReadCoreFields(const RawHeader& header, BitmapDescription& bitmap) {
+  bitmap.width = header.Word(kCoreWidth);
+  bitmap.height = header.Word(kCoreHeight);
+  bitmap.bitCount = header.Word(kCoreBitCount);
+}
+
+void ReadInfoFields(const RawHeader& header, BitmapDescription& bitmap) {
+  const int32_t width = header.SignedLong(kBiWidth);
+  const int64_t height = header.SignedLong(kBiHeight);
+  if (width < 0) {
+    Fail(BitmapFault::kWidth, "the width is " + std::to_string(width));
+  }
+  bitmap.width = static_cast<uint32_t>(width);
+  bitmap.topDown = height < 0;
+  bitmap.height = static_cast<uint32_t>(height < 0 ? -height : height);
+  bitmap.bitCount = header.Word(kBiBitCount);
+  bitmap.xPelsPerMeter = header.SignedLong(kBiXPelsPerMeter);
+  bitmap.yPelsPerMeter = header.SignedLong(kBiYPelsPerMeter);
+}
+
+void CheckDimensions(const BitmapDescription& bitmap, uint16_t planes) {
+  if (bitmap.width == 0) {
+    Fail(BitmapFault::kWidth, "the width is 0");
+  }
+  if (bitmap.height == 0) {
+    Fail(BitmapFault::kHeight, "the height is 0");
+  }
+  if (planes != 1) {
+    Fail(BitmapFault::kPlanes, "the number of planes is " + Number(planes) + ", not 1");
+  }
+}
+
+// What the number in the header means behind a header of its size.
+std::optional<BitmapCompression> CompressionOf(const RawHeader& header) {
+  const bool os2 = header.IsOs2();
+  switch (header.Long(kBiCompression)) {
+    case 0:
+      return BitmapCompression::kNone;
+    case 1:
+      return BitmapCompression::kRle8;
+    case 2:
+      return BitmapCompression::kRle4;
+    case 3:
+      return os2 ? BitmapCompression::kHuffman : BitmapCompression::kBitFields;
+    case 4:
+      return os2 ? BitmapCompression::kRle24 : BitmapCompression::kJpeg;
+    case 5:
+      return os2 ? std::nullopt : std::optional(BitmapCompression::kPng);
+    case 6:
+      return os2 ? std::nullopt : std::optional(BitmapCompression::kAlphaBitFields);
+    default:
+      return std::nullopt;
+  }
+}
+
+bool FitsDepth(BitmapCompression compression, uint16_t bits) {
+  switch (compression) {
+    case BitmapCompression::kNone:
+      return bits != 0;
+    case BitmapCompression::kRle8:
+      return bits == 8;
+    case BitmapCompression::kRle4:
+      return bits == 4;
+    case BitmapCompression::kBitFields:
+    case BitmapCompression::kAlphaBitFields:
+      return bits == 16 || bits == 32;
+    case BitmapCompression::kRle24:
+      return bits == 24;
+    case BitmapCompression::kHuffman:
+      return bits == 1;
+    case BitmapCompression::kJpeg:
+    case BitmapCompression::kPng:
+      return true;
+  }
+  return false;
+}
+
+bool IsEmbedded(BitmapCompression compression) {
+  return compression == BitmapCompression::kJpeg || compression == BitmapCompression::kPng;
+}
+
+void ReadFormat(const RawHeader& header, BitmapDescription& bitmap) {
+  const auto compression = CompressionOf(header);
+  if (!compression) {
+    Fail(BitmapFault::kCompression,
+         "there is no compression number " + Number(header.Long(kBiCompression)));
+  }
+  bitmap.compression = *compression;
+  if (!IsDepth(bitmap.bitCount) && !(bitmap.bitCount == 0 && IsEmbedded(*compression))) {
+    Fail(BitmapFault::kDepth, "there is no bitmap of " + Number(bitmap.bitCount) + " bits");
+  }
+  if (!FitsDepth(*compression, bitmap.bitCount)) {
+    Fail(BitmapFault::kCompression, std::string(CompressionName(*compression)) +
+                                        " compression does not exist at " +
+                                        Number(bitmap.bitCount) + " bits");
+  }
+  if (bitmap.topDown && !HasRows(bitmap)) {
+    Fail(BitmapFault::kCompressedTopDown, "a compressed bitmap cannot be stored top row first");
+  }
+}
+
+uint32_t MaskCount(const RawHeader& header, BitmapCompression compression) {
+  if (compression == BitmapCompression::kAlphaBitFields) {
+    return 4;
+  }
+  if (compression == BitmapCompression::kBitFields) {
+    return header.size >= 56 ? 4 : 3;
+  }
+  return 0;
+}
+
+// Masks stand inside the longer headers and behind the 40-byte one. Sets the table's offset too.
+void ReadMasks(ByteSource& file, RawHeader& header, BitmapDescription& bitmap) {
+  const uint32_t count = MaskCount(header, bitmap.compression);
+  const uint64_t end =
+      std::max<uint64_t>(header.size, count == 0 ? 0 : kBiMasks + count * kMaskBytes);
+  RequireSize(file, kFileHeaderBytes + end);
+  file.Read(kFileHeaderBytes, std::span(header.bytes).first(static_cast<size_t>(end)));
+  for (uint32_t i = 0; i < count; ++i) {
+    bitmap.masks[i] = header.Long(kBiMasks + i * kMaskBytes);
+  }
+  bitmap.tableOffset = kFileHeaderBytes + end;
+}
+
+void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
+  bitmap.tableEntryBytes = header.IsCore() ? 3 : 4;
+  bitmap.pixelOffset = header.pixelOffset;
+  if (bitmap.pixelOffset < bitmap.tableOffset) {
+    Fail(BitmapFault::kPixelOffset,
+         "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", inside the headers");
+  }
+  const uint64_t room = (bitmap.pixelOffset - bitmap.tableOffset) / bitmap.tableEntryBytes;
+  const uint32_t claimed = header.IsCore() ? 0 : header.Long(kBiColorsUsed);
+  if (claimed > room) {
+    Fail(BitmapFault::kTableSize, "the colour table should have " + Number(claimed) +
+                                      " entries, but there is room for " + Number(room));
+  }
+  const bool indexed = bitmap.bitCount >= 1 && bitmap.bitCount <= 8;
+  const uint32_t usual = indexed ? 1U << bitmap.bitCount : 0;
+  bitmap.tableEntries =
+      claimed != 0 ? claimed : static_cast<uint32_t>(std::min<uint64_t>(usual, room));
+}
+
+void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
+  bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
+  // The sum wraps for the largest claims; no file is that long.
+  const uint64_t end = bitmap.pixelBytes > kNoLimit - bitmap.pixelOffset
+                           ? kNoLimit
+                           : bitmap.pixelOffset + bitmap.pixelBytes;
+  const uint64_t size = file.SizeUpTo(end);
+  if (size < end) {
+    Fail(BitmapFault::kRowsTruncated, "the rows need " + Number(bitmap.pixelBytes) +
+                                          " bytes, but the file holds " +
+                                          Number(size - bitmap.pixelOffset) + " of them");
+  }
+}
+
+void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  const uint32_t claimed = header.Long(kBiSizeImage);
+  const uint64_t size = file.SizeUpTo(claimed != 0 ? bitmap.pixelOffset + claimed : kNoLimit);
+  bitmap.pixelBytes = size - bitmap.pixelOffset;
+  if (bitmap.pixelBytes < claimed) {
+    Fail(BitmapFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
+                                            " bytes, but the file holds " +
+                                            Number(bitmap.pixelBytes) + " of them");
+  }
+}
+
+void PlacePixels(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  if (file.SizeUpTo(bitmap.pixelOffset + 1) <= bitmap.pixelOffset) {
+    Fail(BitmapFault::kPixelOffset, "the pixels would begin at byte " + Number(bitmap.pixelOffset) +
+                                        ", behind the end of the file");
+  }
+  if (HasRows(bitmap)) {
+    PlaceRows(file, bitmap);
+  } else {
+    PlaceStream(file, header, bitmap);
+  }
+}
+
+}  // namespace
+
+bool HasRows(const BitmapDescription& bitmap) {
+  return bitmap.compression == BitmapCompression::kNone ||
+         bitmap.compression == BitmapCompression::kBitFields ||
+         bitmap.compression == BitmapCompression::kAlphaBitFields;
+}
+
+const char* CompressionName(BitmapCompression compression) {
+  switch (compression) {
+    case BitmapCompression::kNone:
+      return "none";
+    case BitmapCompression::kRle8:
+      return "RLE8";
+    case BitmapCompression::kRle4:
+      return "RLE4";
+    case BitmapCompression::kBitFields:
+      return "bit-field";
+    case BitmapCompression::kAlphaBitFields:
+      return "alpha bit-field";
+    case BitmapCompression::kRle24:
+      return "RLE24";
+    case BitmapCompression::kHuffman:
+      return "fax";
+    case BitmapCompression::kJpeg:
+      return "JPEG";
+    case BitmapCompression::kPng:
+      return "PNG";
+  }
+  return "unknown";
+}
+
+BitmapDescription DescribeBitmap(ByteSource& file) {
+  RawHeader header = ReadHeaders(file);
+  BitmapDescription bitmap{};
+  bitmap.headerBytes = header.size;
+  if (header.IsCore()) {
+    ReadCoreFields(header, bitmap);
+    CheckDimensions(bitmap, header.Word(kCorePlanes));
+  } else {
+    ReadInfoFields(header, bitmap);
+    CheckDimensions(bitmap, header.Word(kBiPlanes));
+  }
+  ReadFormat(header, bitmap);
+  ReadMasks(file, header, bitmap);
+  PlaceTable(header, bitmap);
+  PlacePixels(file, header, bitmap);
+  return bitmap;
+}
+
+}  // namespace dibkit::host

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dibkit/host/byte_source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+
+#include "file/descriptor.h"
+
+namespace dibkit::host {
+namespace {
+
+constexpr uint64_t kFirstPipeBytes = 4096;
+// The largest image that fits a block, with room for headers and table.
+constexpr uint64_t kMostPipeBytes = (uint64_t{1} << 32) + (uint64_t{1} << 20);
+
+void StopIf(CancelHook cancelled) {
+  if (cancelled != nullptr && cancelled()) {
+    throw Cancelled();
+  }
+}
+
+// Runs one read call until it is not interrupted. 0 at the end of the file.
+template <typename ReadCall>
+size_t Transfer(CancelHook cancelled, ReadCall call) {
+  for (;;) {
+    StopIf(cancelled);
+    const ssize_t got = call();
+    if (got >= 0) {
+      return static_cast<size_t>(got);
+    }
+    if (errno != EINTR) {
+      throw FileError("cannot read", errno);
+    }
+  }
+}
+
+// Reads in place, so that rows come straight into the block that will hold them.
+class RegularFile : public ByteSource {
+ public:
+  RegularFile(int descriptor, uint64_t begin, uint64_t size, CancelHook cancelled)
+      : descriptor_(descriptor), begin_(begin), size_(size), cancelled_(cancelled) {}
+
+  uint64_t SizeUpTo(uint64_t limit) override { return std::min(size_, limit); }
+
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    uint64_t at = begin_ + offset;
+    while (!into.empty()) {
+      const size_t got = Transfer(cancelled_, [&] {
+        return pread(descriptor_.Number(), into.data(), std::min(into.size(), kTransferBytes),
+                     static_cast<off_t>(at));
+      });
+      if (got == 0) {
+        throw FileError("cannot read, the file was cut while it was read", EIO);
+      }
+      at += got;
+      into = into.subspan(got);
+    }
+  }
+
+ private:
+  Descriptor descriptor_;
+  uint64_t begin_;
+  uint64_t size_;
+  CancelHook cancelled_;
+};
+
+// Keeps what was read, because a header must be read before the rows are wanted. Grows with the
+// bytes that have come, never with what a header claims.
+class Pipe : public ByteSource {
+ public:
+  Pipe(int descriptor, CancelHook cancelled) : descriptor_(descriptor), cancelled_(cancelled) {}
+
+  uint64_t SizeUpTo(uint64_t limit) override {
+    while (have_ < limit && ReadMore(limit)) {
+    }
+    return std::min<uint64_t>(have_, limit);
+  }
+
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    if (SizeUpTo(offset + into.size()) < offset + into.size()) {
+      throw FileError("cannot read", EIO);
+    }
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
+  }
+
+ private:
+  bool ReadMore(uint64_t limit) {
+    if (have_ == bytes_.size()) {
+      Grow(limit);
+    }
+    const size_t got = Transfer(cancelled_, [&] {
+      return read(descriptor_.Number(), bytes_.data() + have_,
+                  std::min(bytes_.size() - have_, kTransferBytes));
+    });
+    have_ += got;
+    return got != 0;
+  }
+
+  void Grow(uint64_t limit) {
+    const uint64_t doubled = std::max(kFirstPipeBytes, uint64_t{2} * have_);
+    const uint64_t wanted = std::min(doubled, std::max(kFirstPipeBytes, limit));
+    if (wanted > std::min<uint64_t>(kMostPipeBytes, bytes_.max_size())) {
+      throw FileError("cannot read so much from a pipe", EFBIG);
+    }
+    bytes_.resize(static_cast<size_t>(wanted));
+  }
+
+  Descriptor descriptor_;
+  CancelHook cancelled_;
+  std::vector<unsigned char> bytes_;
+  size_t have_ = 0;
+};
+
+int OpenForReading(const std::string& path, CancelHook cancelled) {
+  for (;;) {
+    StopIf(cancelled);
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor >= 0) {
+      return descriptor;
+    }
+    if (errno != EINTR) {
+      throw FileError("cannot open", errno);
+    }
+  }
+}
+
+}  // namespace
+
+uint64_t MemorySource::SizeUpTo(uint64_t limit) { return std::min<uint64_t>(bytes_.size(), limit); }
+
+void MemorySource::Read(uint64_t offset, std::span<unsigned char> into) {
+  if (offset > bytes_.size() || into.size() > bytes_.size() - offset) {
+    throw FileError("cannot read", EIO);
+  }
+  std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
+}
+
+std::unique_ptr<ByteSource> OpenSource(const std::string& path, CancelHook cancelled) {
+  const int descriptor = path == "-" ? STDIN_FILENO : OpenForReading(path, cancelled);
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) {
+    const int error = errno;
+    const Descriptor closing(descriptor);
+    throw FileError("cannot read", error);
+  }
+  if (S_ISREG(status.st_mode)) {
+    // Standard input may be a file that someone has read the beginning of.
+    const auto begin = static_cast<uint64_t>(std::max<off_t>(lseek(descriptor, 0, SEEK_CUR), 0));
+    const auto size = static_cast<uint64_t>(status.st_size);
+    return std::make_unique<RegularFile>(descriptor, begin, size - std::min(begin, size),
+                                         cancelled);
+  }
+  return std::make_unique<Pipe>(descriptor, cancelled);
+}
+
+}  // namespace dibkit::host

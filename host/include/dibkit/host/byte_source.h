@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where the bytes of a bitmap file come from.
+#ifndef DIBKIT_HOST_BYTE_SOURCE_H
+#define DIBKIT_HOST_BYTE_SOURCE_H
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "dibkit/host/errors.h"
+
+namespace dibkit::host {
+
+class ByteSource {
+ public:
+  ByteSource() = default;
+  ByteSource(const ByteSource&) = delete;
+  ByteSource& operator=(const ByteSource&) = delete;
+  virtual ~ByteSource() = default;
+
+  // How many bytes there are, counted no further than `limit`: `limit` means that many or more. A
+  // pipe is read up to there, nothing is taken on trust.
+  virtual uint64_t SizeUpTo(uint64_t limit) = 0;
+
+  // Copies the bytes from `offset` on. The caller has made sure that they are there; FileError when
+  // the file lost them meanwhile.
+  virtual void Read(uint64_t offset, std::span<unsigned char> into) = 0;
+};
+
+// Bytes that the caller holds and keeps for the life of the source.
+class MemorySource : public ByteSource {
+ public:
+  explicit MemorySource(std::span<const unsigned char> bytes) : bytes_(bytes) {}
+  uint64_t SizeUpTo(uint64_t limit) override;
+  void Read(uint64_t offset, std::span<unsigned char> into) override;
+
+ private:
+  std::span<const unsigned char> bytes_;
+};
+
+// Opens `path`; "-" is standard input. A regular file is read in place, anything else as a pipe.
+// Throws FileError.
+std::unique_ptr<ByteSource> OpenSource(const std::string& path, CancelHook cancelled = nullptr);
+
+}  // namespace dibkit::host
+
+#endif  // DIBKIT_HOST_BYTE_SOURCE_H

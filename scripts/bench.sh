@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# Measures dibkit beside other libraries, prints the report and writes it to docs/speed.md with its
+# plot docs/speed.svg. Needs nothing but git, bash and the right to install Debian packages.
+#
+#   bench.sh                 everything; about ten minutes
+#   bench.sh --quick         the same with fewer turns
+#   bench.sh --only=REGEX    only tasks with a matching name; writes nothing into docs
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+output=docs
+for argument in "$@"; do
+  case $argument in
+    --quick) ;;
+    --only=*) output= ;;
+    *) die "usage: bench.sh [--quick] [--only=REGEX]" ;;
+  esac
+done
+
+need_packages g++ make cmake libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libyuv-dev \
+  libpixman-1-dev libswscale-dev libavutil-dev libleptonica-dev libfreeimage-dev libstb-dev \
+  libimagequant-dev
+build build/bench --preset release \
+  -DDIBKIT_BENCH=ON -DDIBKIT_TOOLS=OFF -DBUILD_TESTING=OFF
+
+# Some peers would start threads of their own.
+export OMP_NUM_THREADS=1
+build/bench/bench/dibkit_bench "$@" ${output:+--output="$output"}

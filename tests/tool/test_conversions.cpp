@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// normalize, to24, to16, quantize and grey as processes.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "dibkit/host/conversion.h"
+#include "loaded_dib.h"
+#include "process.h"
+
+namespace dibkit::test {
+namespace {
+
+using Names = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
+
+struct Subcommand {
+  Arguments arguments;
+  host::OwnedBlock (*convert)(host::OwnedBlock);
+};
+
+host::OwnedBlock QuantizedTo256(host::OwnedBlock dib) {
+  return host::Quantized(std::move(dib), 256);
+}
+
+host::OwnedBlock QuantizedTo3(host::OwnedBlock dib) { return host::Quantized(std::move(dib), 3); }
+
+template <host::GreyRule kRule, host::GreyLevels kLevels>
+host::OwnedBlock Grey(host::OwnedBlock dib) {
+  return host::ToGrey(std::move(dib), kRule, kLevels);
+}
+
+std::vector<Subcommand> Subcommands() {
+  using host::GreyLevels;
+  using host::GreyRule;
+  return {
+      {{"normalize"}, host::Normalized},
+      {{"to24"}, host::To24Bits},
+      {{"to16"}, host::To16Bits},
+      {{"quantize"}, QuantizedTo256},
+      {{"quantize", "--colors", "3"}, QuantizedTo3},
+      {{"grey", "--rule", "easy", "--levels", "256"}, Grey<GreyRule::kEasy, GreyLevels::k256>},
+      {{"grey", "--rule", "easy", "--levels", "16"}, Grey<GreyRule::kEasy, GreyLevels::k16>},
+      {{"grey", "--rule", "minmax", "--levels", "256"}, Grey<GreyRule::kMinMax, GreyLevels::k256>},
+      {{"grey", "--rule", "minmax", "--levels", "16"}, Grey<GreyRule::kMinMax, GreyLevels::k16>},
+      {{"grey", "--rule", "luminance", "--levels", "256"},
+       Grey<GreyRule::kLuminance, GreyLevels::k256>},
+      {{"grey", "--rule", "luminance", "--levels", "16"},
+       Grey<GreyRule::kLuminance, GreyLevels::k16>}};
+}
+
+Arguments With(Arguments arguments, const Arguments& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
+}
+
+// Plain and unusual files of every depth.
+std::vector<BitmapBuilder> Files() {
+  std::vector<BitmapBuilder> files;
+  for (const uint16_t bits : std::initializer_list<uint16_t>{1, 2, 4, 8, 16, 24, 32}) {
+    BitmapBuilder file;
+    file.bitCount = bits;
+    file.width = 13;
+    file.height = bits % 3 == 0 ? -5 : 5;
+    files.push_back(file);
+  }
+  BitmapBuilder fields = files.back();
+  fields.compression = 3;
+  fields.masks = Words({0xFF, 0xFF00, 0xFF0000});
+  fields.height = -5;
+  files.push_back(fields);
+  BitmapBuilder stream = files[2];
+  stream.compression = 2;
+  stream.pixels = Bytes{13, 0x12, 0, 0, 5, 0x34, 0, 1};
+  files.push_back(stream);
+  return files;
+}
+
+// A plain DIB as a bitmap file.
+Bytes AsFile(const host::OwnedBlock& dib) {
+  const host::LockedBlock lock(dib.get());
+  const host::DibView view(lock.Bytes());
+  Bytes file{'B', 'M'};
+  Append32(file, static_cast<uint32_t>(14 + view.Bytes().size()));
+  Append32(file, 0);
+  Append32(file, 14 + view.Layout().rowsOffset);
+  file.insert(file.end(), view.Bytes().begin(), view.Bytes().end());
+  return file;
+}
+
+TEST(Conversions, WriteWhatTheHostLayerMakes) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  for (const BitmapBuilder& file : Files()) {
+    const std::string in = directory.Write("in.bmp", file.Build());
+    for (const Subcommand& subcommand : Subcommands()) {
+      SCOPED_TRACE(testing::PrintToString(subcommand.arguments));
+      const Outcome outcome = RunTool(With(subcommand.arguments, {in, out}));
+      EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_EQ(outcome.err, "");
+      EXPECT_EQ(ReadFile(out), AsFile(subcommand.convert(Load(file)))) << file.bitCount;
+    }
+  }
+}
+
+TEST(Conversions, SixteenBitFilesHaveNoMasks) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  for (const BitmapBuilder& file : Files()) {
+    ASSERT_EQ(RunTool({"to16", directory.Write("in.bmp", file.Build()), out}).exitCode, 0);
+    const auto result = host::BitmapFile::Open(out).Description();
+    EXPECT_EQ(result.bitCount, 16);
+    EXPECT_EQ(result.compression, host::BitmapCompression::kNone);
+    EXPECT_EQ(result.xPelsPerMeter, 11811);
+  }
+}
+
+TEST(Conversions, WhiteByLuminanceIs247OnlyAt256Levels) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  BitmapBuilder file;
+  file.bitCount = 24;
+  file.width = file.height = 1;
+  file.pixels = Bytes{255, 255, 255, 0};
+  const std::string in = directory.Write("in.bmp", file.Build());
+  for (const auto& [levels, white] : {std::pair{"256", 247}, std::pair{"16", 255}}) {
+    ASSERT_EQ(RunTool({"grey", "--rule", "luminance", "--levels", levels, in, out}).exitCode, 0);
+    EXPECT_EQ(ReadFile(out).at(1078), white);
+  }
+}
+
+TEST(Conversions, TheSameInputGivesTheSameBytes) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  const std::string in = directory.Write("in.bmp", Files()[5].Build());
+  for (const Subcommand& subcommand : Subcommands()) {
+    ASSERT_EQ(RunTool(With(subcommand.arguments, {in, out})).exitCode, 0);
+    const Bytes first = ReadFile(out);
+    ASSERT_EQ(RunTool(With(subcommand.arguments, {in, out})).exitCode, 0);
+    EXPECT_EQ(ReadFile(out), first);
+  }
+}
+
+TEST(Conversions, UseTheStandardStreams) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  Start start;
+  start.inputPath = directory.Write("in.bmp", Files()[3].Build());
+  for (const Subcommand& subcommand : Subcommands()) {
+    start.arguments = With(subcommand.arguments, {"-", "-"});
+    const Outcome outcome = RunTool(start);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    ASSERT_EQ(RunTool(With(subcommand.arguments, {start.inputPath, out})).exitCode, 0);
+    EXPECT_EQ(Bytes(outcome.out.begin(), outcome.out.end()), ReadFile(out));
+  }
+}
+
+TEST(Conversions, TakeQuietAndMaxPixels) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  const std::string in = directory.Write("in.bmp", BitmapBuilder().Build());
+  for (const Subcommand& subcommand : Subcommands()) {
+    EXPECT_EQ(
+        RunTool(With(subcommand.arguments, {"--quiet", "--max-pixels", "12", in, out})).exitCode,
+        0);
+    const Outcome outcome =
+        RunTool(With(subcommand.arguments, {"--max-pixels", "11", in, directory.Path("no.bmp")}));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.err,
+              "dibkit: " + in +
+                  ": the image has 4 x 3 pixels, more than the 11 that --max-pixels allows\n");
+    EXPECT_EQ(directory.Names(), (Names{"in.bmp", "out.bmp"}));
+  }
+}
+
+// A short stream may stand for an image of any size.
+TEST(Conversions, ALargeRunLengthImageIsRefusedBeforeItTakesMemory) {
+  const TemporaryDirectory directory;
+  BitmapBuilder file;
+  file.compression = 1;
+  file.width = file.height = 60'000;
+  file.pixels = Bytes{1, 1, 0, 1};
+  Start start;
+  if (!IsSanitized()) {
+    start.addressSpace = 256U << 20;
+  }
+  const std::string in = directory.Write("in.bmp", file.Build());
+  start.arguments = {"to24", in, directory.Path("out.bmp")};
+  const Outcome outcome = RunTool(start);
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(outcome.err, "dibkit: " + in +
+                             ": the image has 60000 x 60000 pixels, more than the 1000000000 that "
+                             "--max-pixels allows\n");
+}
+
+TEST(Conversions, RefuseUnsoundAndUnreadableFiles) {
+  const TemporaryDirectory directory;
+  BitmapBuilder jpeg;
+  jpeg.headerBytes = 124;
+  jpeg.compression = 4;
+  jpeg.bitCount = 0;
+  jpeg.table = Bytes();
+  jpeg.pixels = Bytes(10);
+  BitmapBuilder cut;
+  cut.pixels = Bytes(11);
+  const std::string jpegFile = directory.Write("a.bmp", jpeg.Build());
+  const std::string cutFile = directory.Write("b.bmp", cut.Build());
+  const std::string none = directory.Path("none.bmp");
+  const std::string out = directory.Path("out.bmp");
+  for (const Subcommand& subcommand : Subcommands()) {
+    for (const auto& [in, message] :
+         {std::pair{jpegFile, "bitmaps with JPEG pixels cannot be converted"},
+          std::pair{cutFile, "the rows need 12 bytes, but the file holds 11 of them"},
+          std::pair{none, "cannot open: No such file or directory"}}) {
+      const Outcome outcome = RunTool(With(subcommand.arguments, {in, out}));
+      EXPECT_EQ(outcome.exitCode, 1);
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_EQ(outcome.err, "dibkit: " + in + ": " + message + "\n");
+      EXPECT_EQ(directory.Names(), (Names{"a.bmp", "b.bmp"}));
+    }
+  }
+}
+
+TEST(Conversions, AFullDiskIsWorthAnotherTry) {
+  const TemporaryDirectory directory;
+  const std::string in = directory.Write("in.bmp", BitmapBuilder().Build());
+  for (const Subcommand& subcommand : Subcommands()) {
+    const Outcome outcome = RunTool(With(subcommand.arguments, {in, "/dev/full"}));
+    EXPECT_EQ(outcome.exitCode, 75);
+    EXPECT_EQ(outcome.err, "dibkit: /dev/full: cannot write: No space left on device\n");
+  }
+}
+
+TEST(Conversions, TooLittleMemoryIsWorthAnotherTry) {
+  if (IsSanitized()) {
+    GTEST_SKIP() << "a sanitizer needs the address space for itself";
+  }
+  const TemporaryDirectory directory;
+  BitmapBuilder file;
+  file.bitCount = 1;
+  file.width = file.height = 12'000;
+  const std::string in = directory.Write("in.bmp", file.Build());
+  Start start;
+  start.addressSpace = 256U << 20;
+  for (const Arguments& arguments : {Arguments{"to24"}, Arguments{"to16"}, Arguments{"quantize"},
+                                     Arguments{"grey", "--rule", "easy", "--levels", "16"}}) {
+    start.arguments = With(arguments, {in, directory.Path("out.bmp")});
+    const Outcome outcome = RunTool(start);
+    EXPECT_EQ(outcome.exitCode, 75);
+    EXPECT_EQ(outcome.err, "dibkit: " + in + ": there is not enough memory for the conversion\n");
+    EXPECT_EQ(directory.Names(), Names{"in.bmp"});
+  }
+}
+
+TEST(Conversions, ASignalEndsThemWithoutAFile) {
+  const TemporaryDirectory directory;
+  const Bytes file = BitmapBuilder().Build();
+  for (const Subcommand& subcommand : Subcommands()) {
+    Start start;
+    start.arguments = With(subcommand.arguments, {"-", directory.Path("out.bmp")});
+    start.inputPipe = true;
+    Process process(start);
+    process.Feed(Bytes(file.begin(), file.begin() + 20));
+    process.WaitUntilFed();
+    process.Signal(SIGINT);
+    const Outcome outcome = process.Wait();
+    EXPECT_EQ(outcome.exitCode, 128 + SIGINT);
+    EXPECT_EQ(outcome.err, "dibkit: -: interrupted\n");
+    EXPECT_TRUE(directory.Names().empty());
+  }
+}
+
+TEST(Conversions, WrongUsageIsStatusTwoWithoutOutput) {
+  const TemporaryDirectory directory;
+  const std::string in = directory.Write("in.bmp", BitmapBuilder().Build());
+  const std::string out = directory.Path("out.bmp");
+  for (const Arguments& arguments :
+       std::vector<Arguments>{{"normalize", in},
+                              {"normalize", "--depth", "8", in, out},
+                              {"to24", in, out, out},
+                              {"to24", "--max-pixels", "0", in, out},
+                              {"to16"},
+                              {"quantize", "--colors", "0", in, out},
+                              {"quantize", "--colors", "257", in, out},
+                              {"quantize", "--colors", "-1", in, out},
+                              {"quantize", "--colors", "some", in, out},
+                              {"grey", in, out},
+                              {"grey", "--rule", "easy", in, out},
+                              {"grey", "--levels", "16", in, out},
+                              {"grey", "--rule", "0", "--levels", "16", in, out},
+                              {"grey", "--rule", "mean", "--levels", "16", in, out},
+                              {"grey", "--rule", "easy", "--levels", "17", in, out}}) {
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.exitCode, 2) << testing::PrintToString(arguments);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.substr(0, 8), "dibkit: ");
+    EXPECT_EQ(directory.Names(), Names{"in.bmp"});
+  }
+}
+
+TEST(Conversions, HelpTellsWhatIsSurprising) {
+  const Outcome to24 = RunTool({"to24", "--help"});
+  EXPECT_EQ(to24.exitCode, 0);
+  EXPECT_NE(to24.out.find("white may read 192 to 252"), std::string::npos);
+  const Outcome grey = RunTool({"grey", "--help"});
+  EXPECT_EQ(grey.exitCode, 0);
+  EXPECT_NE(grey.out.find("maps white to 247"), std::string::npos);
+  for (const char* name : {"normalize", "to16", "quantize"}) {
+    const Outcome outcome = RunTool({name, "--help"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_NE(outcome.out.find("Usage:"), std::string::npos);
+  }
+}
+
+// What resample makes of an unusual file is what it makes of the plain one.
+TEST(Conversions, ResampleTakesWhatNormalizeOrTo24MakesOfAnyFile) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  const std::string plain = directory.Path("plain.bmp");
+  for (const BitmapBuilder& file : Files()) {
+    const std::string in = directory.Write("in.bmp", file.Build());
+    const bool widened = file.bitCount == 16 || file.bitCount == 32;
+    ASSERT_EQ(RunTool({widened ? "to24" : "normalize", in, plain}).exitCode, 0);
+    ASSERT_EQ(RunTool({"resample", "--dpi", "200", plain, out}).exitCode, 0);
+    const Bytes expected = ReadFile(out);
+    const Outcome outcome = RunTool({"resample", "--dpi", "200", in, out});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(ReadFile(out), expected) << file.bitCount;
+  }
+}
+
+}  // namespace
+}  // namespace dibkit::test

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How failures end: one line on standard error, one exit code.
+#ifndef DIBKIT_TOOLS_FAILURE_H
+#define DIBKIT_TOOLS_FAILURE_H
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace dibkit::tool {
+
+enum ExitCode {
+  EXIT_CODE_DONE = 0,
+  EXIT_CODE_FAILED = 1,    // some input failed
+  EXIT_CODE_USAGE = 2,     // wrong usage
+  EXIT_CODE_RETRY = 75,    // a failure that may pass: disk full, no memory
+  EXIT_CODE_SIGNAL = 128,  // plus the number of the signal
+};
+
+// An input that the command cannot do what was asked with.
+class Failure : public std::runtime_error {
+ public:
+  explicit Failure(const std::string& message, ExitCode code = EXIT_CODE_FAILED)
+      : std::runtime_error(message), code_(code) {}
+  ExitCode Code() const { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+// Runs `work` and returns its exit code. An exception becomes one line on standard error, which
+// begins with `subject` (a file name) unless that is empty, and an exit code.
+int Guard(const std::string& subject, const std::function<int()>& work);
+
+}  // namespace dibkit::tool
+
+#endif  // DIBKIT_TOOLS_FAILURE_H
