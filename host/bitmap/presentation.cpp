@@ -62,7 +62,7 @@ void WritePresentedHeader(std::span<unsigned char> block, const BitmapDescriptio
 
 void SpreadTwoBitRow(const unsigned char* from, unsigned char* to, uint32_t width) {
   for (uint32_t x = 0; x < width; ++x) {
-    const unsigned index = from[x / 4] >> (6 - x % 4 * 2) & 3U;
+    const int index = from[x / 4] >> (6 - x % 4 * 2) & 3;
     to[x / 2] |= static_cast<unsigned char>(x % 2 == 0 ? index << 4 : index);
   }
 }

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "NiGoRo2.h"
+#include "quantize/octree.h"
 #include "quantize/pixels.h"
 
 using namespace dibkit;
@@ -56,6 +57,19 @@ void InsertRows(CNiGoRo2& quantizer, size_t stride, const Reader& read) {
   }
 }
 
+// The rounds one by one, as hosts may run them with the members.
+unsigned long PruneByRounds(CNiGoRo2& quantizer, uint32_t limit) {
+  unsigned long minPass = kNoWeight;
+  unsigned long colors = quantizer.CountColors(0, minPass, 0);
+  // The root has no parent to be merged into: when its turn comes nothing more can be cut.
+  while (colors > limit && quantizer.m_pTree[0].lPassCount != minPass) {
+    quantizer.CutBranches(0, minPass);
+    minPass = kNoWeight;
+    colors = quantizer.CountColors(0, minPass, 0);
+  }
+  return colors;
+}
+
 }  // namespace
 
 int CNiGoRo2::InitOctree() {
@@ -82,7 +96,8 @@ void CNiGoRo2::FillTree() {
       InsertRows(*this, stride, Reader555{});
       break;
     case PixelFormat::kBgr:
-      InsertRows(*this, stride, ReaderBgr{});
+      FillTree24(m_pTree, m_wDepth, m_pBits, stride, static_cast<uint32_t>(m_bih.biWidth),
+                 static_cast<uint32_t>(m_bih.biHeight), KernelsFor(BestCpuLevel()));
       break;
     case PixelFormat::kBitField16:
       InsertRows(*this, stride, ReaderBitField16(*this));
@@ -124,14 +139,10 @@ void CNiGoRo2::InsertColor(unsigned char red, unsigned char green, unsigned char
 
 unsigned long CNiGoRo2::ReduceColors() {
   const uint32_t limit = m_wMaxColors - m_lDefaultColorNum;
+  uint32_t pruned = 0;
+  const unsigned long colors =
+      PruneTree(m_pTree, limit, pruned) ? pruned : PruneByRounds(*this, limit);
   unsigned long minPass = kNoWeight;
-  unsigned long colors = CountColors(0, minPass, 0);
-  // The root has no parent to be merged into: when its turn comes nothing more can be cut.
-  while (colors > limit && m_pTree[0].lPassCount != minPass) {
-    CutBranches(0, minPass);
-    minPass = kNoWeight;
-    colors = CountColors(0, minPass, 0);
-  }
   m_lColorNum = static_cast<uint32_t>(CountColors(0, minPass, 1));
   return colors;
 }

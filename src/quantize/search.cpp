@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "NiGoRo2.h"
+#include "quantize/color_map.h"
 #include "quantize/distance.h"
 #include "quantize/palette.h"
 #include "quantize/pixels.h"
@@ -56,6 +57,16 @@ void MapRows(CNiGoRo2& quantizer, const unsigned char* src, size_t sourceStride,
   }
 }
 
+// Maps with a memory of the colours that were met. False, with nothing written, for an image or a
+// palette that is left to the plain searches.
+bool MapRemembering(const CNiGoRo2& quantizer, const MapJob& job) {
+  const QuantizeKernels& kernels = KernelsFor(BestCpuLevel());
+  return quantizer.m_wLinearSearch != 0
+             ? MapLinearly(job, quantizer.m_ColorTrans,
+                           static_cast<uint32_t>(EntryCount(quantizer)), kernels)
+             : MapByCube(job, quantizer.m_SearchCube, kernels);
+}
+
 size_t PaddedStride(unsigned bitCount, int w) {
   return static_cast<size_t>(RowStride(bitCount, static_cast<uint32_t>(w)));
 }
@@ -101,7 +112,16 @@ void CNiGoRo2::QuantizeBM16(unsigned short* src, int w, int h, unsigned char* ds
 }
 
 void CNiGoRo2::QuantizeBM24(unsigned char* src, int w, int h, unsigned char* dst, Search) {
-  MapRows(*this, src, PaddedStride(24, w), w, h, dst, ReaderBgr{});
+  if (w <= 0 || h <= 0) return;
+  const MapJob job{.source = src,
+                   .sourceStride = PaddedStride(24, w),
+                   .target = dst,
+                   .targetStride = PaddedStride(8, w),
+                   .width = static_cast<uint32_t>(w),
+                   .height = static_cast<uint32_t>(h)};
+  if (!MapRemembering(*this, job)) {
+    MapRows(*this, src, job.sourceStride, w, h, dst, ReaderBgr{});
+  }
 }
 
 void CNiGoRo2::QuantizeBF16(unsigned short* src, int w, int h, unsigned char* dst, Search) {

@@ -14,6 +14,7 @@
 #include "resolution/geometry.h"
 #include "resolution/preconversion.h"
 #include "resolution/sinks.h"
+#include "resolution/transform.h"
 
 using namespace dibkit;
 using namespace dibkit::resolution;
@@ -129,7 +130,7 @@ int LinearTransformMain(unsigned short mode, void const* src, void* dst,
   engine.m_pDestination = &destination;
   OpenSource(mode, src, source);
   OpenDestination(mode, dst, destination);
-  return engine.LinearTransform(mode, progress, dpi, threshold);
+  return Transform(engine, mode, progress, dpi, threshold, HistogramUse::kUnseen);
 }
 
 int GetTransformImageMemorySize(unsigned short mode, void const* src, unsigned short dpi,

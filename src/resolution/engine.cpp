@@ -13,6 +13,7 @@
 #include "resolution/lines.h"
 #include "resolution/positions.h"
 #include "resolution/sinks.h"
+#include "resolution/transform.h"
 
 using namespace dibkit;
 using namespace dibkit::resolution;
@@ -91,45 +92,25 @@ bool ReadColorTable(CBufTransfer& source, uint16_t count, tagRGBQUAD (&table)[25
   return true;
 }
 
-using LineMaker = void (CLinearTransformMem::*)(double, unsigned char*, unsigned char*,
-                                                unsigned char*);
-
-LineMaker MakerFor(unsigned short kind) {
-  switch (kind) {
-    case KIND_BILEVEL:
-      return &CLinearTransformMem::MakeBWImageLine;
-    case KIND_GRAY_8BIT:
-      return &CLinearTransformMem::Make8bitGrayImageLine;
-    case KIND_PALETTE_8BIT:
-      return &CLinearTransformMem::Make8bitPaletteColorImageLine;
-    case KIND_TRUE_COLOR:
-      return &CLinearTransformMem::MakeRGBColorImageLine;
-    default:
-      return nullptr;
-  }
-}
-
 // Makes every row of the result. False when the progress callback cancels.
-bool MakeRows(CLinearTransformMem& engine) {
-  const bool hasPixels = engine.m_wSourceWidth != 0 && engine.m_wSourceHeight != 0;
-  const LineMaker maker = hasPixels ? MakerFor(engine.m_wKind) : nullptr;
-  unsigned char* source = engine.m_pSource->m_pData + engine.m_wSourceBitsOffset;
+bool MakeRows(CLinearTransformMem& engine, HistogramUse use, CpuLevel level) {
+  const uint16_t height = engine.m_wOutputHeight;
   unsigned char* out = engine.m_pDestination->m_pData + engine.m_wOutputBitsOffset;
-  const size_t sourceRowBytes = static_cast<uint32_t>(engine.m_dwSourceRowBytes);
   const size_t outputRowBytes = static_cast<uint32_t>(engine.m_dwOutputRowBytes);
+  RowMaker maker(engine, use, level);
+  PlaceWalk places(engine.m_dScaleY, height + 1u);
   Progress progress(engine.m_pProgress);
-  for (unsigned y = 0; y < engine.m_wOutputHeight; ++y) {
-    if (maker != nullptr) {
-      const RowPair pair = PairRows(y, engine.m_dScaleY, engine.m_wSourceHeight);
-      (engine.*maker)(pair.fraction, source + pair.first * sourceRowBytes,
-                      source + pair.second * sourceRowBytes, out + y * outputRowBytes);
-    }
-    if (!progress.Report(y, engine.m_wOutputHeight)) return false;
+  RowPair next = PairRows(places.Next(), engine.m_wSourceHeight);
+  for (unsigned y = 0; y < height; ++y) {
+    const RowPair rows = next;
+    next = PairRows(places.Next(), engine.m_wSourceHeight);
+    maker.Make(rows, next, out + y * outputRowBytes);
+    if (!progress.Report(y, height)) return false;
   }
   return true;
 }
 
-int FillAndMakeRows(CLinearTransformMem& engine) {
+int FillAndMakeRows(CLinearTransformMem& engine, HistogramUse use, CpuLevel level) {
   if (engine.m_pSource->m_pData == nullptr) return CNV_SOURCE_UNREADABLE;
   if (engine.m_pDestination->m_pData == nullptr) return CNV_HEADER_NOT_WRITTEN;
   try {
@@ -137,34 +118,59 @@ int FillAndMakeRows(CLinearTransformMem& engine) {
   } catch (const std::bad_alloc&) {
     return CNV_NO_MEMORY;
   }
-  return MakeRows(engine) ? CNV_OK : CNV_CANCELLED;
+  return MakeRows(engine, use, level) ? CNV_OK : CNV_CANCELLED;
+}
+
+void SetOutputGeometry(CLinearTransformMem& engine, unsigned short dpi) {
+  const OutputGeometry output = Scale(SourceOf(engine), dpi);
+  engine.m_dScaleX = output.scaleX;
+  engine.m_dScaleY = output.scaleY;
+  engine.m_wOutputBitCount = engine.m_wSourceBitCount;
+  engine.m_wOutputKind = engine.m_wKind;
+  engine.m_wOutputWidth = output.width;
+  engine.m_wOutputHeight = output.height;
+  engine.m_wOutputResolutionX = dpi;
+  engine.m_wOutputResolutionY = dpi;
+  engine.m_dwOutputRowBytes = RowBytes(engine.m_wOutputBitCount, engine.m_wOutputWidth);
 }
 
 }  // namespace
 
+namespace dibkit::resolution {
+
+int Transform(CLinearTransformMem& engine, unsigned short mode, int (*progress)(unsigned short),
+              unsigned short dpi, int threshold, HistogramUse use) {
+  engine.m_pProgress = progress;
+  engine.m_wMode = mode;
+  engine.m_iThreshold = threshold;
+  if (!NamesSource(mode) && engine.m_pSource->m_wKind == kSinkNone) return CNV_BAD_SOURCE;
+  const int read = engine.GetSourceImageInfo();
+  if (read != CNV_OK) return read;
+  // A vertical resolution of 0 is let through: the result then has no rows.
+  if (engine.m_wSourceResolutionX == 0) return CNV_BAD_SOURCE;
+  SetOutputGeometry(engine, dpi);
+  const int written = engine.CreateOutputData();
+  return written != CNV_OK ? written : CreateRows(engine, mode, use, BestCpuLevel());
+}
+
+int CreateRows(CLinearTransformMem& engine, unsigned short mode, HistogramUse use, CpuLevel level) {
+  int status = engine.OpenImage(mode);
+  if (status == CNV_OK) {
+    status = FillAndMakeRows(engine, use, level);
+  }
+  engine.CloseImage(mode);
+  return status;
+}
+
+}  // namespace dibkit::resolution
+
 int CLinearTransformMem::LinearTransform(unsigned short mode, int (*progress)(unsigned short),
                                          unsigned short dpi, int threshold) {
-  m_pProgress = progress;
-  m_wMode = mode;
-  m_iThreshold = threshold;
-  if (!NamesSource(mode) && m_pSource->m_wKind == kSinkNone) return CNV_BAD_SOURCE;
-  const int status = GetSourceImageInfo();
-  if (status != CNV_OK) return status;
-  // A vertical resolution of 0 is let through: the result then has no rows.
-  if (m_wSourceResolutionX == 0) return CNV_BAD_SOURCE;
+  return Transform(*this, mode, progress, dpi, threshold, HistogramUse::kCounted);
+}
 
-  const OutputGeometry output = Scale(SourceOf(*this), dpi);
-  m_dScaleX = output.scaleX;
-  m_dScaleY = output.scaleY;
-  m_wOutputBitCount = m_wSourceBitCount;
-  m_wOutputKind = m_wKind;
-  m_wOutputWidth = output.width;
-  m_wOutputHeight = output.height;
-  m_wOutputResolutionX = dpi;
-  m_wOutputResolutionY = dpi;
-  m_dwOutputRowBytes = RowBytes(m_wOutputBitCount, m_wOutputWidth);
-  const int written = CreateOutputData();
-  return written != CNV_OK ? written : CreateImage(mode, threshold);
+int CLinearTransformMem::CreateImage(unsigned short mode, int /*threshold*/) {
+  return CreateRows(*this, mode, HistogramUse::kCounted, BestCpuLevel());
 }
 
 int CLinearTransformMem::GetSourceImageInfo() {
@@ -216,15 +222,6 @@ void CLinearTransformMem::CloseImage(unsigned short /*mode*/) {
   m_pSourceRowA = nullptr;
   m_pSourceRowB = nullptr;
   m_pOutputRow = nullptr;
-}
-
-int CLinearTransformMem::CreateImage(unsigned short mode, int /*threshold*/) {
-  int status = OpenImage(mode);
-  if (status == CNV_OK) {
-    status = FillAndMakeRows(*this);
-  }
-  CloseImage(mode);
-  return status;
 }
 
 void CLinearTransformMem::MakeBWImageLine(double fy, unsigned char* rowA, unsigned char* rowB,

@@ -2,7 +2,7 @@
 #include "resolution/geometry.h"
 
 #include "dib/layout.h"
-#include "resolution/extended.h"
+#include "resolution/real.h"
 
 namespace dibkit::resolution {
 namespace {
@@ -31,8 +31,8 @@ OutputGeometry Scale(const SourceGeometry& source, uint16_t dpi) {
   const double scaleY = ScaleFactor(dpi, source.dpiY);
   return {.scaleX = scaleX,
           .scaleY = scaleY,
-          .width = TruncateToWord(static_cast<Extended>(source.width) * scaleX),
-          .height = TruncateToWord(static_cast<Extended>(source.height) * scaleY)};
+          .width = TruncateToWord(static_cast<Real>(source.width) * scaleX),
+          .height = TruncateToWord(static_cast<Real>(source.height) * scaleY)};
 }
 
 uint32_t RowBytes(uint16_t bitCount, uint16_t width) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "resolution/lines.h"
 
-#include "resolution/extended.h"
 #include "resolution/positions.h"
+#include "resolution/real.h"
 
 namespace dibkit::resolution {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 struct ColumnPair {
   unsigned left;
   unsigned right;
-  Extended fx;
+  Real fx;
 };
 
 // Four neighbouring samples: two in the first source row, two in the second.
@@ -22,9 +22,9 @@ struct Samples {
   int rightB;
 };
 
-Extended Interpolate(const Samples& s, Extended fx, Extended fy) {
-  const Extended a = s.leftA + (s.rightA - s.leftA) * fx;
-  const Extended b = s.leftB + (s.rightB - s.leftB) * fx;
+Real Interpolate(const Samples& s, Real fx, Real fy) {
+  const Real a = s.leftA + (s.rightA - s.leftA) * fx;
+  const Real b = s.leftB + (s.rightB - s.leftB) * fx;
   return a + (b - a) * fy;
 }
 

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The x86 intrinsics. The headers of g++ 12 start their "undefined" vectors from themselves, which
+// it then warns about wherever they are inlined.
+#ifndef DIBKIT_SRC_COMMON_SIMD_H
+#define DIBKIT_SRC_COMMON_SIMD_H
+
+#include "common/cpu.h"
+
+#ifdef DIBKIT_X86
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <immintrin.h>
+#pragma GCC diagnostic pop
+#endif  // DIBKIT_X86
+
+#endif  // DIBKIT_SRC_COMMON_SIMD_H

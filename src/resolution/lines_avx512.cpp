@@ -1,0 +1,598 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "common/simd.h"
+#include "resolution/line_kernels.h"
+#include "resolution/line_settle.h"
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // g++ 12 sees it in its own intrinsics
+#endif
+
+// AVX-512 with byte permutations (VBMI). docs/arithmetic.md explains the numbers.
+
+#define DIBKIT_AVX512 \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw")))
+#define DIBKIT_AVX512_INLINE                                                     \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw"), \
+                 always_inline)) inline
+
+namespace dibkit::resolution {
+
+namespace {
+
+constexpr uint32_t kGroup = 32;  // output bytes of a group
+
+// What a row's arithmetic needs in every lane.
+struct RowLanes {
+  __m512i weightA, weightB;  // Qy - q, q
+  __m512i errorY;
+  __m512i nearErrorY;
+  __m512i forgiven;
+  bool nearFits, exactRow;
+  __m512i divisor, reciprocal, bias;
+  __m512i steep;         // Qy, or 0 where vertical products are exact
+  __mmask32 roundsFlat;  // lanes whose vertical product is rounded although the column has no error
+  __m128i reciprocalShift;
+};
+
+DIBKIT_AVX512_INLINE __m512i Word(uint32_t value) {
+  return _mm512_set1_epi16(static_cast<short>(value));
+}
+
+DIBKIT_AVX512_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase& row) {
+  RowLanes lanes;
+  lanes.weightA = Word(plan.partsY - row.phase);
+  lanes.weightB = Word(row.phase);
+  lanes.errorY = _mm512_set1_epi16(WeightOf(row.error, plan.errorScale));
+  lanes.divisor = Word(plan.divisor);
+  lanes.steep = Word(row.fraction.significand == 0 ? 0 : plan.partsY);
+  lanes.roundsFlat = plan.shortParts ? 0 : ~__mmask32{0};
+  const double nearError = row.error * kNearGrid;
+  lanes.nearFits = nearError > -32767.0 && nearError < 32767.0 && plan.divisor <= 64;
+  lanes.nearErrorY =
+      _mm512_set1_epi16(lanes.nearFits ? WeightOf(row.error, kNearGrid) : int16_t{0});
+  lanes.forgiven = Word(row.fraction.significand == 0 ? 0 : 128 * plan.divisor);
+  lanes.exactRow = row.fraction.significand == 0;
+  lanes.reciprocal = Word(plan.reciprocal);
+  lanes.bias = Word(plan.reciprocalBias);
+  lanes.reciprocalShift = _mm_cvtsi32_si128(static_cast<int>(plan.reciprocalShift));
+  return lanes;
+}
+
+// The pairs (left, right) of a group's 32 samples.
+template <int kChunks>
+DIBKIT_AVX512_INLINE __m512i Pairs(const LinePlan& plan, const uint8_t* row, size_t group) {
+  const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
+  const uint32_t* offsets = plan.offsets + group * chunks;
+  const uint8_t* index = plan.index + group * chunks * 64;
+  __m512i pairs =
+      _mm512_permutexvar_epi8(_mm512_load_si512(index), _mm512_loadu_si512(row + offsets[0]));
+  for (uint32_t chunk = 1; chunk < chunks; ++chunk) {
+    const __m512i places = _mm512_load_si512(index + size_t{chunk} * 64);
+    pairs = _mm512_mask_permutexvar_epi8(pairs, _knot_mask64(_mm512_movepi8_mask(places)), places,
+                                         _mm512_loadu_si512(row + offsets[chunk]));
+  }
+  return pairs;
+}
+
+DIBKIT_AVX512_INLINE __m512i Divide(__m512i number, const RowLanes& lanes) {
+  return _mm512_srl_epi16(_mm512_mulhi_epu16(number, lanes.reciprocal), lanes.reciprocalShift);
+}
+
+// A share of the bytes ahead: those of pass `pass`, at `step` bytes a pass.
+DIBKIT_AVX512_INLINE void Prefetch(Ahead ahead, size_t pass, size_t step) {
+  for (size_t at = pass * step; at < (pass + 1) * step && at < ahead.bytes; at += 64) {
+    _mm_prefetch(reinterpret_cast<const char*>(ahead.from + at), _MM_HINT_T0);
+  }
+}
+
+// Asks for the output's cache line a little ahead, for writing.
+DIBKIT_AVX512_INLINE void PrefetchOutput(const LinePlan& plan, const uint8_t* out, uint32_t done) {
+  constexpr uint32_t kLead = 768;
+  if (plan.samples - done > kLead) __builtin_prefetch(out + done + kLead, 1, 3);
+}
+
+// The lanes of 64 output bytes that the row has.
+DIBKIT_AVX512_INLINE __mmask64 UsedLanes(const LinePlan& plan, uint32_t done) {
+  const uint32_t left = plan.samples - done;
+  return left >= 64 ? ~__mmask64{0} : (uint64_t{1} << left) - 1;
+}
+
+// One group on its way.
+struct Group {
+  __m512i a, b;          // pairs of samples
+  __m512i number;        // ideal value * divisor
+  __m512i across, down;  // H and V
+  __m512i errorX;
+  __m512i error;      // their weighted sum
+  __m512i value;      // the output, in words
+  __mmask32 stepped;  // lanes where H or V is not 0
+  __mmask32 unsure;   // lanes whose error sum is too small
+};
+
+// H * X + V * Y, saturated to 16 bits.
+DIBKIT_AVX512_INLINE __m512i ErrorSum(const Group& g, __m512i errorY) {
+  const __m512i low = _mm512_madd_epi16(_mm512_unpacklo_epi16(g.across, g.down),
+                                        _mm512_unpacklo_epi16(g.errorX, errorY));
+  const __m512i high = _mm512_madd_epi16(_mm512_unpackhi_epi16(g.across, g.down),
+                                         _mm512_unpackhi_epi16(g.errorX, errorY));
+  return _mm512_packs_epi32(low, high);
+}
+
+// Of `lanes`, those whose sum does not decide. In units of 2^-64 / divisor, the vertical product is
+// rounded by at most |V| * Qy; a sum below 0 must exceed that and what the last rounding forgives
+// (2^-57 at most), any other may fall short of it by what the last rounding forgives at least.
+DIBKIT_AVX512_INLINE __mmask32 GridUnsure(const RowLanes& lanes, __mmask32 candidates,
+                                          __mmask32 negative, const Group& g) {
+  const __m512i most = _mm512_set1_epi16(255);
+  const __m512i size = _mm512_slli_epi16(_mm512_min_epu16(_mm512_abs_epi16(g.error), most), 8);
+  const __m512i room = _mm512_adds_epu16(size, _mm512_srli_epi16(g.number, 1));
+  const __m512i reach = _mm512_mask_subs_epu16(room, negative, size, lanes.forgiven);
+  const __m512i rounding = _mm512_mullo_epi16(_mm512_abs_epi16(g.down), lanes.steep);
+  return _mm512_mask_cmpge_epu16_mask(candidates, rounding, reach);
+}
+
+// A group of a level row, one whose fraction is 0: only A counts. From kFarColumn on every step is
+// exact, and so is the sign of the error.
+template <ErrorForm kErrors>
+DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& lanes,
+                                          __mmask32 near, __m512i a, size_t group) {
+  Group g{};
+  g.a = g.b = a;
+  g.number = _mm512_mullo_epi16(
+      _mm512_maddubs_epi16(a, _mm512_load_si512(plan.weights + group * 64)), lanes.weightA);
+  g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
+  if (kErrors == ErrorForm::kExact) return g;
+  const __m512i step = _mm512_maddubs_epi16(a, _mm512_set1_epi16(0x01FF));  // (-1, +1)
+  g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
+  g.across = _mm512_mullo_epi16(step, lanes.weightA);
+  const __mmask32 whole =
+      _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(g.value, lanes.divisor), g.number);
+  const __mmask32 negative = _mm512_movepi16_mask(_mm512_mulhi_epi16(step, g.errorX));
+  g.value = _mm512_mask_sub_epi16(g.value, whole & negative, g.value, _mm512_set1_epi16(1));
+  g.unsure = whole & near;
+  return g;
+}
+
+template <ErrorForm kErrors>
+DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes, __m512i guard,
+                                     __mmask32 near, __m512i a, __m512i b, size_t group) {
+  Group g{};
+  g.a = a;
+  g.b = b;
+  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
+  const __m512i sumA = _mm512_maddubs_epi16(a, weights);
+  const __m512i sumB = _mm512_maddubs_epi16(b, weights);
+  g.number = _mm512_add_epi16(_mm512_mullo_epi16(sumA, lanes.weightA),
+                              _mm512_mullo_epi16(sumB, lanes.weightB));
+  if (kErrors == ErrorForm::kExact) {
+    g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
+    return g;
+  }
+  const __m512i step = _mm512_set1_epi16(0x01FF);  // (-1, +1)
+  g.across = _mm512_add_epi16(_mm512_mullo_epi16(_mm512_maddubs_epi16(a, step), lanes.weightA),
+                              _mm512_mullo_epi16(_mm512_maddubs_epi16(b, step), lanes.weightB));
+  g.down = _mm512_sub_epi16(sumB, sumA);
+  g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
+  g.error = ErrorSum(g, lanes.errorY);
+  const __m512i steps = _mm512_or_si512(g.across, g.down);
+  g.stepped = _mm512_test_epi16_mask(steps, steps) | near;
+  if (kErrors == ErrorForm::kSmooth) {
+    const __m512i below = _mm512_srli_epi16(g.error, 15);
+    g.value = Divide(_mm512_add_epi16(_mm512_subs_epu16(g.number, below), lanes.bias), lanes);
+    g.unsure = _mm512_mask_cmplt_epu16_mask(g.stepped, _mm512_abs_epi16(g.error), guard);
+  } else {
+    const __m512i ideal = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
+    const __mmask32 whole =
+        _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(ideal, lanes.divisor), g.number);
+    const __mmask32 negative = _mm512_movepi16_mask(g.error);
+    g.value = _mm512_mask_sub_epi16(ideal, whole & negative, ideal, _mm512_set1_epi16(1));
+    g.unsure = GridUnsure(lanes, whole & g.stepped, negative, g) | (whole & near);
+  }
+  return g;
+}
+
+// Lanes whose four samples are not all equal.
+DIBKIT_AVX512_INLINE __mmask32 NotFlat(const Group& g) {
+  const __m512i turned =
+      _mm512_shuffle_epi8(g.a, _mm512_set4_epi32(0x0E0F0C0D, 0x0A0B0809, 0x06070405, 0x02030001));
+  return _mm512_cmpneq_epi16_mask(g.a, g.b) | _mm512_cmpneq_epi16_mask(g.a, turned);
+}
+
+// Leaves of the unsure lanes those that the error decides: no remainder and not flat.
+DIBKIT_AVX512_INLINE __m512i FindOpen(const RowLanes& lanes, Group* g) {
+  g->unsure &= NotFlat(*g);
+  if (g->unsure == 0) return g->value;
+  const __m512i ideal = Divide(_mm512_add_epi16(g->number, lanes.bias), lanes);
+  g->unsure =
+      _mm512_mask_cmpeq_epi16_mask(g->unsure, _mm512_mullo_epi16(ideal, lanes.divisor), g->number);
+  return ideal;
+}
+
+// The sum against a guard of each lane's own.
+DIBKIT_AVX512_INLINE void LookSmooth(const RowLanes& lanes, __m512i fineGuard, Group* g) {
+  const __m512i ideal = FindOpen(lanes, g);
+  if (g->unsure == 0) return;
+  const __m512i rounding = _mm512_add_epi16(_mm512_abs_epi16(g->across), _mm512_abs_epi16(g->down));
+  const __mmask32 sure = _mm512_mask_cmpgt_epu16_mask(g->unsure, _mm512_abs_epi16(g->error),
+                                                      _mm512_adds_epu16(rounding, fineGuard));
+  g->value = _mm512_mask_sub_epi16(g->value, sure, ideal, _mm512_srli_epi16(g->error, 15));
+  g->unsure &= ~sure;
+}
+
+// Lanes whose horizontal error is not 0.
+DIBKIT_AVX512_INLINE __mmask32 Slanted(const RowLanes& lanes, const Group& g) {
+  return lanes.roundsFlat | _mm512_test_epi16_mask(g.errorX, g.errorX);
+}
+
+// A sum that is not negative decides for the ideal value unless the vertical product's rounding
+// may outweigh it and what the last rounding forgives (see Judge in line_plan.cc).
+DIBKIT_AVX512_INLINE void LookGrid(const RowLanes& lanes, Group* g) {
+  const __m512i ideal = FindOpen(lanes, g);
+  if (g->unsure == 0) return;
+  const __m512i least =
+      _mm512_add_epi16(_mm512_srli_epi16(g->number, 1),
+                       _mm512_slli_epi16(_mm512_min_epi16(g->error, _mm512_set1_epi16(60)), 8));
+  const __m512i rounding =
+      _mm512_maskz_mullo_epi16(Slanted(lanes, *g), _mm512_abs_epi16(g->down), lanes.steep);
+  const __mmask32 sure =
+      _mm512_mask_cmple_epu16_mask(g->unsure & ~_mm512_movepi16_mask(g->error), rounding, least);
+  g->value = _mm512_mask_mov_epi16(g->value, sure, ideal);
+  g->unsure &= ~sure;
+}
+
+// Likewise where the horizontal steps are rounded as well. In units of 2^-62 / divisor.
+DIBKIT_AVX512_INLINE void LookNearGrid(const RowLanes& lanes, Group* g) {
+  const __m512i ideal = FindOpen(lanes, g);
+  if (g->unsure == 0 || !lanes.nearFits) return;
+  const __m512i error = ErrorSum(*g, lanes.nearErrorY);
+  const __m512i step = _mm512_set1_epi16(0x01FF);
+  const __m512i stepA = _mm512_abs_epi16(_mm512_maddubs_epi16(g->a, step));
+  const __m512i stepB = _mm512_abs_epi16(_mm512_maddubs_epi16(g->b, step));
+  const __m512i down =
+      _mm512_srli_epi16(_mm512_mullo_epi16(_mm512_abs_epi16(g->down), lanes.steep), 1);
+  const __mmask32 slanted = _mm512_test_epi16_mask(g->errorX, g->errorX);
+  const __mmask32 level = lanes.exactRow ? ~__mmask32{0} : _mm512_cmpeq_epi16_mask(g->a, g->b);
+  // A row of its own: only A's horizontal product is rounded, by 2^-64 of the step.
+  // Otherwise: both products, both sums (by 2^-64 of 255), the difference and the vertical product.
+  const __m512i one = _mm512_srli_epi16(_mm512_mullo_epi16(stepA, lanes.divisor), 2);
+  const __m512i both = _mm512_adds_epu16(
+      down, _mm512_srli_epi16(_mm512_mullo_epi16(_mm512_add_epi16(_mm512_add_epi16(stepA, stepB),
+                                                                  _mm512_set1_epi16(255)),
+                                                 lanes.divisor),
+                              2));
+  __m512i rounding = _mm512_mask_mov_epi16(both, level, one);
+  rounding = _mm512_mask_mov_epi16(down, slanted, rounding);
+  rounding = _mm512_adds_epu16(rounding, _mm512_set1_epi16(2));
+  const __mmask32 fits =
+      g->unsure & _mm512_cmpneq_epi16_mask(g->errorX, _mm512_set1_epi16(kNoWeight));
+  const __m512i above = _mm512_adds_epi16(error, _mm512_srli_epi16(g->number, 3));
+  const __mmask32 same = _mm512_mask_cmpge_epi16_mask(
+      fits, above, _mm512_min_epu16(rounding, _mm512_set1_epi16(32767)));
+  const __m512i under = _mm512_subs_epi16(_mm512_setzero_si512(), error);
+  const __mmask32 below = _mm512_mask_cmpgt_epi16_mask(
+      fits, under,
+      _mm512_min_epu16(_mm512_adds_epu16(rounding, _mm512_srli_epi16(g->number, 2)),
+                       _mm512_set1_epi16(32767)));
+  g->value = _mm512_mask_mov_epi16(g->value, same, ideal);
+  g->value = _mm512_mask_sub_epi16(g->value, below, ideal, _mm512_set1_epi16(1));
+  g->unsure &= ~(same | below);
+}
+
+// Takes a closer look at the unsure lanes of a group and settles what it can.
+template <ErrorForm kErrors>
+DIBKIT_AVX512_INLINE void Look(const LinePlan& plan, const RowLanes& lanes, bool near, Group* g) {
+  if (kErrors == ErrorForm::kSmooth) {
+    LookSmooth(lanes, Word(near ? plan.nearFineGuard : plan.fineGuard), g);
+  } else if (near) {
+    LookNearGrid(lanes, g);
+  } else {
+    LookGrid(lanes, g);
+  }
+}
+
+// Paper is flat. If in each of 64 samples all four are equal, gives those; tried after a pass that
+// looked flat.
+template <int kChunks>
+DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, const uint8_t* rowB,
+                                    size_t group, __m512i* bytes) {
+  constexpr int kOrXor = 0xF6;  // x | (y ^ z)
+  const __m512i a0 = Pairs<kChunks>(plan, rowA, group);
+  const __m512i a1 = Pairs<kChunks>(plan, rowA, group + 1);
+  __m512i other = _mm512_xor_si512(a0, Pairs<kChunks>(plan, rowB, group));
+  other = _mm512_ternarylogic_epi64(other, a1, Pairs<kChunks>(plan, rowB, group + 1), kOrXor);
+  const __m512i value0 = _mm512_srli_epi16(a0, 8), value1 = _mm512_srli_epi16(a1, 8);
+  other = _mm512_ternarylogic_epi64(other, a0, _mm512_or_si512(value0, _mm512_slli_epi16(a0, 8)),
+                                    kOrXor);
+  other = _mm512_ternarylogic_epi64(other, a1, _mm512_or_si512(value1, _mm512_slli_epi16(a1, 8)),
+                                    kOrXor);
+  *bytes = _mm512_packus_epi16(value0, value1);
+  return _mm512_test_epi64_mask(other, other) == 0;
+}
+
+template <ErrorForm kErrors, bool kLevel, int kChunks>
+DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                             const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  const RowLanes lanes = MakeRowLanes(plan, row);
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  const __m512i nearGuard = Word(plan.nearGuard);
+  const __m512i farGuard = Word(plan.guard);
+  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
+  bool flat = false;
+  for (uint32_t group = 0; group < plan.groups; group += 2) {
+    Prefetch(ahead, group / 2, aheadStep);
+    PrefetchOutput(plan, out, group * kGroup);
+    const uint32_t done = group * kGroup;
+    const __mmask64 used = UsedLanes(plan, done);
+    __m512i bytes;
+    if (flat && FlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
+      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+      continue;
+    }
+    const bool isNear = group < plan.nearGroups;
+    const __m512i guard = isNear ? nearGuard : farGuard;
+    const __mmask32 near = isNear ? ~__mmask32{0} : 0;
+    Group g[2];
+#pragma GCC unroll 2
+    for (uint32_t i = 0; i < 2; ++i) {
+      const __m512i a = Pairs<kChunks>(plan, rowA, group + i);
+      g[i] = kLevel ? MakeLevelGroup<kErrors>(plan, lanes, near, a, group + i)
+                    : MakeGroup<kErrors>(plan, lanes, guard, near, a,
+                                         Pairs<kChunks>(plan, rowB, group + i), group + i);
+    }
+    flat = !kLevel && kErrors != ErrorForm::kExact && (g[0].stepped | g[1].stepped) == 0;
+    if (kErrors != ErrorForm::kExact && (g[0].unsure | g[1].unsure) != 0) {
+      Look<kErrors>(plan, lanes, isNear, &g[0]);
+      Look<kErrors>(plan, lanes, isNear, &g[1]);
+    }
+    _mm512_mask_storeu_epi8(
+        out + done, used,
+        _mm512_permutexvar_epi64(order, _mm512_packus_epi16(g[0].value, g[1].value)));
+    if (kErrors == ErrorForm::kExact) continue;
+    const __mmask64 unsure = (g[0].unsure | (uint64_t{g[1].unsure} << 32)) & used;
+    if (unsure != 0) SettleSamples(plan, row, rowA, rowB, out, done, unsure);
+  }
+}
+
+template <ErrorForm kErrors, bool kLevel>
+DIBKIT_AVX512 void NarrowForm(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                              const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, ahead, out);
+  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, ahead, out);
+  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, ahead, out);
+}
+
+DIBKIT_AVX512 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                                  const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  const bool level = row.fraction.significand == 0;
+  if (plan.errors == ErrorForm::kSmooth) {
+    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, ahead, out);
+  }
+  if (plan.errors == ErrorForm::kExact) {
+    return level ? NarrowForm<ErrorForm::kExact, true>(plan, row, rowA, rowB, ahead, out)
+                 : NarrowForm<ErrorForm::kExact, false>(plan, row, rowA, rowB, ahead, out);
+  }
+  return level ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, ahead, out)
+               : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, ahead, out);
+}
+
+template <int kChunks>
+DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, Ahead ahead, uint8_t* out) {
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  const __m512i low = _mm512_set1_epi16(0xFF);
+  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
+  for (uint32_t group = 0; group < plan.groups; group += 2) {
+    Prefetch(ahead, group / 2, aheadStep);
+    PrefetchOutput(plan, out, group * kGroup);
+    const __m512i first = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group));
+    const __m512i second = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group + 1));
+    const uint32_t done = group * kGroup;
+    _mm512_mask_storeu_epi8(out + done, UsedLanes(plan, done),
+                            _mm512_permutexvar_epi64(order, _mm512_packus_epi16(first, second)));
+  }
+}
+
+DIBKIT_AVX512 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
+                                const uint8_t* /*rowB*/, Ahead ahead, uint8_t* out) {
+  if (plan.chunks == 1) return CopyRow<1>(plan, rowA, ahead, out);
+  if (plan.chunks == 2) return CopyRow<2>(plan, rowA, ahead, out);
+  return CopyRow<0>(plan, rowA, ahead, out);
+}
+
+// ---- The wide form: 16 samples in lanes of 32 bits ----
+
+constexpr uint32_t kWideGroup = 16;
+constexpr uint32_t kWideTogether = 4;
+
+struct WideLanes {
+  __m512 scaleA, scaleV;  // 2^16 / Qx and 2^16 * q / (Qx * Qy)
+  __m512i partsY, phaseY, divisor;
+  __m512 errorY;
+  __m512 steep;
+};
+
+struct WideGroup {
+  __m512i a, b;  // pairs of samples, as words
+  __m512i sumA, down;
+  __m512i fixed;     // the value with 16 bits behind the point, raised by 4 of its last places
+  __mmask16 unsure;  // lanes that lie within 4 last places of an integer
+};
+
+DIBKIT_AVX512_INLINE WideLanes MakeWideLanes(const LinePlan& plan, const RowPhase& row) {
+  WideLanes lanes;
+  lanes.scaleA = _mm512_set1_ps(static_cast<float>(65536.0 / plan.partsX));
+  lanes.scaleV = _mm512_set1_ps(static_cast<float>(65536.0 * row.phase / plan.divisor));
+  lanes.partsY = _mm512_set1_epi32(static_cast<int>(plan.partsY));
+  lanes.phaseY = _mm512_set1_epi32(static_cast<int>(row.phase));
+  lanes.divisor = _mm512_set1_epi32(static_cast<int>(plan.divisor));
+  lanes.errorY = _mm512_set1_ps(static_cast<float>(row.error * kWideErrorUnit));
+  lanes.steep =
+      _mm512_set1_ps(row.fraction.significand == 0 ? 0.0F : 2.0F * static_cast<float>(plan.partsY));
+  return lanes;
+}
+
+// The pairs (left, right) of a group's 16 samples, each a word.
+template <int kChunks>
+DIBKIT_AVX512_INLINE __m512i WidePairs(const LinePlan& plan, const uint8_t* row, size_t group) {
+  const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
+  const uint32_t* offsets = plan.offsets + group * chunks;
+  const uint8_t* index = plan.index + group * chunks * 64;
+  __m512i pairs = _mm512_setzero_si512();
+  for (uint32_t chunk = 0; chunk < chunks; ++chunk) {
+    const __m512i places = _mm512_load_si512(index + size_t{chunk} * 64);
+    pairs = _mm512_mask_permutexvar_epi8(pairs, _knot_mask64(_mm512_movepi8_mask(places)), places,
+                                         _mm512_loadu_si512(row + offsets[chunk]));
+  }
+  return pairs;
+}
+
+DIBKIT_AVX512_INLINE WideGroup MakeWideGroup(const LinePlan& plan, const WideLanes& lanes,
+                                             __m512i a, __m512i b, size_t group) {
+  WideGroup g;
+  const __m512i weights = _mm512_load_si512(plan.wideWeights + group * 2 * kWideGroup);
+  g.a = a;
+  g.b = b;
+  g.sumA = _mm512_madd_epi16(a, weights);
+  g.down = _mm512_sub_epi32(_mm512_madd_epi16(b, weights), g.sumA);
+  const __m512 top = _mm512_fmadd_ps(_mm512_cvtepi32_ps(g.sumA), lanes.scaleA, _mm512_set1_ps(4));
+  g.fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(_mm512_cvtepi32_ps(g.down), lanes.scaleV, top));
+  g.unsure = _mm512_testn_epi32_mask(g.fixed, _mm512_set1_epi32(0xFFF8));
+  return g;
+}
+
+DIBKIT_AVX512_INLINE __m512 Size(__m512 value) { return _mm512_abs_ps(value); }
+
+// Judge() of line_plan.cc for 16 lanes, with doubts for single precision. Returns the lanes that
+// are not decided, and in *below those whose value is less than the ideal.
+DIBKIT_AVX512_INLINE __mmask16 JudgeWide(const LinePlan& plan, const WideLanes& lanes,
+                                         const WideGroup& g, __m512i number, __mmask16 candidates,
+                                         size_t group, __mmask16* below) {
+  const __m512i step = _mm512_set1_epi32(0x0001FFFF);
+  const __m512i stepA = _mm512_madd_epi16(g.a, step);
+  const __m512i stepB = _mm512_madd_epi16(g.b, step);
+  const __m512i across =
+      _mm512_add_epi32(_mm512_mullo_epi32(stepA, lanes.partsY),
+                       _mm512_mullo_epi32(_mm512_sub_epi32(stepB, stepA), lanes.phaseY));
+  const __m512 slant = _mm512_mul_ps(_mm512_cvtepi32_ps(across),
+                                     _mm512_load_ps(plan.wideError + group * kWideGroup));
+  const __m512 down = _mm512_cvtepi32_ps(g.down);
+  const __m512 fall = _mm512_mul_ps(down, lanes.errorY);
+  const __m512 sum = _mm512_add_ps(slant, fall);
+  const __m512 doubt = _mm512_fmadd_ps(_mm512_add_ps(Size(slant), Size(fall)),
+                                       _mm512_set1_ps(0x1p-20F), _mm512_set1_ps(plan.wideDoubt));
+  const __m512 whole = _mm512_cvtepi32_ps(number);
+  __m512 up =
+      _mm512_fmsub_ps(Size(down), lanes.steep, _mm512_mul_ps(whole, _mm512_set1_ps(0.999F)));
+  __m512 fall2 =
+      _mm512_fmadd_ps(Size(down), lanes.steep, _mm512_mul_ps(whole, _mm512_set1_ps(2.001F)));
+  if (group < plan.nearGroups) {
+    up = fall2 = _mm512_set1_ps(0x1p11F * static_cast<float>(plan.divisor));
+  }
+  const __mmask16 ideal = _mm512_cmp_ps_mask(_mm512_sub_ps(sum, doubt), up, _CMP_GT_OQ);
+  *below = _mm512_mask_cmp_ps_mask(candidates, _mm512_add_ps(_mm512_add_ps(sum, doubt), fall2),
+                                   _mm512_setzero_ps(), _CMP_LT_OQ);
+  return candidates & ~(ideal | *below);
+}
+
+// Settles what it can of the unsure lanes: flat ones are right as they are; integers tell on which
+// side of the near integer the others lie; on the integer itself the error sum does.
+DIBKIT_AVX512_INLINE void LookWide(const LinePlan& plan, const WideLanes& lanes, size_t group,
+                                   WideGroup* g) {
+  g->unsure = _mm512_mask_cmpneq_epi32_mask(g->unsure, g->a, g->b) |
+              _mm512_mask_cmpneq_epi32_mask(g->unsure, g->a, _mm512_rol_epi32(g->a, 16));
+  if (g->unsure == 0) return;
+  const __m512i number = _mm512_add_epi32(_mm512_mullo_epi32(g->sumA, lanes.partsY),
+                                          _mm512_mullo_epi32(g->down, lanes.phaseY));
+  const __m512i near = _mm512_mullo_epi32(_mm512_srai_epi32(g->fixed, 16), lanes.divisor);
+  __mmask16 below = _mm512_mask_cmplt_epi32_mask(g->unsure, number, near);
+  __mmask16 whole = _mm512_mask_cmpeq_epi32_mask(g->unsure, number, near);
+  whole = _mm512_mask_test_epi32_mask(whole, number, number);  // nothing lies below 0
+  g->unsure = 0;
+  if (whole != 0) {
+    __mmask16 less;
+    g->unsure = JudgeWide(plan, lanes, *g, number, whole, group, &less);
+    below |= less;
+  }
+  g->fixed = _mm512_mask_sub_epi32(g->fixed, below, g->fixed, _mm512_set1_epi32(65536));
+}
+
+// FlatBytes for the wide form.
+template <int kChunks>
+DIBKIT_AVX512_INLINE bool WideFlatBytes(const LinePlan& plan, const uint8_t* rowA,
+                                        const uint8_t* rowB, size_t group, __m512i* bytes) {
+  constexpr int kOrXor = 0xF6;  // x | (y ^ z)
+  __m512i other = _mm512_setzero_si512();
+  __m512i value[kWideTogether];
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < kWideTogether; ++i) {
+    const __m512i a = WidePairs<kChunks>(plan, rowA, group + i);
+    const __m512i b = WidePairs<kChunks>(plan, rowB, group + i);
+    other = _mm512_ternarylogic_epi64(other, a, b, kOrXor);
+    other = _mm512_ternarylogic_epi64(other, a, _mm512_rol_epi32(a, 16), kOrXor);
+    value[i] = _mm512_srli_epi32(a, 16);
+  }
+  *bytes = _mm512_packus_epi16(_mm512_packus_epi32(value[0], value[1]),
+                               _mm512_packus_epi32(value[2], value[3]));
+  return _mm512_test_epi64_mask(other, other) == 0;
+}
+
+template <int kChunks>
+DIBKIT_AVX512 void WideRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                           const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  const WideLanes lanes = MakeWideLanes(plan, row);
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  const size_t aheadStep = StepAhead(ahead, plan.groups / kWideTogether);
+  bool flat = false;
+  for (uint32_t group = 0; group < plan.groups; group += kWideTogether) {
+    Prefetch(ahead, group / kWideTogether, aheadStep);
+    PrefetchOutput(plan, out, group * kWideGroup);
+    const uint32_t done = group * kWideGroup;
+    const __mmask64 used = UsedLanes(plan, done);
+    __m512i bytes;
+    if (flat && WideFlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
+      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi32(order, bytes));
+      continue;
+    }
+    WideGroup g[kWideTogether];
+    uint32_t unsure = 0;
+    uint32_t all = 0xFFFF;
+#pragma GCC unroll 4
+    for (uint32_t i = 0; i < kWideTogether; ++i) {
+      g[i] = MakeWideGroup(plan, lanes, WidePairs<kChunks>(plan, rowA, group + i),
+                           WidePairs<kChunks>(plan, rowB, group + i), group + i);
+      unsure |= g[i].unsure;
+      all &= g[i].unsure;
+    }
+    flat = all == 0xFFFF;
+    uint64_t open = 0;
+    if (unsure != 0) {
+#pragma GCC unroll 4
+      for (uint32_t i = 0; i < kWideTogether; ++i) {
+        if (g[i].unsure == 0) continue;
+        LookWide(plan, lanes, group + i, &g[i]);
+        open |= uint64_t{g[i].unsure} << (kWideGroup * i);
+      }
+    }
+    const __m512i low =
+        _mm512_packus_epi32(_mm512_srli_epi32(g[0].fixed, 16), _mm512_srli_epi32(g[1].fixed, 16));
+    const __m512i high =
+        _mm512_packus_epi32(_mm512_srli_epi32(g[2].fixed, 16), _mm512_srli_epi32(g[3].fixed, 16));
+    _mm512_mask_storeu_epi8(out + done, used,
+                            _mm512_permutexvar_epi32(order, _mm512_packus_epi16(low, high)));
+    open &= used;
+    if (open != 0) SettleSamples(plan, row, rowA, rowB, out, done, open);
+  }
+}
+
+DIBKIT_AVX512 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                                const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, ahead, out);
+  return WideRow<0>(plan, row, rowA, rowB, ahead, out);
+}
+
+}  // namespace
+
+const LineKernels kAvx512LineKernels = {
+    {64, 2, 2}, {64, 4, 4}, MakeCopyLine, MakeNarrowLine, MakeWideLine};
+
+}  // namespace dibkit::resolution

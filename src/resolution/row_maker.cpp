@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "resolution/row_maker.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace dibkit::resolution {
+namespace {
+
+// Setting a plan up costs about as much as making this many rows plainly.
+constexpr unsigned kRowsPerPlan = 8;
+
+// Bytes of a pixel that the kernels can take, or 0.
+unsigned ChannelsOf(unsigned short kind) {
+  switch (kind) {
+    case KIND_GRAY_8BIT:
+      return 1;
+    case KIND_TRUE_COLOR:
+      return 3;
+    default:
+      return 0;
+  }
+}
+
+bool IsIdentity(const tagRGBQUAD (&table)[256]) {
+  for (unsigned i = 0; i < 256; ++i) {
+    if (table[i].rgbBlue != i) return false;
+  }
+  return true;
+}
+
+PlanGeometry GeometryOf(const CLinearTransformMem& engine) {
+  return {.srcWidth = engine.m_wSourceWidth,
+          .srcHeight = engine.m_wSourceHeight,
+          .dstWidth = engine.m_wOutputWidth,
+          .dstHeight = engine.m_wOutputHeight,
+          .scaleX = engine.m_dScaleX,
+          .scaleY = engine.m_dScaleY,
+          .dpi = engine.m_wOutputResolutionX,
+          .resX = engine.m_wSourceResolutionX,
+          .resY = engine.m_wSourceResolutionY};
+}
+
+}  // namespace
+
+RowMaker::RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level)
+    : engine_(engine),
+      use_(use),
+      source_(engine.m_pSource->m_pData + engine.m_wSourceBitsOffset),
+      sourceRowBytes_(static_cast<uint32_t>(engine.m_dwSourceRowBytes)),
+      plain_(PlainMakerFor(engine.m_wKind)) {
+  if (engine.m_wSourceWidth == 0 || engine.m_wSourceHeight == 0) {
+    plain_ = nullptr;
+    return;
+  }
+  const unsigned channels = ChannelsOf(engine.m_wKind);
+  if (channels != 0 && engine.m_wOutputHeight >= kRowsPerPlan) Plan(channels, level);
+}
+
+RowMaker::PlainMaker RowMaker::PlainMakerFor(unsigned short kind) {
+  switch (kind) {
+    case KIND_BILEVEL:
+      return &CLinearTransformMem::MakeBWImageLine;
+    case KIND_GRAY_8BIT:
+      return &CLinearTransformMem::Make8bitGrayImageLine;
+    case KIND_PALETTE_8BIT:
+      return &CLinearTransformMem::Make8bitPaletteColorImageLine;
+    case KIND_TRUE_COLOR:
+      return &CLinearTransformMem::MakeRGBColorImageLine;
+    default:
+      return nullptr;
+  }
+}
+
+// Rows too short for one family of kernels may still suit a plainer one.
+void RowMaker::Plan(unsigned channels, CpuLevel level) {
+  for (int family = static_cast<int>(level); family >= 0 && kernel_ == nullptr; --family) {
+    const LineKernels& kernels = LineKernelsFor(static_cast<CpuLevel>(family));
+    plan_ = PrepareLinePlan(GeometryOf(engine_), channels, kernels.narrowShape, kernels.wideShape);
+    if (plan_.form != LineForm::kNone) kernel_ = kernels.For(plan_.form);
+  }
+  if (channels == 1 && kernel_ != nullptr && !IsIdentity(engine_.m_ColorTable)) {
+    StageThroughTable();
+  }
+}
+
+// The work buffers hold the looked-up rows; without them the plain maker looks up for itself.
+void RowMaker::StageThroughTable() {
+  staged_ = true;
+  staging_[0].bytes = engine_.m_pSourceRowA;
+  staging_[1].bytes = engine_.m_pSourceRowB;
+  if (engine_.m_pSourceRowA == nullptr || sourceRowBytes_ < engine_.m_wSourceWidth) {
+    kernel_ = nullptr;
+  }
+}
+
+void RowMaker::Make(const RowPair& rows, const RowPair& next, unsigned char* out) {
+  if (plain_ == nullptr || MakeFast(rows, next, out)) return;
+  (engine_.*plain_)(rows.fraction, SourceRow(rows.first), SourceRow(rows.second), out);
+}
+
+bool RowMaker::MakeFast(const RowPair& rows, const RowPair& next, unsigned char* out) {
+  RowPhase phase;
+  if (kernel_ == nullptr || !PlaceRow(plan_, rows.fraction, &phase)) return false;
+  const unsigned char* rowA = Samples(rows.first, rows.second);
+  const unsigned char* rowB = Samples(rows.second, rows.first);
+  kernel_(plan_, phase, rowA, rowB, AheadOf(rows, next), out);
+  if (plan_.channels == 1 && use_ == HistogramUse::kCounted) Count(out);
+  return true;
+}
+
+// The source rows that the next output row adds to those of this one.
+Ahead RowMaker::AheadOf(const RowPair& rows, const RowPair& next) const {
+  const bool single = plan_.form == LineForm::kCopy;
+  const uint16_t made = single ? rows.first : rows.second;
+  const uint16_t last = single ? next.first : next.second;
+  const uint16_t first = std::max(next.first, static_cast<uint16_t>(made + 1));
+  if (last < first) return {};
+  return {SourceRow(first), (last - first) * sourceRowBytes_ + plan_.rowBytes};
+}
+
+// A source row as samples, while the samples of row `keep` stay as well.
+const unsigned char* RowMaker::Samples(uint16_t row, uint16_t keep) {
+  if (!staged_) return SourceRow(row);
+  for (const StagedRow& stage : staging_) {
+    if (stage.row == row) return stage.bytes;
+  }
+  StagedRow& stage = staging_[staging_[0].row == keep ? 1 : 0];
+  const unsigned char* indices = SourceRow(row);
+  for (size_t x = 0; x < plan_.rowBytes; ++x) {
+    stage.bytes[x] = engine_.m_ColorTable[indices[x]].rgbBlue;
+  }
+  stage.row = row;
+  return stage.bytes;
+}
+
+void RowMaker::Count(const unsigned char* out) {
+  for (size_t x = 0; x < plan_.samples; ++x) ++engine_.m_Histogram[out[x]];
+}
+
+}  // namespace dibkit::resolution
