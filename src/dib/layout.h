@@ -83,6 +83,17 @@ inline constexpr uint8_t RedOf(unsigned long color) { return static_cast<uint8_t
 inline constexpr uint8_t GreenOf(unsigned long color) { return static_cast<uint8_t>(color >> 8); }
 inline constexpr uint8_t BlueOf(unsigned long color) { return static_cast<uint8_t>(color >> 16); }
 
+// True when blue, green and red are equal in each of the 4-byte entries. Looks at all of them,
+// which lanes can do at once.
+inline bool IsGrayTable(const unsigned char* entries, size_t count) {
+  uint32_t differing = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const uint32_t entry = Load32(entries + i * sizeof(tagRGBQUAD));
+    differing |= entry ^ entry >> 8;
+  }
+  return (differing & 0xFFFF) == 0;
+}
+
 // The 8-bit value of one bit-field channel; a right shift of 32 marks a channel without bits.
 inline constexpr uint8_t Channel(uint32_t pixel, uint32_t mask, unsigned left, unsigned right) {
   return right < 32 ? static_cast<uint8_t>((pixel & mask) >> right << left) : uint8_t{0};

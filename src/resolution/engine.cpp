@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "Cnv_res_mem.h"
@@ -77,17 +78,31 @@ unsigned short KindOf(CLinearTransformMem& engine) {
   }
 }
 
+// Keeps all but the reserved byte, which stays 0.
+void KeepColor(const unsigned char* entry, tagRGBQUAD& color) {
+  Store32(reinterpret_cast<unsigned char*>(&color), Load32(entry) & 0x00FFFFFF);
+}
+
+// A table in memory is read where it stands.
+void TakeColorTable(CBufTransfer& source, uint16_t count, tagRGBQUAD (&table)[256]) {
+  const unsigned char* entries = source.m_pData + static_cast<uint32_t>(source.m_dwPosition);
+  for (unsigned i = 0; i < std::min<unsigned>(count, 256); ++i) {
+    KeepColor(entries + i * sizeof(tagRGBQUAD), table[i]);
+  }
+  source.m_dwPosition = static_cast<uint32_t>(source.m_dwPosition + count * sizeof(tagRGBQUAD));
+}
+
 // Entries beyond the 256 that the engine keeps only move the position: depths that have them get no
 // line maker.
 bool ReadColorTable(CBufTransfer& source, uint16_t count, tagRGBQUAD (&table)[256]) {
-  for (uint16_t i = 0; i < count; ++i) {
-    unsigned char entry[4];
+  if (!IsFile(source)) {
+    TakeColorTable(source, count, table);
+    return true;
+  }
+  for (unsigned i = 0; i < count; ++i) {
+    unsigned char entry[sizeof(tagRGBQUAD)];
     if (!ReadNext(source, entry, sizeof entry)) return false;
-    if (i < 256) {
-      table[i].rgbBlue = entry[0];
-      table[i].rgbGreen = entry[1];
-      table[i].rgbRed = entry[2];
-    }
+    if (i < 256) KeepColor(entry, table[i]);
   }
   return true;
 }
@@ -197,12 +212,8 @@ int CLinearTransformMem::GetSourceImageInfo() {
 }
 
 int CLinearTransformMem::IsGrayImage() {
-  return std::all_of(std::begin(m_ColorTable), std::end(m_ColorTable),
-                     [](const tagRGBQUAD& entry) {
-                       return entry.rgbBlue == entry.rgbGreen && entry.rgbBlue == entry.rgbRed;
-                     })
-             ? 1
-             : 0;
+  const auto* entries = reinterpret_cast<const unsigned char*>(m_ColorTable);
+  return IsGrayTable(entries, std::size(m_ColorTable)) ? 1 : 0;
 }
 
 int CLinearTransformMem::OpenImage(unsigned short /*mode*/) {

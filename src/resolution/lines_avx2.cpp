@@ -4,8 +4,8 @@
 #include "resolution/line_kernels.h"
 #include "resolution/line_settle.h"
 
-// AVX2 with FMA. The same arithmetic as lines_avx512.cpp, with masks in vectors of words; a group is
-// 8 samples (4 in the wide form), two groups make a vector. docs/arithmetic.md explains the
+// AVX2 with FMA. The same arithmetic as lines_avx512.cpp, with masks in vectors of words; a group
+// is 8 samples (4 in the wide form), two groups make a vector. docs/arithmetic.md explains the
 // numbers.
 
 #define DIBKIT_AVX2 __attribute__((target("avx2,fma")))

@@ -2,6 +2,7 @@
 //
 // Header and colour table of the result.
 #include <cstring>
+#include <iterator>
 
 #include "Cnv_res_mem.h"
 #include "dib/layout.h"
@@ -32,57 +33,78 @@ TableLayout LayoutFor(uint16_t bitCount) {
   }
 }
 
-bool Append(CBufTransfer& sink, void* bytes, size_t length) {
-  return sink.SetData(0, length, bytes, 1) == 1;
+// The sink only reads the bytes.
+bool Append(CBufTransfer& sink, const void* bytes, size_t length) {
+  return sink.SetData(0, length, const_cast<void*>(bytes), 1) == 1;
 }
 
-bool AppendColor(CBufTransfer& sink, int blue, int green, int red) {
-  unsigned char entry[4] = {static_cast<unsigned char>(blue), static_cast<unsigned char>(green),
-                            static_cast<unsigned char>(red), 0};
-  return Append(sink, entry, sizeof entry);
-}
+// The colour table of a result, as its bytes.
+struct OutputTable {
+  unsigned char bytes[256 * sizeof(tagRGBQUAD)] = {};
+  size_t length = 0;
 
-bool AppendGrayRamp(CBufTransfer& sink, int levels, int step) {
-  for (int i = 0; i < levels; ++i) {
-    if (!AppendColor(sink, i * step, i * step, i * step)) return false;
+  constexpr void Add(int blue, int green, int red) {
+    bytes[length++] = static_cast<unsigned char>(blue);
+    bytes[length++] = static_cast<unsigned char>(green);
+    bytes[length++] = static_cast<unsigned char>(red);
+    bytes[length++] = 0;
   }
-  return true;
-}
 
-bool AppendBlackAndWhite(CBufTransfer& sink) {
-  unsigned char entries[8] = {0, 0, 0, 0, 255, 255, 255, 0};
-  return Append(sink, entries, sizeof entries);
-}
+  constexpr void AddGrayRamp(int levels, int step) {
+    for (int i = 0; i < levels; ++i) Add(i * step, i * step, i * step);
+  }
 
-// 252 colours and two black entries: the table ends 8 bytes before the 256 entries that the header
-// declares, and the rows follow it at once.
-bool AppendColorCube(CBufTransfer& sink) {
-  constexpr int kRedLevels[] = {0, 42, 84, 126, 168, 210, 255};
-  constexpr int kTopLevel = 255;
-  constexpr int kLevelStep = 51;
-  for (int blue = 0; blue <= kTopLevel; blue += kLevelStep) {
-    for (int green = 0; green <= kTopLevel; green += kLevelStep) {
-      for (const int red : kRedLevels) {
-        if (!AppendColor(sink, blue, green, red)) return false;
+  // 252 colours and two black entries: the table ends 8 bytes before the 256 entries that the
+  // header declares, and the rows follow it at once.
+  constexpr void AddColorCube() {
+    constexpr int kRedLevels[] = {0, 42, 84, 126, 168, 210, 255};
+    constexpr int kTopLevel = 255;
+    constexpr int kLevelStep = 51;
+    for (int blue = 0; blue <= kTopLevel; blue += kLevelStep) {
+      for (int green = 0; green <= kTopLevel; green += kLevelStep) {
+        for (const int red : kRedLevels) Add(blue, green, red);
       }
     }
+    Add(0, 0, 0);
+    Add(0, 0, 0);
   }
-  return AppendColor(sink, 0, 0, 0) && AppendColor(sink, 0, 0, 0);
-}
+};
 
-bool AppendTable(CBufTransfer& sink, unsigned short kind) {
+constexpr OutputTable TableFor(unsigned short kind) {
+  OutputTable table;
   switch (kind) {
     case KIND_BILEVEL:
-      return AppendBlackAndWhite(sink);
+      table.AddGrayRamp(2, 255);
+      break;
     case KIND_GRAY_4BIT:
-      return AppendGrayRamp(sink, 16, 16);
+      table.AddGrayRamp(16, 16);
+      break;
     case KIND_GRAY_8BIT:
-      return AppendGrayRamp(sink, 256, 1);
+      table.AddGrayRamp(256, 1);
+      break;
     case KIND_PALETTE_8BIT:
-      return AppendColorCube(sink);
+      table.AddColorCube();
+      break;
     default:
-      return true;
+      break;
   }
+  return table;
+}
+
+constexpr OutputTable kTables[] = {TableFor(0), TableFor(1), TableFor(2), TableFor(3),
+                                   TableFor(4), TableFor(5), TableFor(6)};
+
+// A file gets one transfer an entry, but both entries of a bilevel table at once; in memory nobody
+// can tell.
+bool AppendTable(CBufTransfer& sink, unsigned short kind) {
+  if (kind >= std::size(kTables)) return true;
+  const OutputTable& table = kTables[kind];
+  const bool oneByOne = IsFile(sink) && kind != KIND_BILEVEL;
+  const size_t piece = oneByOne ? sizeof(tagRGBQUAD) : table.length;
+  for (size_t at = 0; at < table.length; at += piece) {
+    if (!Append(sink, table.bytes + at, piece)) return false;
+  }
+  return true;
 }
 
 }  // namespace

@@ -28,11 +28,7 @@ PaletteSource ReadPaletteSource(const unsigned char* dib, const SourceGeometry& 
 }
 
 bool HasGrayTable(const unsigned char* dib, uint16_t bitCount) {
-  const unsigned char* entry = dib + kInfoHeaderSize;
-  for (unsigned i = 0; i < FullTableEntries(bitCount); ++i, entry += kEntrySize) {
-    if (entry[0] != entry[1] || entry[0] != entry[2]) return false;
-  }
-  return true;
+  return IsGrayTable(dib + kInfoHeaderSize, FullTableEntries(bitCount));
 }
 
 bool IsColorPalette(const unsigned char* dib, uint16_t bitCount) {

@@ -7,8 +7,9 @@
 namespace dibkit::resolution {
 namespace {
 
-// Setting a plan up costs about as much as making this many rows plainly.
+// A plan costs about as much as making so many rows, or so many bytes in all, plainly.
 constexpr unsigned kRowsPerPlan = 8;
+constexpr unsigned kBytesPerPlan = 512;
 
 // Bytes of a pixel that the kernels can take, or 0.
 unsigned ChannelsOf(unsigned short kind) {
@@ -54,7 +55,8 @@ RowMaker::RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level
     return;
   }
   const unsigned channels = ChannelsOf(engine.m_wKind);
-  if (channels != 0 && engine.m_wOutputHeight >= kRowsPerPlan) Plan(channels, level);
+  const unsigned bytes = channels * engine.m_wOutputWidth * engine.m_wOutputHeight;
+  if (bytes >= kBytesPerPlan && engine.m_wOutputHeight >= kRowsPerPlan) Plan(channels, level);
 }
 
 RowMaker::PlainMaker RowMaker::PlainMakerFor(unsigned short kind) {
