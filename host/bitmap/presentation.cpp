@@ -9,7 +9,7 @@
 namespace dibkit::host {
 namespace {
 
-constexpr uint32_t kMaskBytes = 4;
+constexpr size_t kMaskBytes = 4;
 constexpr uint32_t kMaskCount = 3;
 
 uint32_t PresentedCompression(BitmapCompression compression) {

@@ -36,7 +36,8 @@ void ExpectInterrupted(int signal) {
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.exitCode, 128 + signal);
   EXPECT_EQ(directory.Names(), Names{"in.bmp"});
-  EXPECT_NE(outcome.err.find("in.bmp: interrupted\r\n"), std::string::npos) << outcome.err;
+  // A fast machine may have come to the writing of the result.
+  EXPECT_NE(outcome.err.find(".bmp: interrupted\r\n"), std::string::npos) << outcome.err;
 }
 
 TEST(Interruption, ControlCEndsAConversionWithoutAFile) { ExpectInterrupted(SIGINT); }
