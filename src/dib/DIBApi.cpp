@@ -6,7 +6,7 @@
 
 #include "AutoClass.h"
 #include "DIBHelp.h"
-#include "dib/depth.h"
+#include "dib/depth_rows.h"
 #include "dib/depth_tables.h"
 #include "dib/layout.h"
 #include "dib/orientation.h"
@@ -82,8 +82,8 @@ void CopyImage(unsigned char* working, unsigned char* image) {
 bool ConvertImageRows(unsigned char* working, unsigned char* image, Preparation prepare) {
   WorkingTables tables;
   PixelMeaning meaning;
-  const RowFunction row = prepare(working, tables, meaning);
-  if (row == nullptr) return false;
+  const RowForms forms = prepare(working, tables, meaning);
+  if (forms.plain == nullptr) return false;
 
   const Rows from = RowsOf(working);
   const Rows to = RowsOf(image);
@@ -96,7 +96,7 @@ bool ConvertImageRows(unsigned char* working, unsigned char* image, Preparation 
                .toStride = static_cast<size_t>(to.stride),
                .width = to.width,
                .rows = to.count},
-              row, meaning);
+              forms, meaning);
   return true;
 }
 

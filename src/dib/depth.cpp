@@ -6,32 +6,6 @@
 
 namespace dibkit {
 
-namespace {
-
-template <unsigned kBits>
-uint8_t IndexAt(const unsigned char* row, size_t x) {
-  if constexpr (kBits == 1) {
-    return row[x / 8] >> (7 - x % 8) & 1;
-  } else if constexpr (kBits == 4) {
-    return x % 2 == 0 ? row[x / 2] >> 4 : row[x / 2] & 15;
-  } else {
-    return row[x];
-  }
-}
-
-void StoreTriple(unsigned char* to, uint8_t blue, uint8_t green, uint8_t red) {
-  to[0] = blue;
-  to[1] = green;
-  to[2] = red;
-}
-
-// 0 stays 0; any other 5-bit channel becomes 8 x channel + 7.
-uint8_t Widen5(unsigned channel) {
-  return channel == 0 ? uint8_t{0} : static_cast<uint8_t>(channel * 8 + 7);
-}
-
-}  // namespace
-
 template <unsigned kBits>
 void ChannelTablesTo24(const unsigned char* from, unsigned char* to, size_t width,
                        const PixelMeaning& meaning) {
@@ -56,6 +30,14 @@ void ColorTableTo24(const unsigned char* from, unsigned char* to, size_t width,
     } else {
       StoreTriple(to, 0, 0, 0);
     }
+  }
+}
+
+void GrayTableTo8(const unsigned char* from, unsigned char* to, size_t width,
+                  const PixelMeaning& meaning) {
+  for (size_t x = 0; x < width; ++x) {
+    const uint8_t index = IndexAt<4>(from, x);
+    to[x] = index < meaning.colorCount ? meaning.colors[index * meaning.entrySize] : uint8_t{0};
   }
 }
 
@@ -127,7 +109,7 @@ namespace {
 // A row whose bytes end early is made in pieces of so many pixels, each from a copy padded with 0.
 constexpr size_t kPiece = 32;
 
-void ConvertCutRow(const DepthJob& job, uint64_t offset, unsigned char* to, RowFunction row,
+void ConvertCutRow(const DepthJob& job, uint64_t offset, unsigned char* to, PlainRow row,
                    const PixelMeaning& meaning) {
   unsigned char piece[kPiece * 32 / 8];
   const size_t pieceBytes = kPiece / 8 * job.fromBits;
@@ -145,7 +127,7 @@ void ConvertCutRow(const DepthJob& job, uint64_t offset, unsigned char* to, RowF
 
 }  // namespace
 
-void ConvertRows(const DepthJob& job, RowFunction row, const PixelMeaning& meaning) {
+void ConvertRowsPlainly(const DepthJob& job, PlainRow row, const PixelMeaning& meaning) {
   const uint64_t rowBytes = (uint64_t{job.fromBits} * job.width + 7) / 8;
   for (size_t y = 0; y < job.rows; ++y) {
     const uint64_t offset = job.fromStride * y;

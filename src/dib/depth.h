@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Rows of one depth made into rows of 16 or 24 bits: one small function for each pair of depths.
+// Rows of one depth made into rows of another: one small function for each pair of depths, in the
+// plain form that says what the kernels make.
 #ifndef DIBKIT_SRC_DIB_DEPTH_H
 #define DIBKIT_SRC_DIB_DEPTH_H
 
@@ -8,18 +9,9 @@
 #include <cstdint>
 #include <span>
 
-#include "dib/layout.h"
+#include "dib/pixels.h"
 
 namespace dibkit {
-
-// One channel of a bit-field pixel.
-struct BitField {
-  uint32_t mask = 0;
-  unsigned left = 0;
-  unsigned right = 32;
-
-  uint8_t Of(uint32_t pixel) const { return Channel(pixel, mask, left, right); }
-};
 
 // What pixel values mean in one image. Each row function reads the members that its name tells; an
 // index beyond its table is black.
@@ -30,22 +22,22 @@ struct PixelMeaning {
   uint32_t colorCount = 0;
 
   // The same colours by channel; the three tables are equally long.
-  std::span<const uint8_t> reds;
-  std::span<const uint8_t> greens;
-  std::span<const uint8_t> blues;
+  std::span<const uint8_t> reds = {};
+  std::span<const uint8_t> greens = {};
+  std::span<const uint8_t> blues = {};
 
   // The same colours as finished 5-5-5 words.
-  std::span<const uint16_t> words;
+  std::span<const uint16_t> words = {};
 
-  BitField red;
-  BitField green;
-  BitField blue;
+  BitField red = {};
+  BitField green = {};
+  BitField blue = {};
 };
 
-// Makes `width` pixels at `to` from those at `from`, which begin at a byte of their own. Writes 3
-// or 2 bytes a pixel, no padding.
-using RowFunction = void (*)(const unsigned char* from, unsigned char* to, size_t width,
-                             const PixelMeaning& meaning);
+// Makes `width` pixels at `to` from those at `from`, which begin at a byte of their own. Writes 1
+// to 3 bytes a pixel, no padding.
+using PlainRow = void (*)(const unsigned char* from, unsigned char* to, size_t width,
+                          const PixelMeaning& meaning);
 
 // To 24 bits: blue, green, red bytes.
 template <unsigned kBits>  // 1 or 4
@@ -62,6 +54,10 @@ void BitFieldsTo24(const unsigned char* from, unsigned char* to, size_t width,
                    const PixelMeaning& meaning);
 void QuadsTo24(const unsigned char* from, unsigned char* to, size_t width, const PixelMeaning&);
 
+// To 8 bits: the blue bytes of the 4-bit palette's entries, which are the levels of a grey one.
+void GrayTableTo8(const unsigned char* from, unsigned char* to, size_t width,
+                  const PixelMeaning& meaning);
+
 // To 16 bits: little-endian 5-5-5 words; channels lose their low three bits.
 template <unsigned kBits>  // 1, 4 or 8
 void WordTableTo16(const unsigned char* from, unsigned char* to, size_t width,
@@ -71,11 +67,6 @@ void BytesTo16(const unsigned char* from, unsigned char* to, size_t width, const
 // 32-bit pixels. The blue field gets the red channel: hosts rely on it.
 void BitFieldsTo16(const unsigned char* from, unsigned char* to, size_t width,
                    const PixelMeaning& meaning);
-
-// The 5-5-5 word of a colour.
-inline constexpr uint16_t Word555(uint8_t red, uint8_t green, uint8_t blue) {
-  return static_cast<uint16_t>((red >> 3) << 10 | (green >> 3) << 5 | blue >> 3);
-}
 
 // Rows to convert and where to put them.
 struct DepthJob {
@@ -91,7 +82,7 @@ struct DepthJob {
 };
 
 // Makes all rows. Padding bytes of the result are not written.
-void ConvertRows(const DepthJob& job, RowFunction row, const PixelMeaning& meaning);
+void ConvertRowsPlainly(const DepthJob& job, PlainRow row, const PixelMeaning& meaning);
 
 }  // namespace dibkit
 

@@ -57,54 +57,55 @@ bool ReadBitFields(unsigned char* dib, PixelMeaning& meaning) {
   return true;
 }
 
-RowFunction Prepare1To24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms Prepare1To24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
   FillChannels(dib, UsedColors(dib, tables.reds.size()), tables.reds.data(), tables.greens.data(),
                tables.blues.data());
   meaning.reds = tables.reds;
   meaning.greens = tables.greens;
   meaning.blues = tables.blues;
-  return ChannelTablesTo24<1>;
+  return {ChannelTablesTo24<1>, &RowKernels::bits1To24};
 }
 
 // Without memory for the tables the colour table itself gives the same colours, only slower.
-RowFunction Prepare4To24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms Prepare4To24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
   for (CHandle& block : tables.blocks) block.SetHandle(GlobalAlloc(GHND, DIBNumColors(dib)));
   uint8_t* reds = tables.blocks[0];
   uint8_t* greens = tables.blocks[1];
   uint8_t* blues = tables.blocks[2];
   if (reds == nullptr || greens == nullptr || blues == nullptr) {
     ReadColorTable(dib, meaning);
-    return ColorTableTo24<4>;
+    return {ColorTableTo24<4>, &RowKernels::bits4To24};
   }
   const size_t count = UsedColors(dib, 16);
   FillChannels(dib, count, reds, greens, blues);
   meaning.reds = {reds, count};
   meaning.greens = {greens, count};
   meaning.blues = {blues, count};
-  return ChannelTablesTo24<4>;
+  return {ChannelTablesTo24<4>, &RowKernels::bits4To24};
 }
 
 template <unsigned kBits>
-RowFunction PrepareFewTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms PrepareFewTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning,
+                        RowKernel RowKernels::*kernel) {
   FillWords(dib, UsedColors(dib, size_t{1} << kBits), tables.words.data());
   meaning.words = tables.words;
-  return WordTableTo16<kBits>;
+  return {WordTableTo16<kBits>, kernel};
 }
 
-RowFunction Prepare8To16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms Prepare8To16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
   CHandle& block = tables.blocks[0];
   block.SetHandle(GlobalAlloc(GHND, DIBNumColors(dib) * 2U));
   uint16_t* words = block;
-  if (words == nullptr) return nullptr;
+  if (words == nullptr) return {};
   const size_t count = UsedColors(dib, 256);
   FillWords(dib, count, words);
   meaning.words = {words, count};
-  return WordTableTo16<8>;
+  return {WordTableTo16<8>, &RowKernels::bits8To16};
 }
 
 }  // namespace
 
-RowFunction PrepareTo24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms PrepareTo24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
   switch (DIBBitCount(dib)) {
     case 1:
       return Prepare1To24(dib, tables, meaning);
@@ -112,30 +113,33 @@ RowFunction PrepareTo24(unsigned char* dib, WorkingTables& tables, PixelMeaning&
       return Prepare4To24(dib, tables, meaning);
     case 8:
       ReadColorTable(dib, meaning);
-      return ColorTableTo24<8>;
+      return {ColorTableTo24<8>, &RowKernels::bits8To24};
     case 16:
-      return ReadBitFields(dib, meaning) ? BitFieldsTo24<uint16_t> : WordsTo24;
+      if (!ReadBitFields(dib, meaning)) return {WordsTo24, &RowKernels::rgb555To24};
+      return {BitFieldsTo24<uint16_t>, &RowKernels::fields16To24};
     case 32:
-      return ReadBitFields(dib, meaning) ? BitFieldsTo24<uint32_t> : QuadsTo24;
+      if (!ReadBitFields(dib, meaning)) return {QuadsTo24, &RowKernels::rgb32To24};
+      return {BitFieldsTo24<uint32_t>, &RowKernels::fields32To24};
     default:
-      return nullptr;
+      return {};
   }
 }
 
-RowFunction PrepareTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
+RowForms PrepareTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning) {
   switch (DIBBitCount(dib)) {
     case 1:
-      return PrepareFewTo16<1>(dib, tables, meaning);
+      return PrepareFewTo16<1>(dib, tables, meaning, &RowKernels::bits1To16);
     case 4:
-      return PrepareFewTo16<4>(dib, tables, meaning);
+      return PrepareFewTo16<4>(dib, tables, meaning, &RowKernels::bits4To16);
     case 8:
       return Prepare8To16(dib, tables, meaning);
     case 24:
-      return BytesTo16<3>;
+      return {BytesTo16<3>, &RowKernels::rgb24To16};
     case 32:
-      return ReadBitFields(dib, meaning) ? BitFieldsTo16 : BytesTo16<4>;
+      if (!ReadBitFields(dib, meaning)) return {BytesTo16<4>, &RowKernels::rgb32To16};
+      return {BitFieldsTo16, &RowKernels::fields32To16};
     default:
-      return nullptr;
+      return {};
   }
 }
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "AutoClass.h"
-#include "dib/depth.h"
+#include "dib/depth_rows.h"
 
 namespace dibkit {
 
@@ -22,12 +22,12 @@ struct WorkingTables {
   std::array<CHandle, 3> blocks{nullptr, nullptr, nullptr};
 };
 
-// The row function for `dib`, with `meaning` filled from the header and table; `meaning` may point
-// into `tables` and `dib`. Null for a depth that is not converted and when a table has no memory.
-using Preparation = RowFunction (*)(unsigned char* dib, WorkingTables& tables,
-                                    PixelMeaning& meaning);
-RowFunction PrepareTo24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning);
-RowFunction PrepareTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning);
+// The forms of the row function for `dib`, with `meaning` filled from the header and table;
+// `meaning` may point into `tables` and `dib`. Both are null for a depth that is not converted and
+// when a table has no memory.
+using Preparation = RowForms (*)(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning);
+RowForms PrepareTo24(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning);
+RowForms PrepareTo16(unsigned char* dib, WorkingTables& tables, PixelMeaning& meaning);
 
 }  // namespace dibkit
 

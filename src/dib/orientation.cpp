@@ -4,15 +4,28 @@
 #include <algorithm>
 #include <cstring>
 
+#include "dib/row_kernels.h"
+
 namespace dibkit {
 
 void ReverseRows(const unsigned char* from, unsigned char* to, uint64_t rowBytes, uint32_t rows,
                  size_t toBytes) {
-  for (uint32_t i = 0; i < rows; ++i) {
-    const uint64_t offset = rowBytes * (rows - 1 - i);
-    if (offset >= toBytes) continue;
-    const size_t length = static_cast<size_t>(std::min<uint64_t>(rowBytes, toBytes - offset));
-    std::memcpy(to + offset, from + rowBytes * i, length);
+  if (rowBytes == 0 || rows == 0) return;
+  const uint32_t whole = static_cast<uint32_t>(std::min<uint64_t>(rows, toBytes / rowBytes));
+  if (whole > 0) {
+    const auto stride = static_cast<ptrdiff_t>(rowBytes);
+    CopyRows({.source = from + rowBytes * (rows - 1),
+              .sourceStride = -stride,
+              .target = to,
+              .targetStride = stride,
+              .height = whole,
+              .targetBytes = static_cast<size_t>(rowBytes)},
+             RowKernelsFor(BestCpuLevel()));
+  }
+  if (whole < rows) {
+    const uint64_t offset = rowBytes * whole;
+    std::memcpy(to + offset, from + rowBytes * (rows - 1 - whole),
+                static_cast<size_t>(toBytes - offset));
   }
 }
 

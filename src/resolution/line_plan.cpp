@@ -251,14 +251,21 @@ int16_t NearWeight(const LinePlan& plan, const Column& column) {
   return fits ? WeightOf(column.error, kNearGrid) : kNoWeight;
 }
 
+void FillByteWeights(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
+                     const GroupTables& tables) {
+  int8_t* weights = tables.weights + size_t{group} * 2 * bytes.slots;
+  for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
+    const uint32_t phase = bytes.column[slot]->phase;
+    weights[2 * slot] = static_cast<int8_t>(plan.partsX - phase);
+    weights[2 * slot + 1] = static_cast<int8_t>(phase);
+  }
+}
+
 void FillNarrow(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
                 const GroupTables& tables) {
-  int8_t* weights = tables.weights + size_t{group} * 2 * bytes.slots;
   int16_t* errors = tables.xError + size_t{group} * bytes.slots;
   for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
     const Column& column = *bytes.column[slot];
-    weights[2 * slot] = static_cast<int8_t>(plan.partsX - column.phase);
-    weights[2 * slot + 1] = static_cast<int8_t>(column.phase);
     errors[slot] = group < plan.nearGroups ? NearWeight(plan, column)
                                            : WeightOf(column.error, plan.errorScale);
   }
@@ -298,7 +305,7 @@ T* Place(unsigned char* block, size_t at, size_t count) {
   return new (block + at) T[count];
 }
 
-// One block for all tables of the row's form; those of the other form stay null.
+// One block for all tables of the row's form; those that it does not use stay null.
 bool MakeTables(LinePlan* plan) {
   const bool narrow = plan->form != LineForm::kWide;
   const size_t groups = plan->groups;
@@ -307,7 +314,8 @@ bool MakeTables(LinePlan* plan) {
   const size_t places = lookUps != 0 ? lookUps : 2 * slots;
   Layout layout;
   const size_t index = layout.Add(lookUps * plan->shape.lookUpBytes);
-  const size_t weights = layout.Add(2 * slots * (narrow ? sizeof(int8_t) : sizeof(int16_t)));
+  const size_t weights = layout.Add(plan->byteWeights ? 2 * slots : 0);
+  const size_t wideWeights = layout.Add(narrow ? 0 : 2 * slots * sizeof(int16_t));
   const size_t errors = layout.Add(slots * (narrow ? sizeof(int16_t) : sizeof(float)));
   const size_t offsets = layout.Add(places * sizeof(uint32_t));
   plan->tableStorage.reset(static_cast<unsigned char*>(std::aligned_alloc(64, layout.size())));
@@ -316,16 +324,19 @@ bool MakeTables(LinePlan* plan) {
   GroupTables tables{};
   plan->offsets = tables.offsets = Place<uint32_t>(block, offsets, places);
   plan->index = tables.index = Place<uint8_t>(block, index, lookUps * plan->shape.lookUpBytes);
-  if (narrow) {
+  if (plan->byteWeights) {
     plan->weights = tables.weights = Place<int8_t>(block, weights, 2 * slots);
+  }
+  if (narrow) {
     plan->xError = tables.xError = Place<int16_t>(block, errors, slots);
   } else {
-    plan->wideWeights = tables.wideWeights = Place<int16_t>(block, weights, 2 * slots);
+    plan->wideWeights = tables.wideWeights = Place<int16_t>(block, wideWeights, 2 * slots);
     plan->wideError = tables.wideError = Place<float>(block, errors, slots);
   }
   for (uint32_t group = 0; group < groups; ++group) {
     const GroupBytes read(*plan, group);
     FillLookUps(*plan, read, group, tables);
+    if (plan->byteWeights) FillByteWeights(*plan, read, group, tables);
     narrow ? FillNarrow(*plan, read, group, tables) : FillWide(*plan, read, group, tables);
   }
   return true;
@@ -352,7 +363,9 @@ LinePlan PrepareLinePlan(const PlanGeometry& geometry, uint32_t channels, LaneSh
   const Axis y = MeasureAxis(geometry.scaleY, geometry.dpi, geometry.resY, geometry.dstHeight);
   const LineForm form = ChooseForm(x, y);
   if (form == LineForm::kNone) return plan;
-  plan.shape = form == LineForm::kWide ? wide : narrow;
+  plan.byteWeights =
+      form != LineForm::kWide || (wide.lookUpBytes != 0 && x.ratio.parts <= kMaxNarrowParts);
+  plan.shape = plan.byteWeights ? narrow : wide;
   plan.channels = channels;
   plan.rowBytes = geometry.srcWidth * channels;
   plan.samples = geometry.dstWidth * channels;

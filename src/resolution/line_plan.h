@@ -97,13 +97,16 @@ struct LinePlan {
   uint32_t nearGuard = 0;  // likewise in the first nearGroups groups
   uint32_t fineGuard = 0;  // a sum above this and |H| + |V| does decide
   uint32_t nearFineGuard = 0;
+  // Rows have the narrow shape and weights of a byte; in the wide form that holds for kernels with
+  // look-ups if Qx is small enough.
+  bool byteWeights = false;
   float wideDoubt = 0;      // wide form: bounds the product of both errors, in its units
   uint32_t nearGroups = 0;  // groups that hold a column whose position is below 128
 
   const Column* columns = nullptr;
   const uint32_t* offsets = nullptr;     // [groups][chunks], or [groups][slots][2]
   const uint8_t* index = nullptr;        // [groups][chunks][lookUpBytes], 0x80: in another chunk
-  const int8_t* weights = nullptr;       // narrow: [groups][slots], pairs (Qx - p, p)
+  const int8_t* weights = nullptr;       // byteWeights: [groups][slots], pairs (Qx - p, p)
   const int16_t* wideWeights = nullptr;  // wide: likewise
   const int16_t* xError = nullptr;       // narrow: [groups][slots]
   const float* wideError = nullptr;      // wide: [groups][slots]

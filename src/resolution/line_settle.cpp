@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "resolution/line_settle.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -68,6 +69,7 @@ struct Weighed {
   double across;    // H * X
   double down;      // V * Y
   double steep;     // 2 * |V| * Qy: bounds the rounding of the vertical product
+  double step;      // the larger horizontal step
 };
 
 enum class Verdict { kIdeal, kBelow, kUnknown };
@@ -81,8 +83,10 @@ Verdict Judge(const LinePlan& plan, const Column& column, const RowPhase& row, c
   const double sum = (w.across + w.down) * 0x1p65;
   const double doubt = (std::fabs(w.across) + std::fabs(w.down)) * 0x1p25 +
                        std::fabs(column.error * row.error) * 0x1p74;
-  const double up = far ? w.steep - w.number : plan.divisor * 0x1p11;
-  const double down = far ? w.steep + 2.0 * w.number : plan.divisor * 0x1p11;
+  const double rounding =
+      far ? w.steep : 2.0 * w.steep + plan.divisor * (kNearRounding + 2.0 * w.step);
+  const double up = rounding - w.number;
+  const double down = rounding + 2.0 * w.number;
   if (sum - doubt > up) return Verdict::kIdeal;
   if (sum + doubt < -down) return Verdict::kBelow;
   return Verdict::kUnknown;
@@ -106,7 +110,8 @@ uint8_t SettleSample(const LinePlan& plan, const RowPhase& row, const uint8_t* r
       row.fraction.significand == 0 || (plan.shortParts && column.error == 0.0);
   const Weighed weighed = {number, ((ar - al) * restY + (br - bl) * q) * column.error,
                            (b - a) * row.error,
-                           productExact ? 0.0 : 2.0 * std::abs(b - a) * plan.partsY};
+                           productExact ? 0.0 : 2.0 * std::abs(b - a) * plan.partsY,
+                           1.0 * std::max(std::abs(ar - al), std::abs(br - bl))};
   switch (Judge(plan, column, row, weighed)) {
     case Verdict::kIdeal:
       return static_cast<uint8_t>(ideal);

@@ -11,9 +11,9 @@
 // AVX-512 with byte permutations (VBMI). docs/arithmetic.md explains the numbers.
 
 #define DIBKIT_AVX512 \
-  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw")))
-#define DIBKIT_AVX512_INLINE                                                     \
-  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw"), \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt")))
+#define DIBKIT_AVX512_INLINE                                                            \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt"), \
                  always_inline)) inline
 
 namespace dibkit::resolution {
@@ -25,6 +25,7 @@ constexpr uint32_t kGroup = 32;  // output bytes of a group
 // What a row's arithmetic needs in every lane.
 struct RowLanes {
   __m512i weightA, weightB;  // Qy - q, q
+  __m512i stepA, stepB;      // pairs (-(Qy - q), Qy - q) and (-q, q)
   __m512i errorY;
   __m512i nearErrorY;
   __m512i forgiven;
@@ -39,10 +40,17 @@ DIBKIT_AVX512_INLINE __m512i Word(uint32_t value) {
   return _mm512_set1_epi16(static_cast<short>(value));
 }
 
+// Pairs of bytes (-weight, +weight): times a pair of samples they make its step, weighted.
+DIBKIT_AVX512_INLINE __m512i StepPairs(uint32_t weight) {
+  return Word((weight << 8) | (-weight & 0xFF));
+}
+
 DIBKIT_AVX512_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase& row) {
   RowLanes lanes;
   lanes.weightA = Word(plan.partsY - row.phase);
   lanes.weightB = Word(row.phase);
+  lanes.stepA = StepPairs(plan.partsY - row.phase);
+  lanes.stepB = StepPairs(row.phase);
   lanes.errorY = _mm512_set1_epi16(WeightOf(row.error, plan.errorScale));
   lanes.divisor = Word(plan.divisor);
   lanes.steep = Word(row.fraction.significand == 0 ? 0 : plan.partsY);
@@ -143,12 +151,11 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& 
       _mm512_maddubs_epi16(a, _mm512_load_si512(plan.weights + group * 64)), lanes.weightA);
   g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
   if (kErrors == ErrorForm::kExact) return g;
-  const __m512i step = _mm512_maddubs_epi16(a, _mm512_set1_epi16(0x01FF));  // (-1, +1)
   g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
-  g.across = _mm512_mullo_epi16(step, lanes.weightA);
+  g.across = _mm512_maddubs_epi16(a, lanes.stepA);
   const __mmask32 whole =
       _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(g.value, lanes.divisor), g.number);
-  const __mmask32 negative = _mm512_movepi16_mask(_mm512_mulhi_epi16(step, g.errorX));
+  const __mmask32 negative = _mm512_movepi16_mask(_mm512_mulhi_epi16(g.across, g.errorX));
   g.value = _mm512_mask_sub_epi16(g.value, whole & negative, g.value, _mm512_set1_epi16(1));
   g.unsure = whole & near;
   return g;
@@ -169,9 +176,8 @@ DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes
     g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
     return g;
   }
-  const __m512i step = _mm512_set1_epi16(0x01FF);  // (-1, +1)
-  g.across = _mm512_add_epi16(_mm512_mullo_epi16(_mm512_maddubs_epi16(a, step), lanes.weightA),
-                              _mm512_mullo_epi16(_mm512_maddubs_epi16(b, step), lanes.weightB));
+  g.across =
+      _mm512_add_epi16(_mm512_maddubs_epi16(a, lanes.stepA), _mm512_maddubs_epi16(b, lanes.stepB));
   g.down = _mm512_sub_epi16(sumB, sumA);
   g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
   g.error = ErrorSum(g, lanes.errorY);
@@ -226,7 +232,7 @@ DIBKIT_AVX512_INLINE __mmask32 Slanted(const RowLanes& lanes, const Group& g) {
 }
 
 // A sum that is not negative decides for the ideal value unless the vertical product's rounding
-// may outweigh it and what the last rounding forgives (see Judge in line_plan.cc).
+// may outweigh it and what the last rounding forgives (see Judge in line_plan.cpp).
 DIBKIT_AVX512_INLINE void LookGrid(const RowLanes& lanes, Group* g) {
   const __m512i ideal = FindOpen(lanes, g);
   if (g->unsure == 0) return;
@@ -312,7 +318,8 @@ DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, c
 
 template <ErrorForm kErrors, bool kLevel, int kChunks>
 DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                             const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+                             const uint8_t* second, Ahead ahead, uint8_t* out) {
+  const uint8_t* rowB = kLevel ? rowA : second;  // level rows must not read the second
   const RowLanes lanes = MakeRowLanes(plan, row);
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m512i nearGuard = Word(plan.nearGuard);
@@ -412,10 +419,10 @@ struct WideLanes {
 };
 
 struct WideGroup {
-  __m512i a, b;  // pairs of samples, as words
-  __m512i sumA, down;
-  __m512i fixed;     // the value with 16 bits behind the point, raised by 4 of its last places
-  __mmask16 unsure;  // lanes that lie within 4 last places of an integer
+  __m512i a, b;        // pairs of samples, as words
+  __m512i sumA, down;  // A's weighted sum, and V
+  __m512i fixed;       // the value with 16 bits behind the point, raised by 4 of its last places
+  __mmask16 unsure;    // lanes that lie within 4 last places of an integer
 };
 
 DIBKIT_AVX512_INLINE WideLanes MakeWideLanes(const LinePlan& plan, const RowPhase& row) {
@@ -446,10 +453,9 @@ DIBKIT_AVX512_INLINE __m512i WidePairs(const LinePlan& plan, const uint8_t* row,
   return pairs;
 }
 
-DIBKIT_AVX512_INLINE WideGroup MakeWideGroup(const LinePlan& plan, const WideLanes& lanes,
-                                             __m512i a, __m512i b, size_t group) {
+DIBKIT_AVX512_INLINE WideGroup MakeWideGroup(const WideLanes& lanes, __m512i weights, __m512i a,
+                                             __m512i b) {
   WideGroup g;
-  const __m512i weights = _mm512_load_si512(plan.wideWeights + group * 2 * kWideGroup);
   g.a = a;
   g.b = b;
   g.sumA = _mm512_madd_epi16(a, weights);
@@ -462,58 +468,107 @@ DIBKIT_AVX512_INLINE WideGroup MakeWideGroup(const LinePlan& plan, const WideLan
 
 DIBKIT_AVX512_INLINE __m512 Size(__m512 value) { return _mm512_abs_ps(value); }
 
-// Judge() of line_plan.cc for 16 lanes, with doubts for single precision. Returns the lanes that
+// Judge() of line_settle.cpp for 16 lanes, with doubts for single precision. Returns the lanes that
 // are not decided, and in *below those whose value is less than the ideal.
 DIBKIT_AVX512_INLINE __mmask16 JudgeWide(const LinePlan& plan, const WideLanes& lanes,
                                          const WideGroup& g, __m512i number, __mmask16 candidates,
-                                         size_t group, __mmask16* below) {
+                                         __mmask16 near, __m512 errorX, __mmask16* below) {
   const __m512i step = _mm512_set1_epi32(0x0001FFFF);
   const __m512i stepA = _mm512_madd_epi16(g.a, step);
   const __m512i stepB = _mm512_madd_epi16(g.b, step);
   const __m512i across =
       _mm512_add_epi32(_mm512_mullo_epi32(stepA, lanes.partsY),
                        _mm512_mullo_epi32(_mm512_sub_epi32(stepB, stepA), lanes.phaseY));
-  const __m512 slant = _mm512_mul_ps(_mm512_cvtepi32_ps(across),
-                                     _mm512_load_ps(plan.wideError + group * kWideGroup));
+  const __m512 slant = _mm512_mul_ps(_mm512_cvtepi32_ps(across), errorX);
   const __m512 down = _mm512_cvtepi32_ps(g.down);
   const __m512 fall = _mm512_mul_ps(down, lanes.errorY);
   const __m512 sum = _mm512_add_ps(slant, fall);
   const __m512 doubt = _mm512_fmadd_ps(_mm512_add_ps(Size(slant), Size(fall)),
                                        _mm512_set1_ps(0x1p-20F), _mm512_set1_ps(plan.wideDoubt));
   const __m512 whole = _mm512_cvtepi32_ps(number);
-  __m512 up =
-      _mm512_fmsub_ps(Size(down), lanes.steep, _mm512_mul_ps(whole, _mm512_set1_ps(0.999F)));
-  __m512 fall2 =
-      _mm512_fmadd_ps(Size(down), lanes.steep, _mm512_mul_ps(whole, _mm512_set1_ps(2.001F)));
-  if (group < plan.nearGroups) {
-    up = fall2 = _mm512_set1_ps(0x1p11F * static_cast<float>(plan.divisor));
-  }
+  const __m512i steps = _mm512_max_epi32(_mm512_abs_epi32(stepA), _mm512_abs_epi32(stepB));
+  const __m512 sizes = _mm512_cvtepi32_ps(_mm512_add_epi32(
+      _mm512_add_epi32(steps, steps), _mm512_set1_epi32(static_cast<int>(kNearRounding))));
+  const __m512 steep = _mm512_mul_ps(Size(down), lanes.steep);
+  const __m512 more = _mm512_fmadd_ps(sizes, _mm512_cvtepi32_ps(lanes.divisor), steep);
+  const __m512 rounding = _mm512_mask3_fmadd_ps(more, _mm512_set1_ps(1.001F), steep, near);
+  const __m512 up = _mm512_fnmadd_ps(whole, _mm512_set1_ps(0.999F), rounding);
+  const __m512 under = _mm512_fmadd_ps(whole, _mm512_set1_ps(2.001F), rounding);
   const __mmask16 ideal = _mm512_cmp_ps_mask(_mm512_sub_ps(sum, doubt), up, _CMP_GT_OQ);
-  *below = _mm512_mask_cmp_ps_mask(candidates, _mm512_add_ps(_mm512_add_ps(sum, doubt), fall2),
+  *below = _mm512_mask_cmp_ps_mask(candidates, _mm512_add_ps(_mm512_add_ps(sum, doubt), under),
                                    _mm512_setzero_ps(), _CMP_LT_OQ);
   return candidates & ~(ideal | *below);
 }
 
-// Settles what it can of the unsure lanes: flat ones are right as they are; integers tell on which
-// side of the near integer the others lie; on the integer itself the error sum does.
-DIBKIT_AVX512_INLINE void LookWide(const LinePlan& plan, const WideLanes& lanes, size_t group,
-                                   WideGroup* g) {
-  g->unsure = _mm512_mask_cmpneq_epi32_mask(g->unsure, g->a, g->b) |
-              _mm512_mask_cmpneq_epi32_mask(g->unsure, g->a, _mm512_rol_epi32(g->a, 16));
-  if (g->unsure == 0) return;
-  const __m512i number = _mm512_add_epi32(_mm512_mullo_epi32(g->sumA, lanes.partsY),
-                                          _mm512_mullo_epi32(g->down, lanes.phaseY));
-  const __m512i near = _mm512_mullo_epi32(_mm512_srai_epi32(g->fixed, 16), lanes.divisor);
-  __mmask16 below = _mm512_mask_cmplt_epi32_mask(g->unsure, number, near);
-  __mmask16 whole = _mm512_mask_cmpeq_epi32_mask(g->unsure, number, near);
-  whole = _mm512_mask_test_epi32_mask(whole, number, number);  // nothing lies below 0
-  g->unsure = 0;
-  if (whole != 0) {
-    __mmask16 less;
-    g->unsure = JudgeWide(plan, lanes, *g, number, whole, group, &less);
-    below |= less;
+// Output bytes of a row that single precision left open, to be judged 16 at a time.
+struct OpenQueue {
+  static constexpr uint32_t kRoom = 512;
+  uint32_t count = 0;
+  alignas(64) uint32_t sample[kRoom + kWideGroup];
+  alignas(64) uint32_t corners[kRoom + kWideGroup];  // bytes: A left, B left, A right, B right
+
+  bool Full() const { return count > kRoom - kWideTogether * kWideGroup; }
+};
+
+// Queues those of 16 output bytes that are unsure, but for flat ones, which are right as they are.
+DIBKIT_AVX512_INLINE void QueueOpen(const LinePlan& plan, __mmask16 unsure, __m512i sample,
+                                    __m512i corners, OpenQueue* queue) {
+  const __m512i samples = _mm512_set1_epi32(static_cast<int>(plan.samples));
+  const __mmask16 used = _mm512_mask_cmplt_epu32_mask(unsure, sample, samples);
+  const __mmask16 open = _mm512_mask_cmpneq_epi32_mask(used, corners, _mm512_rol_epi32(corners, 8));
+  _mm512_storeu_si512(queue->sample + queue->count, _mm512_maskz_compress_epi32(open, sample));
+  _mm512_storeu_si512(queue->corners + queue->count, _mm512_maskz_compress_epi32(open, corners));
+  queue->count += static_cast<uint32_t>(__builtin_popcount(open));
+}
+
+// Decides 16 queued bytes: integers tell on which side of the near integer they lie; on the integer
+// itself the error sum does. Returns the lanes that stay open.
+DIBKIT_AVX512_INLINE __mmask16 JudgeOpen(const LinePlan& plan, const WideLanes& lanes,
+                                         const OpenQueue& queue, uint32_t at, uint8_t* out) {
+  const __m512i sample = _mm512_load_si512(queue.sample + at);
+  const __m512i corners = _mm512_load_si512(queue.corners + at);
+  const __m512i low = _mm512_set1_epi16(0xFF);
+  const WideGroup g = MakeWideGroup(lanes, _mm512_i32gather_epi32(sample, plan.wideWeights, 4),
+                                    _mm512_and_si512(corners, low), _mm512_srli_epi16(corners, 8));
+  const __m512i value = _mm512_srli_epi32(g.fixed, 16);
+  const __m512i number = _mm512_add_epi32(_mm512_mullo_epi32(g.sumA, lanes.partsY),
+                                          _mm512_mullo_epi32(g.down, lanes.phaseY));
+  const __m512i near = _mm512_mullo_epi32(value, lanes.divisor);
+  // Nothing lies below 0.
+  const __mmask16 whole =
+      _mm512_mask_test_epi32_mask(_mm512_cmpeq_epi32_mask(number, near), number, number);
+  const __mmask16 nearColumns = _mm512_cmplt_epu32_mask(
+      sample, _mm512_set1_epi32(static_cast<int>(plan.nearGroups * plan.shape.Slots())));
+  __mmask16 below;
+  const __mmask16 open = JudgeWide(plan, lanes, g, number, whole, nearColumns,
+                                   _mm512_i32gather_ps(sample, plan.wideError, 4), &below);
+  below |= _mm512_cmplt_epi32_mask(number, near);
+  alignas(16) uint8_t bytes[kWideGroup];
+  _mm_store_si128(
+      reinterpret_cast<__m128i*>(bytes),
+      _mm512_cvtepi32_epi8(_mm512_mask_sub_epi32(value, below, value, _mm512_set1_epi32(1))));
+  for (uint32_t i = 0; i < kWideGroup; ++i) out[queue.sample[at + i]] = bytes[i];
+  return open;
+}
+
+// Judges all that is queued. The last 16 are filled up with one of them, which does no harm.
+DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const RowPhase& row,
+                                                   const WideLanes& lanes, const uint8_t* rowA,
+                                                   const uint8_t* rowB, uint8_t* out,
+                                                   OpenQueue* queue) {
+  if (queue->count == 0) return;
+  const uint32_t last = queue->count - 1;
+  _mm512_storeu_si512(queue->sample + queue->count,
+                      _mm512_set1_epi32(static_cast<int>(queue->sample[last])));
+  _mm512_storeu_si512(queue->corners + queue->count,
+                      _mm512_set1_epi32(static_cast<int>(queue->corners[last])));
+  for (uint32_t at = 0; at < queue->count; at += kWideGroup) {
+    for (uint32_t open = JudgeOpen(plan, lanes, *queue, at, out); open != 0; open &= open - 1) {
+      const auto lane = static_cast<uint32_t>(__builtin_ctz(open));
+      SettleSamples(plan, row, rowA, rowB, out, queue->sample[at + lane], 1);
+    }
   }
-  g->fixed = _mm512_mask_sub_epi32(g->fixed, below, g->fixed, _mm512_set1_epi32(65536));
+  queue->count = 0;
 }
 
 // FlatBytes for the wide form.
@@ -542,6 +597,7 @@ DIBKIT_AVX512 void WideRow(const LinePlan& plan, const RowPhase& row, const uint
   const WideLanes lanes = MakeWideLanes(plan, row);
   const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
   const size_t aheadStep = StepAhead(ahead, plan.groups / kWideTogether);
+  OpenQueue queue;
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += kWideTogether) {
     Prefetch(ahead, group / kWideTogether, aheadStep);
@@ -558,19 +614,21 @@ DIBKIT_AVX512 void WideRow(const LinePlan& plan, const RowPhase& row, const uint
     uint32_t all = 0xFFFF;
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < kWideTogether; ++i) {
-      g[i] = MakeWideGroup(plan, lanes, WidePairs<kChunks>(plan, rowA, group + i),
-                           WidePairs<kChunks>(plan, rowB, group + i), group + i);
+      const __m512i weights = _mm512_load_si512(plan.wideWeights + (group + i) * 2 * kWideGroup);
+      g[i] = MakeWideGroup(lanes, weights, WidePairs<kChunks>(plan, rowA, group + i),
+                           WidePairs<kChunks>(plan, rowB, group + i));
       unsure |= g[i].unsure;
       all &= g[i].unsure;
     }
     flat = all == 0xFFFF;
-    uint64_t open = 0;
     if (unsure != 0) {
 #pragma GCC unroll 4
       for (uint32_t i = 0; i < kWideTogether; ++i) {
-        if (g[i].unsure == 0) continue;
-        LookWide(plan, lanes, group + i, &g[i]);
-        open |= uint64_t{g[i].unsure} << (kWideGroup * i);
+        const __m512i sample = _mm512_add_epi32(
+            _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
+            _mm512_set1_epi32(static_cast<int>(done + kWideGroup * i)));
+        QueueOpen(plan, g[i].unsure, sample, _mm512_or_si512(g[i].a, _mm512_slli_epi32(g[i].b, 8)),
+                  &queue);
       }
     }
     const __m512i low =
@@ -579,13 +637,98 @@ DIBKIT_AVX512 void WideRow(const LinePlan& plan, const RowPhase& row, const uint
         _mm512_packus_epi32(_mm512_srli_epi32(g[2].fixed, 16), _mm512_srli_epi32(g[3].fixed, 16));
     _mm512_mask_storeu_epi8(out + done, used,
                             _mm512_permutexvar_epi32(order, _mm512_packus_epi16(low, high)));
-    open &= used;
-    if (open != 0) SettleSamples(plan, row, rowA, rowB, out, done, open);
+    if (queue.Full()) Empty(plan, row, lanes, rowA, rowB, out, &queue);
   }
+  Empty(plan, row, lanes, rowA, rowB, out, &queue);
+}
+
+// ---- The wide form with weights of a byte: sums of 16 bits, 32 to a vector ----
+
+struct MixedGroup {
+  __m512i a, b;       // pairs of samples
+  __m512i low, high;  // WideGroup::fixed of samples 0 to 3, 8 to 11, ... and of the others
+  __mmask16 unsureLow, unsureHigh;
+};
+
+DIBKIT_AVX512_INLINE __m512i MixedValue(__m512i sums, __m512i weights, __m512 scale) {
+  return _mm512_cvtps_epi32(_mm512_fmadd_ps(_mm512_cvtepi32_ps(_mm512_madd_epi16(sums, weights)),
+                                            scale, _mm512_set1_ps(4)));
+}
+
+DIBKIT_AVX512_INLINE MixedGroup MakeMixedGroup(const LinePlan& plan, __m512i weightsY, __m512 scale,
+                                               __m512i a, __m512i b, size_t group) {
+  MixedGroup g;
+  g.a = a;
+  g.b = b;
+  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
+  const __m512i sumA = _mm512_maddubs_epi16(a, weights);
+  const __m512i sumB = _mm512_maddubs_epi16(b, weights);
+  g.low = MixedValue(_mm512_unpacklo_epi16(sumA, sumB), weightsY, scale);
+  g.high = MixedValue(_mm512_unpackhi_epi16(sumA, sumB), weightsY, scale);
+  g.unsureLow = _mm512_testn_epi32_mask(g.low, _mm512_set1_epi32(0xFFF8));
+  g.unsureHigh = _mm512_testn_epi32_mask(g.high, _mm512_set1_epi32(0xFFF8));
+  return g;
+}
+
+DIBKIT_AVX512_INLINE void QueueMixed(const LinePlan& plan, const MixedGroup& g, uint32_t first,
+                                     OpenQueue* queue) {
+  const __m512i sample =
+      _mm512_add_epi32(_mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27),
+                       _mm512_set1_epi32(static_cast<int>(first)));
+  QueueOpen(plan, g.unsureLow, sample, _mm512_unpacklo_epi8(g.a, g.b), queue);
+  QueueOpen(plan, g.unsureHigh, _mm512_add_epi32(sample, _mm512_set1_epi32(4)),
+            _mm512_unpackhi_epi8(g.a, g.b), queue);
+}
+
+DIBKIT_AVX512_INLINE __m512i MixedWords(const MixedGroup& g) {
+  return _mm512_packus_epi32(_mm512_srli_epi32(g.low, 16), _mm512_srli_epi32(g.high, 16));
+}
+
+template <int kChunks>
+DIBKIT_AVX512 void MixedRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                            const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  const WideLanes lanes = MakeWideLanes(plan, row);
+  const __m512i weightsY =
+      _mm512_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16)));
+  const __m512 scale = _mm512_set1_ps(static_cast<float>(65536.0 / plan.divisor));
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
+  OpenQueue queue;
+  bool flat = false;
+  for (uint32_t group = 0; group < plan.groups; group += 2) {
+    const uint32_t done = group * kGroup;
+    Prefetch(ahead, group / 2, aheadStep);
+    PrefetchOutput(plan, out, done);
+    const __mmask64 used = UsedLanes(plan, done);
+    __m512i bytes;
+    if (flat && FlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
+      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+      continue;
+    }
+    MixedGroup g[2];
+#pragma GCC unroll 2
+    for (uint32_t i = 0; i < 2; ++i) {
+      g[i] = MakeMixedGroup(plan, weightsY, scale, Pairs<kChunks>(plan, rowA, group + i),
+                            Pairs<kChunks>(plan, rowB, group + i), group + i);
+    }
+    _mm512_mask_storeu_epi8(
+        out + done, used,
+        _mm512_permutexvar_epi64(order, _mm512_packus_epi16(MixedWords(g[0]), MixedWords(g[1]))));
+    flat = (g[0].unsureLow & g[0].unsureHigh & g[1].unsureLow & g[1].unsureHigh) == 0xFFFF;
+    if ((g[0].unsureLow | g[0].unsureHigh | g[1].unsureLow | g[1].unsureHigh) == 0) continue;
+    QueueMixed(plan, g[0], done, &queue);
+    QueueMixed(plan, g[1], done + kGroup, &queue);
+    if (queue.Full()) Empty(plan, row, lanes, rowA, rowB, out, &queue);
+  }
+  Empty(plan, row, lanes, rowA, rowB, out, &queue);
 }
 
 DIBKIT_AVX512 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                                 const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+  if (plan.byteWeights) {
+    return plan.chunks == 1 ? MixedRow<1>(plan, row, rowA, rowB, ahead, out)
+                            : MixedRow<0>(plan, row, rowA, rowB, ahead, out);
+  }
   if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, ahead, out);
   return WideRow<0>(plan, row, rowA, rowB, ahead, out);
 }

@@ -136,8 +136,35 @@ void Decide(const LinePlan& plan, const RowPhase& row, size_t group, const Narro
   }
 }
 
+// Decide for far groups of a grid, whose error sums are exact. In units of 2^-64 / divisor, the
+// vertical product is rounded by at most |V| * Qy; a sum below 0 must exceed that and what the last
+// rounding forgives (2^-57 at most), any other may fall short of it by what the last rounding
+// forgives at least.
+void DecideGrid(const LinePlan& plan, const RowPhase& row, size_t group, const NarrowBlock& n,
+                uint8_t* value, uint8_t* unsure) {
+  const bool exactRow = row.fraction.significand == 0;
+  const int32_t steep = exactRow ? 0 : static_cast<int32_t>(plan.partsY);
+  const int32_t forgiven = exactRow ? 0 : 128 * static_cast<int32_t>(plan.divisor);
+  const int32_t errorY = WeightOf(row.error, plan.errorScale);
+  const int16_t* errors = plan.xError + group * kBlock;
+  const auto divisor = static_cast<uint16_t>(plan.divisor);
+  for (uint32_t i = 0; i < kBlock; ++i) {
+    const int32_t error = n.across[i] * errors[i] + n.down[i] * errorY;
+    const int32_t size = error < 0 ? -error : error;
+    const int32_t reach = (size < 256 ? size : 256) * 256;
+    const int32_t room = error < 0 ? reach - forgiven : reach + n.number[i] / 2;
+    const int32_t rounding = (n.down[i] < 0 ? -n.down[i] : n.down[i]) * steep;
+    const bool whole = static_cast<uint16_t>(n.ideal[i] * divisor) == n.number[i];
+    const bool level = (n.across[i] | n.down[i]) == 0;
+    value[i] = static_cast<uint8_t>(n.ideal[i] - (whole & (error < 0)));
+    unsure[i] = static_cast<uint8_t>(whole & (rounding >= room) & !level);
+  }
+}
+
 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                    const uint8_t* rowB, Ahead /*ahead*/, uint8_t* out) {
+                    const uint8_t* second, Ahead /*ahead*/, uint8_t* out) {
+  // A level row must not read the second, whose weight is 0.
+  const uint8_t* rowB = row.fraction.significand == 0 ? rowA : second;
   for (uint32_t group = 0; group < plan.groups; ++group) {
     Samples samples;
     NarrowBlock block;
@@ -146,6 +173,8 @@ void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* ro
     Weigh(plan, row, group, samples, &block);
     if (plan.errors == ErrorForm::kExact) {
       for (uint32_t i = 0; i < kBlock; ++i) value[i] = static_cast<uint8_t>(block.ideal[i]);
+    } else if (plan.errors == ErrorForm::kGrid && group >= plan.nearGroups) {
+      DecideGrid(plan, row, group, block, value, unsure);
     } else {
       Decide(plan, row, group, block, value, unsure);
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Cnv_res_mem.h"
+#include "dib/depth_rows.h"
 #include "dib/layout.h"
 #include "resolution/geometry.h"
 
@@ -39,49 +40,24 @@ bool IsGray4(const unsigned char* dib, uint16_t bitCount) {
   return bitCount == 4 && HasGrayTable(dib, bitCount);
 }
 
-struct Index8 {
-  unsigned operator()(const unsigned char* row, size_t x) const { return row[x]; }
-};
-
-struct Index4 {
-  unsigned operator()(const unsigned char* row, size_t x) const {
-    return x % 2 == 0 ? row[x / 2] >> 4 : row[x / 2] & 15u;
-  }
-};
-
-template <typename Index>
-void CopyColors(const PaletteSource& source, const unsigned char* row, unsigned char* out) {
-  for (size_t x = 0; x < source.geometry.width; ++x) {
-    std::memcpy(out + 3 * x, source.table + kEntrySize * Index{}(row, x), 3);
-  }
-}
-
-void CopyGrays(const PaletteSource& source, const unsigned char* row, unsigned char* out) {
-  for (size_t x = 0; x < source.geometry.width; ++x) {
-    out[x] = source.table[kEntrySize * Index4{}(row, x)];
-  }
-}
-
-void MakeTrueColorRow(const PaletteSource& source, const unsigned char* row, unsigned char* out) {
-  if (source.geometry.bitCount == 8) {
-    CopyColors<Index8>(source, row, out);
-  } else {
-    CopyColors<Index4>(source, row, out);
-  }
-}
-
 // What one of the two widenings makes of which source.
 struct Target {
   bool (*applies)(const unsigned char* dib, uint16_t bitCount);
   uint16_t bitCount;
   uint32_t declaredColors;  // biClrUsed and biClrImportant
   uint32_t grayLevels;      // entries of the table
-  void (*makeRow)(const PaletteSource&, const unsigned char* row, unsigned char* out);
+  RowForms from4;
+  RowForms from8;
 };
 
-constexpr Target kTrueColor{IsColorPalette, 24, 0, 0, MakeTrueColorRow};
+constexpr Target kTrueColor{IsColorPalette,
+                            24,
+                            0,
+                            0,
+                            {ColorTableTo24<4>, &RowKernels::bits4To24},
+                            {ColorTableTo24<8>, &RowKernels::bits8To24}};
 // The header declares 8 colours although the table has 256; hosts rely on it.
-constexpr Target kGray8{IsGray4, 8, 8, 256, CopyGrays};
+constexpr Target kGray8{IsGray4, 8, 8, 256, {GrayTableTo8, &RowKernels::bits4To8}, {}};
 
 // The first 32 bytes are the source's, biSizeImage and both resolutions among them.
 void WriteHeader(const PaletteSource& source, const Target& target, unsigned char* dib) {
@@ -97,10 +73,20 @@ void WriteHeader(const PaletteSource& source, const Target& target, unsigned cha
 void WriteImage(const PaletteSource& source, const Target& target, size_t rowBytes,
                 unsigned char* dib) {
   WriteHeader(source, target, dib);
-  unsigned char* rows = dib + kInfoHeaderSize + kEntrySize * target.grayLevels;
-  for (size_t y = 0; y < source.geometry.height; ++y) {
-    target.makeRow(source, source.rows + y * source.rowBytes, rows + y * rowBytes);
-  }
+  const SourceGeometry& geometry = source.geometry;
+  const PixelMeaning meaning{.colors = source.table,
+                             .entrySize = kEntrySize,
+                             .colorCount = FullTableEntries(geometry.bitCount)};
+  ConvertRows({.from = source.rows,
+               .fromBits = geometry.bitCount,
+               .fromStride = source.rowBytes,
+               .fromBytes = uint64_t{source.rowBytes} * geometry.height,
+               .to = dib + kInfoHeaderSize + kEntrySize * target.grayLevels,
+               .toBits = target.bitCount,
+               .toStride = rowBytes,
+               .width = geometry.width,
+               .rows = geometry.height},
+              geometry.bitCount == 8 ? target.from8 : target.from4, meaning);
 }
 
 Widening WidenLocked(const unsigned char* dib, const Target& target, tagHANDLE*& out) {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "dib/rle.h"
+#include "reference/plain_rle.h"
 
 #include <algorithm>
 #include <cstring>
 
-namespace dibkit {
+namespace dibtest {
+
+using dibkit::RleTarget;
 
 namespace {
 
@@ -174,12 +176,12 @@ class Pen4 {
 
 }  // namespace
 
-void DecodeRle8(std::span<const unsigned char> stream, const RleTarget& target) {
+void DecodePlainRle8(std::span<const unsigned char> stream, const RleTarget& target) {
   Decode(Stream(stream), Pen8(target), target.rows);
 }
 
-void DecodeRle4(std::span<const unsigned char> stream, const RleTarget& target) {
+void DecodePlainRle4(std::span<const unsigned char> stream, const RleTarget& target) {
   Decode(Stream(stream), Pen4(target), target.rows);
 }
 
-}  // namespace dibkit
+}  // namespace dibtest
