@@ -547,8 +547,8 @@ DIBKIT_AVX2_INLINE __m256 Size(__m256 value) {
   return _mm256_andnot_ps(_mm256_set1_ps(-0.0F), value);
 }
 
-// Judge() of line_settle.cpp for 8 lanes, with doubts for single precision. Gives the lanes that are
-// sure to have the ideal value and those sure to lie below it.
+// Judge() of line_settle.cpp for 8 lanes, with doubts for single precision. Gives the lanes that
+// are sure to have the ideal value and those sure to lie below it.
 DIBKIT_AVX2_INLINE void JudgeWide(const LinePlan& plan, const WideLanes& lanes, const WideGroup& g,
                                   __m256i number, __m256i near, __m256 errorX, __m256i* ideal,
                                   __m256i* below) {

@@ -6,7 +6,7 @@ namespace {
 
 // Every place has an index of 16 bits, and the scale suits the stepper.
 bool CanStep(double scale, uint32_t count) {
-  return scale > 0x1p-17 && scale < 0x1p17 && count < scale * 65535;
+  return scale > 0x1p-17 && scale < 0x1p17 && count <= scale * 65535 + 1;
 }
 
 }  // namespace

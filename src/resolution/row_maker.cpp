@@ -7,9 +7,11 @@
 namespace dibkit::resolution {
 namespace {
 
-// A plan costs about as much as making so many rows, or so many bytes in all, plainly.
+// A plan costs about as much as making so many rows, or so many bytes in all, plainly; one for
+// 1-bit rows as so many pixels.
 constexpr unsigned kRowsPerPlan = 8;
 constexpr unsigned kBytesPerPlan = 512;
+constexpr unsigned kPixelsPerBilevelPlan = 576;
 
 // Bytes of a pixel that the kernels can take, or 0.
 unsigned ChannelsOf(unsigned short kind) {
@@ -54,8 +56,10 @@ RowMaker::RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level
     plain_ = nullptr;
     return;
   }
+  const unsigned pixels = static_cast<unsigned>(engine.m_wOutputWidth) * engine.m_wOutputHeight;
+  if (engine.m_wKind == KIND_BILEVEL && pixels >= kPixelsPerBilevelPlan) PlanBilevel(level);
   const unsigned channels = ChannelsOf(engine.m_wKind);
-  const unsigned bytes = channels * engine.m_wOutputWidth * engine.m_wOutputHeight;
+  const unsigned bytes = channels * pixels;
   if (bytes >= kBytesPerPlan && engine.m_wOutputHeight >= kRowsPerPlan) Plan(channels, level);
 }
 
@@ -96,7 +100,21 @@ void RowMaker::StageThroughTable() {
   }
 }
 
+// MakeBWImageLine makes as many columns as both the table and the width have.
+void RowMaker::PlanBilevel(CpuLevel level) {
+  const size_t count = std::min<size_t>(engine_.m_Columns.size(), engine_.m_wOutputWidth);
+  const bool setIsDark = engine_.m_ColorTable[0].rgbBlue == 255;
+  bilevel_.emplace(PrepareBilevelPlan(engine_.m_Columns.data(), count, engine_.m_wSourceWidth,
+                                      setIsDark, engine_.m_iThreshold, BilevelKernelsFor(level)));
+}
+
+void RowMaker::MakeBilevel(const RowPair& rows, unsigned char* out) {
+  MakePlannedBilevelLine(*bilevel_, {rows.fraction, SourceRow(rows.first), SourceRow(rows.second)},
+                         out);
+}
+
 void RowMaker::Make(const RowPair& rows, const RowPair& next, unsigned char* out) {
+  if (bilevel_) return MakeBilevel(rows, out);
   if (plain_ == nullptr || MakeFast(rows, next, out)) return;
   (engine_.*plain_)(rows.fraction, SourceRow(rows.first), SourceRow(rows.second), out);
 }

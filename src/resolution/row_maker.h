@@ -4,8 +4,11 @@
 #ifndef DIBKIT_SRC_RESOLUTION_ROW_MAKER_H
 #define DIBKIT_SRC_RESOLUTION_ROW_MAKER_H
 
+#include <optional>
+
 #include "Cnv_res_mem.h"
 #include "common/cpu.h"
+#include "resolution/bilevel_plan.h"
 #include "resolution/line_kernels.h"
 #include "resolution/line_plan.h"
 #include "resolution/positions.h"
@@ -35,7 +38,9 @@ class RowMaker {
 
   static PlainMaker PlainMakerFor(unsigned short kind);
   void Plan(unsigned channels, CpuLevel level);
+  void PlanBilevel(CpuLevel level);
   void StageThroughTable();
+  void MakeBilevel(const RowPair& rows, unsigned char* out);
   bool MakeFast(const RowPair& rows, const RowPair& next, unsigned char* out);
   unsigned char* SourceRow(uint16_t row) const { return source_ + row * sourceRowBytes_; }
   Ahead AheadOf(const RowPair& rows, const RowPair& next) const;
@@ -49,6 +54,7 @@ class RowMaker {
   PlainMaker plain_;
   LinePlan plan_;
   LineKernel kernel_ = nullptr;
+  std::optional<BilevelPlan> bilevel_;
   bool staged_ = false;
   StagedRow staging_[2] = {{nullptr, -1}, {nullptr, -1}};
 };

@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "resolution/bilevel_plan.h"
+
+#include <algorithm>
+
+namespace dibkit::resolution {
+namespace {
+
+constexpr size_t kWindow16Slots = 16;
+constexpr uint16_t kFullWeight = 65535;
+
+// The tables of a plan, in the block that holds them.
+struct Tables {
+  uint16_t* weight;
+  uint16_t* leftBit;
+  uint16_t* rightBit;
+  uint8_t* leftPlace;
+  uint8_t* rightPlace;
+  uint8_t* leftMask;
+  uint8_t* rightMask;
+  uint16_t* window;
+  uint16_t* firstByte;
+  uint16_t* lastByte;
+  uint64_t* inside;
+  uint64_t* dealt;
+  uint64_t* outcomes;
+  uint8_t* doubtful;
+};
+
+constexpr size_t kBlockSlots = kBilevelGroup * kBilevelBlock;
+// Words of outcomes per block and class.
+constexpr size_t kOutcomeWords = kMixedPatterns * kBilevelBlock;
+
+// Per block: three tables of words and four of bytes per slot; per group up to four windows and two
+// bounds, the slots inside and two rows' left and right bits; per class the outcomes and a flag.
+constexpr size_t kBlockBytes = kBlockSlots * (3 * 2 + 4) + kBilevelBlock * ((4 + 2) * 2 + 5 * 8) +
+                               kBilevelClasses * (kOutcomeWords * 8 + 1);
+
+Tables Divide(unsigned char* block, size_t blocks) {
+  const size_t groups = blocks * kBilevelBlock;
+  const size_t slots = groups * kBilevelGroup;
+  Tables t;
+  t.outcomes = reinterpret_cast<uint64_t*>(block);
+  t.dealt = t.outcomes + blocks * kBilevelClasses * kOutcomeWords;
+  t.inside = t.dealt + groups * 4;
+  t.weight = reinterpret_cast<uint16_t*>(t.inside + groups);
+  t.leftBit = t.weight + slots;
+  t.rightBit = t.leftBit + slots;
+  t.leftPlace = reinterpret_cast<uint8_t*>(t.rightBit + slots);
+  t.rightPlace = t.leftPlace + slots;
+  t.leftMask = t.rightPlace + slots;
+  t.rightMask = t.leftMask + slots;
+  t.window = reinterpret_cast<uint16_t*>(t.rightMask + slots);
+  t.firstByte = t.window + groups * 4;
+  t.lastByte = t.firstByte + groups;
+  t.doubtful = reinterpret_cast<uint8_t*>(t.lastByte + groups);
+  return t;
+}
+
+// True for a record as the column table has them: what the kernels' arithmetic relies on.
+bool IsRegular(const CPosition& c, uint16_t sourceWidth) {
+  return c.leftColumn < sourceWidth && c.rightColumn < sourceWidth &&
+         c.leftByte == c.leftColumn / 8 && c.rightByte == c.rightColumn / 8 && c.fraction >= 0 &&
+         (c.leftColumn == c.rightColumn || (c.rightColumn == c.leftColumn + 1 && c.fraction <= 1));
+}
+
+uint16_t WeightOf(const CPosition& c) {
+  // With both bits the same one, any weight gives the same sum.
+  if (c.leftColumn == c.rightColumn) return 0;
+  return static_cast<uint16_t>(c.fraction * kFullWeight + 0.5);
+}
+
+// Columns count a byte's bits from its highest.
+uint16_t BitOf(uint16_t column) { return static_cast<uint16_t>(column ^ 7); }
+
+// False when a column is not regular or lies before its predecessor. Slots beyond the last column
+// repeat it.
+bool FillSlots(const BilevelPlan& plan, uint16_t sourceWidth, const Tables& t) {
+  uint16_t before = 0;
+  for (size_t i = 0; i < plan.groups * kBilevelGroup; ++i) {
+    const CPosition& c = plan.columns[std::min(i, plan.count - 1)];
+    if (!IsRegular(c, sourceWidth) || c.leftColumn < before) return false;
+    before = c.leftColumn;
+    const size_t slot = BilevelColumn(i);
+    t.weight[slot] = WeightOf(c);
+    t.leftBit[slot] = BitOf(c.leftColumn);
+    t.rightBit[slot] = BitOf(c.rightColumn);
+  }
+  return true;
+}
+
+// The bytes that `count` slots from `slot` on depend on.
+struct Bounds {
+  uint16_t first;
+  uint16_t last;
+};
+
+Bounds BoundsOf(const Tables& t, size_t slot, size_t count) {
+  const auto left = std::min_element(t.leftBit + slot, t.leftBit + slot + count);
+  const auto right = std::max_element(t.rightBit + slot, t.rightBit + slot + count);
+  return {static_cast<uint16_t>(*left / 8), static_cast<uint16_t>(*right / 8)};
+}
+
+void FillBounds(size_t groups, const Tables& t) {
+  for (size_t group = 0; group < groups; ++group) {
+    const Bounds bounds = BoundsOf(t, group * kBilevelGroup, kBilevelGroup);
+    t.firstByte[group] = bounds.first;
+    t.lastByte[group] = bounds.last;
+  }
+}
+
+// Where a window of `size` bytes begins that holds the bounds and, if it can, ends inside the row.
+uint16_t WindowStart(const Bounds& bounds, uint32_t rowBytes, uint32_t size) {
+  const uint32_t latest = rowBytes > size ? rowBytes - size : 0;
+  return static_cast<uint16_t>(std::min<uint32_t>(bounds.first, latest));
+}
+
+// False when a window does not hold what its slots depend on.
+bool FillWindowsOf16(const BilevelPlan& plan, const Tables& t) {
+  if (plan.rowBytes < 16) return false;
+  for (size_t slot = 0; slot < plan.groups * kBilevelGroup; ++slot) {
+    uint16_t& window = t.window[slot / kWindow16Slots];
+    if (slot % kWindow16Slots == 0) {
+      const Bounds bounds = BoundsOf(t, slot, kWindow16Slots);
+      window = WindowStart(bounds, plan.rowBytes, 16);
+      if (bounds.last - window >= 16) return false;
+    }
+    t.leftPlace[slot] = static_cast<uint8_t>(t.leftBit[slot] / 8 - window);
+    t.rightPlace[slot] = static_cast<uint8_t>(t.rightBit[slot] / 8 - window);
+    t.leftMask[slot] = static_cast<uint8_t>(1 << t.leftBit[slot] % 8);
+    t.rightMask[slot] = static_cast<uint8_t>(1 << t.rightBit[slot] % 8);
+  }
+  return true;
+}
+
+// One eight of slots. False when they depend on more than eight bytes.
+bool FillEight(const Tables& t, uint16_t window, size_t slot) {
+  const Bounds bounds = BoundsOf(t, slot, 8);
+  if (bounds.last - bounds.first >= 8) return false;
+  const int firstBit = bounds.first * 8;
+  for (size_t i = 0; i < 8; ++i) {
+    // Bytes past the window are not depended on: the place wraps.
+    t.leftPlace[slot + i] = static_cast<uint8_t>((bounds.first - window + i) % 64);
+    t.leftMask[slot + i] = static_cast<uint8_t>(t.leftBit[slot + i] - firstBit);
+    t.rightMask[slot + i] = static_cast<uint8_t>(t.rightBit[slot + i] - firstBit);
+  }
+  return true;
+}
+
+bool FillWindowsOf64(const BilevelPlan& plan, const Tables& t) {
+  for (size_t group = 0; group < plan.groups; ++group) {
+    const Bounds bounds{t.firstByte[group], t.lastByte[group]};
+    t.window[group] = WindowStart(bounds, plan.rowBytes, 64);
+    if (bounds.last - t.window[group] >= 64) return false;
+    for (size_t slot = group * kBilevelGroup; slot < (group + 1) * kBilevelGroup; slot += 8) {
+      if (!FillEight(t, t.window[group], slot)) return false;
+    }
+  }
+  return true;
+}
+
+bool FillWindows(const BilevelPlan& plan, BilevelPicking picking, const Tables& t) {
+  switch (picking) {
+    case BilevelPicking::kWindowOf16:
+      return FillWindowsOf16(plan, t);
+    case BilevelPicking::kWindowOf64:
+      return FillWindowsOf64(plan, t);
+    default:
+      return true;
+  }
+}
+
+void PointTo(const Tables& t, BilevelPlan& plan) {
+  plan.firstByte = t.firstByte;
+  plan.lastByte = t.lastByte;
+  plan.weight = t.weight;
+  plan.leftBit = t.leftBit;
+  plan.rightBit = t.rightBit;
+  plan.window = t.window;
+  plan.leftPlace = t.leftPlace;
+  plan.rightPlace = t.rightPlace;
+  plan.leftMask = t.leftMask;
+  plan.rightMask = t.rightMask;
+}
+
+// The weighed darkness w stands for w / 257 grey levels. Rounding the weights and dropping the
+// products' low halves leaves it less than 3.5 below and less than 1.5 above the true one.
+void SetLimits(BilevelPlan& plan) {
+  const int level = plan.threshold * 257;
+  plan.lower = static_cast<uint16_t>(level - 3);
+  plan.upper = static_cast<uint16_t>(std::min(level + 2, 65535));
+}
+
+uint64_t SlotsInside(size_t columns) {
+  uint64_t slots = 0;
+  for (size_t i = 0; i < columns; ++i) slots |= uint64_t{1} << BilevelColumn(i);
+  return slots;
+}
+
+void FillInside(BilevelPlan& plan, const Tables& t) {
+  for (size_t group = 0; group < plan.blocks * kBilevelBlock; ++group) {
+    const bool isWhole = group + 1 < plan.groups;
+    t.inside[group] = isWhole ? ~uint64_t{0} : group + 1 == plan.groups ? plan.lastGroup : 0;
+  }
+  plan.inside = t.inside;
+}
+
+// Nothing is dealt or known yet. Groups beyond the last stay light.
+void ClearMemory(BilevelPlan& plan, const Tables& t) {
+  const size_t groups = plan.blocks * kBilevelBlock;
+  std::memset(t.dealt, 0, groups * 4 * sizeof *t.dealt);
+  for (size_t i = 0; i < 2; ++i) {
+    uint64_t* bits = t.dealt + i * 2 * groups;
+    plan.dealt[i] = {nullptr, BilevelTone::kMixed, bits, bits + groups};
+  }
+  plan.outcomeStorage = t.outcomes;
+  plan.doubtfulStorage = t.doubtful;
+}
+
+void SetSize(BilevelPlan& plan, uint16_t sourceWidth) {
+  plan.rowBytes = (sourceWidth + 7u) / 8;
+  plan.lastByteMask = static_cast<unsigned char>(0xFF << (plan.rowBytes * 8 - sourceWidth));
+  plan.groups = static_cast<uint32_t>((plan.count + kBilevelGroup - 1) / kBilevelGroup);
+  plan.blocks = static_cast<uint32_t>((plan.groups + kBilevelBlock - 1) / kBilevelBlock);
+  plan.lastGroup = SlotsInside(plan.count - (plan.groups - 1) * kBilevelGroup);
+}
+
+}  // namespace
+
+BilevelPlan PrepareBilevelPlan(const CPosition* columns, size_t count, uint16_t sourceWidth,
+                               bool setIsDark, int threshold, const BilevelKernels& kernels) {
+  BilevelPlan plan;
+  plan.columns = columns;
+  plan.count = count;
+  plan.setIsDark = setIsDark;
+  plan.threshold = threshold;
+  if (threshold <= 0 || threshold > 255 || count == 0) {
+    plan.form = threshold > 255 ? BilevelForm::kEverything : BilevelForm::kNothing;
+    return plan;
+  }
+  SetSize(plan, sourceWidth);
+  plan.storage.reset(static_cast<unsigned char*>(
+      ::operator new (plan.blocks* kBlockBytes, std::align_val_t{kBilevelGroup}, std::nothrow)));
+  if (plan.storage == nullptr) return plan;
+  const Tables tables = Divide(plan.storage.get(), plan.blocks);
+  if (!FillSlots(plan, sourceWidth, tables)) return plan;
+  FillBounds(plan.groups, tables);
+  FillInside(plan, tables);
+  ClearMemory(plan, tables);
+  SetLimits(plan);
+  PointTo(tables, plan);
+  const bool canPick = FillWindows(plan, kernels.picking, tables);
+  plan.kernels = canPick ? kernels : kPortableBilevelKernels;
+  plan.form = BilevelForm::kMixed;
+  return plan;
+}
+
+}  // namespace dibkit::resolution
