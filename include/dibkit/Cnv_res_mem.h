@@ -183,7 +183,8 @@ class DIBKIT_API CLinearTransformMem {
 // inch on both axes. `*dst` receives the new image, unlocked, which the caller frees with
 // GlobalFree. The depth stays, but for palette images: 4 and 8 bits in colour come back as 8 bits
 // with at most 256 colours, 4 bits in grey as 8 bits in grey.
-// `progress` may be null; it is called on this thread with 0 to 99 and cancels by returning 0.
+// `progress` may be null; it is called on this thread with 0 to 99 and cancels by returning 0. It
+// must leave the source and the result alone.
 // `threshold`: for 1-bit sources: a pixel is white when its darkness (0 to 255) is below it; 0 and
 // less make all black, 256 and more all white.
 // Returns 0; 1 cancelled; 2 no memory, or a palette image too wide to be widened; 5 source
