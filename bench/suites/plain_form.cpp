@@ -31,7 +31,9 @@ class PlainRows {
   }
 
   void Make(unsigned y, unsigned char* out) {
-    const RowPair pair = PairRows(y, output_.scaleY, static_cast<uint16_t>(source_.height));
+    const Place place = Locate(y, output_.scaleY);
+    const RowPair pair = PairRows({place.index, static_cast<double>(place.fraction)},
+                                  static_cast<uint16_t>(source_.height));
     const SourceRows rows{pair.fraction, source_.rows + pair.first * source_.stride,
                           source_.rows + pair.second * source_.stride};
     if (source_.pixels == Pixels::kBilevel) {
