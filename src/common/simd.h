@@ -15,6 +15,10 @@
 #endif
 #include <immintrin.h>
 #pragma GCC diagnostic pop
+// Without optimisation some intrinsics are macros, whose masks g++ warns about where they are used.
+#if defined(__GNUC__) && !defined(__clang__) && !defined(__OPTIMIZE__)
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+#endif
 #endif  // DIBKIT_X86
 
 #endif  // DIBKIT_SRC_COMMON_SIMD_H
