@@ -38,7 +38,7 @@ void ConvertRows(const DepthJob& job, const RowForms& forms, const PixelMeaning&
   }
   RowTables tables;
   FillRowTables(meaning, tables);
-  const RowKernels& kernels = RowKernelsFor(BestCpuLevel());
+  const CpuLevel level = BestCpuLevel();
   RunKernel({.source = job.from,
              .sourceStride = static_cast<ptrdiff_t>(job.fromStride),
              .target = job.to,
@@ -46,7 +46,7 @@ void ConvertRows(const DepthJob& job, const RowForms& forms, const PixelMeaning&
              .width = job.width,
              .height = job.rows,
              .targetBytes = job.width * (job.toBits / 8)},
-            kernels.*forms.kernel, tables, kernels);
+            RowKernelsFor(level).*forms.kernel, tables, level);
 }
 
 }  // namespace dibkit

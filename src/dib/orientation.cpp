@@ -20,7 +20,7 @@ void ReverseRows(const unsigned char* from, unsigned char* to, uint64_t rowBytes
               .targetStride = stride,
               .height = whole,
               .targetBytes = static_cast<size_t>(rowBytes)},
-             RowKernelsFor(BestCpuLevel()));
+             BestCpuLevel());
   }
   if (whole < rows) {
     const uint64_t offset = rowBytes * whole;

@@ -51,10 +51,6 @@ struct RowKernels {
   RowKernel rgb24To16;
   RowKernel rgb32To16;
   RowKernel fields32To16;  // the blue field takes the red channel: hosts rely on it
-  // Copies `count` bytes past the caches, and makes such copies visible to other threads; null
-  // where that cannot be done.
-  void (*stream)(const uint8_t* source, uint8_t* target, size_t count);
-  void (*endStreams)();
 };
 
 extern const RowKernels kPortableRows;
@@ -92,12 +88,11 @@ struct RowJob {
   uint8_t* TargetRow(size_t y) const { return target + static_cast<ptrdiff_t>(y) * targetStride; }
 };
 
-// Converts all rows. The target's padding stays as it is. `convert` is one of `kernels`.
-void RunKernel(const RowJob& job, RowKernel convert, const RowTables& tables,
-               const RowKernels& kernels);
+// Converts all rows into a result whose padding is 0, and stays so.
+void RunKernel(const RowJob& job, RowKernel convert, const RowTables& tables, CpuLevel level);
 
 // Copies `targetBytes` of each row as they are.
-void CopyRows(const RowJob& job, const RowKernels& kernels);
+void CopyRows(const RowJob& job, CpuLevel level);
 
 }  // namespace dibkit
 

@@ -265,28 +265,13 @@ DIBKIT_TARGET_AVX2 void Fields32To16(const uint8_t* source, uint8_t* target, siz
   portable::Fields32To16(source + 4 * whole, target + 2 * whole, width - whole, tables);
 }
 
-// Whole aligned vectors go past the caches; what is left at both ends goes the ordinary way.
-DIBKIT_TARGET_AVX2 void Stream(const uint8_t* source, uint8_t* target, size_t count) {
-  const size_t head = std::min<size_t>(-reinterpret_cast<uintptr_t>(target) & 63, count);
-  std::memcpy(target, source, head);
-  size_t at = head;
-  for (; at + 64 <= count; at += 64) {
-    auto* const line = reinterpret_cast<__m256i*>(target + at);
-    _mm256_stream_si256(line, Load256(source + at));
-    _mm256_stream_si256(line + 1, Load256(source + at + 32));
-  }
-  std::memcpy(target + at, source + at, count - at);
-}
-
-void EndStreams() { _mm_sfence(); }
-
 }  // namespace
 
 // A palette of 256 does not fit vectors of 32 bytes; the portable form looks it up as fast.
-const RowKernels kAvx2Rows = {
-    Bits4To8,  Bits1To24,    Bits4To24, portable::Bits8To24, Rgb555To24,          Fields16To24,
-    Rgb32To24, Fields32To24, Bits1To16, Bits4To16,           portable::Bits8To16, Rgb24To16,
-    Rgb32To16, Fields32To16, Stream,    EndStreams};
+const RowKernels kAvx2Rows = {Bits4To8,   Bits1To24,    Bits4To24,           portable::Bits8To24,
+                              Rgb555To24, Fields16To24, Rgb32To24,           Fields32To24,
+                              Bits1To16,  Bits4To16,    portable::Bits8To16, Rgb24To16,
+                              Rgb32To16,  Fields32To16};
 
 }  // namespace dibkit
 #endif  // DIBKIT_X86

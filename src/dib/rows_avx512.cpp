@@ -353,25 +353,11 @@ DIBKIT_TARGET_AVX512 void Fields32To16(const uint8_t* source, uint8_t* target, s
   });
 }
 
-// Whole aligned lines go past the caches; what is left at both ends goes the ordinary way.
-DIBKIT_TARGET_AVX512 void Stream(const uint8_t* source, uint8_t* target, size_t count) {
-  const size_t head = std::min<size_t>(-reinterpret_cast<uintptr_t>(target) & 63, count);
-  _mm512_mask_storeu_epi8(target, First(head), _mm512_maskz_loadu_epi8(First(head), source));
-  size_t at = head;
-  for (; at + 64 <= count; at += 64) {
-    _mm512_stream_si512(reinterpret_cast<__m512i*>(target + at), _mm512_loadu_si512(source + at));
-  }
-  const __mmask64 rest = First(count - at);
-  _mm512_mask_storeu_epi8(target + at, rest, _mm512_maskz_loadu_epi8(rest, source + at));
-}
-
-void EndStreams() { _mm_sfence(); }
-
 }  // namespace
 
-const RowKernels kAvx512Rows = {
-    Bits4To8,  Bits1To24, Bits4To24, Bits8To24, Rgb555To24, Fields16To24, Rgb32To24, Fields32To24,
-    Bits1To16, Bits4To16, Bits8To16, Rgb24To16, Rgb32To16,  Fields32To16, Stream,    EndStreams};
+const RowKernels kAvx512Rows = {Bits4To8,     Bits1To24, Bits4To24,    Bits8To24,   Rgb555To24,
+                                Fields16To24, Rgb32To24, Fields32To24, Bits1To16,   Bits4To16,
+                                Bits8To16,    Rgb24To16, Rgb32To16,    Fields32To16};
 
 }  // namespace dibkit
 #endif  // DIBKIT_X86

@@ -109,21 +109,10 @@ void Fields32To16(const uint8_t* source, uint8_t* target, size_t width, const Ro
 
 }  // namespace portable
 
-const RowKernels kPortableRows = {portable::Bits4To8,
-                                  portable::Bits1To24,
-                                  portable::Bits4To24,
-                                  portable::Bits8To24,
-                                  portable::Rgb555To24,
-                                  portable::Fields16To24,
-                                  portable::Rgb32To24,
-                                  portable::Fields32To24,
-                                  portable::Bits1To16,
-                                  portable::Bits4To16,
-                                  portable::Bits8To16,
-                                  portable::Rgb24To16,
-                                  portable::Rgb32To16,
-                                  portable::Fields32To16,
-                                  nullptr,
-                                  nullptr};
+const RowKernels kPortableRows = {
+    portable::Bits4To8,   portable::Bits1To24,    portable::Bits4To24, portable::Bits8To24,
+    portable::Rgb555To24, portable::Fields16To24, portable::Rgb32To24, portable::Fields32To24,
+    portable::Bits1To16,  portable::Bits4To16,    portable::Bits8To16, portable::Rgb24To16,
+    portable::Rgb32To16,  portable::Fields32To16};
 
 }  // namespace dibkit
