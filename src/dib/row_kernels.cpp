@@ -26,7 +26,7 @@ void RunKernel(const RowJob& job, RowKernel convert, const RowTables& tables, Cp
                    .rowBytes = job.targetBytes,
                    .stride = static_cast<size_t>(job.targetStride),
                    .rows = job.height},
-                  level);
+                  1, level);
   for (size_t y = 0; y < job.height; ++y) {
     convert(job.SourceRow(y), rows.Row(), job.width, tables);
     rows.Next();

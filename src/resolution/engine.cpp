@@ -7,8 +7,10 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <span>
 
 #include "Cnv_res_mem.h"
+#include "common/output_rows.h"
 #include "dib/layout.h"
 #include "resolution/geometry.h"
 #include "resolution/lines.h"
@@ -107,20 +109,65 @@ bool ReadColorTable(CBufTransfer& source, uint16_t count, tagRGBQUAD (&table)[25
   return true;
 }
 
+// The driver's own result is a fresh block, zeroed up to its padding and seen by nobody else until
+// it is complete: it can be written past the caches, and several rows at a time. A host's own is
+// written row by row, in place.
+OutputRows ResultRows(const CLinearTransformMem& engine, bool isOurs, CpuLevel level) {
+  const size_t stride = static_cast<uint32_t>(engine.m_dwOutputRowBytes);
+  return OutputRows({.first = engine.m_pDestination->m_pData + engine.m_wOutputBitsOffset,
+                     .rowBytes = size_t{engine.m_wOutputWidth} * engine.m_wOutputBitCount / 8,
+                     .stride = stride,
+                     .rows = engine.m_wOutputHeight},
+                    RowBatch::kMost, isOurs ? level : CpuLevel::kPortable);
+}
+
+// The pairs of source rows of the output rows, those that lie between the same two together.
+class RowWalk {
+ public:
+  RowWalk(const CLinearTransformMem& engine, size_t together)
+      : together_(together),
+        left_(engine.m_wOutputHeight),
+        sourceHeight_(engine.m_wSourceHeight),
+        places_(engine.m_dScaleY, engine.m_wOutputHeight + 1u),
+        next_(PairRows(places_.Next(), sourceHeight_)) {}
+
+  // The next output rows; none at the end.
+  std::span<const RowPair> Take() {
+    size_t count = 0;
+    do {
+      if (left_ == 0) break;
+      rows_[count++] = next_;
+      --left_;
+      next_ = PairRows(places_.Next(), sourceHeight_);
+    } while (count < together_ && next_.first == rows_[0].first);
+    return {rows_, count};
+  }
+
+  // The source rows of the row after those.
+  const RowPair& Next() const { return next_; }
+
+ private:
+  size_t together_;
+  unsigned left_;
+  uint16_t sourceHeight_;
+  PlaceWalk places_;
+  RowPair next_;
+  RowPair rows_[RowBatch::kMost];
+};
+
 // Makes every row of the result. False when the progress callback cancels.
 bool MakeRows(CLinearTransformMem& engine, HistogramUse use, CpuLevel level) {
-  const uint16_t height = engine.m_wOutputHeight;
-  unsigned char* out = engine.m_pDestination->m_pData + engine.m_wOutputBitsOffset;
-  const size_t outputRowBytes = static_cast<uint32_t>(engine.m_dwOutputRowBytes);
+  const bool isOurs = use == HistogramUse::kUnseen;
   RowMaker maker(engine, use, level);
-  PlaceWalk places(engine.m_dScaleY, height + 1u);
+  OutputRows results = ResultRows(engine, isOurs && maker.Streams(), level);
+  RowWalk walk(engine, isOurs ? RowBatch::kMost : 1);
   Progress progress(engine.m_pProgress);
-  RowPair next = PairRows(places.Next(), engine.m_wSourceHeight);
-  for (unsigned y = 0; y < height; ++y) {
-    const RowPair rows = next;
-    next = PairRows(places.Next(), engine.m_wSourceHeight);
-    maker.Make(rows, next, out + y * outputRowBytes);
-    if (!progress.Report(y, height)) return false;
+  unsigned made = 0;
+  for (auto rows = walk.Take(); !rows.empty(); rows = walk.Take()) {
+    maker.Make(rows, walk.Next(), results);
+    for (size_t i = 0; i < rows.size(); ++i) {
+      if (!progress.Report(made++, engine.m_wOutputHeight)) return false;
+    }
   }
   return true;
 }

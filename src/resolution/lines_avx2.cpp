@@ -89,10 +89,21 @@ DIBKIT_AVX2_INLINE uint32_t UsedLanes(const LinePlan& plan, uint32_t done) {
   return left >= kStore ? ~uint32_t{0} : (uint32_t{1} << left) - 1;
 }
 
-// A share of the bytes ahead: those of pass `pass`, at `step` bytes a pass.
-DIBKIT_AVX2_INLINE void Prefetch(Ahead ahead, size_t pass, size_t step) {
-  for (size_t at = pass * step; at < (pass + 1) * step && at < ahead.bytes; at += 64) {
-    _mm_prefetch(reinterpret_cast<const char*>(ahead.from + at), _MM_HINT_T0);
+// One pass's share of the traffic.
+DIBKIT_AVX2_INLINE void Carry(PassTraffic* traffic) {
+  for (size_t n = std::min(traffic->fetchStep, traffic->fetchLines); n != 0; --n) {
+    _mm_prefetch(reinterpret_cast<const char*>(traffic->fetch), _MM_HINT_T0);
+    traffic->fetch += kCacheLine;
+    --traffic->fetchLines;
+  }
+  LineRun& run = traffic->carry;
+  for (size_t n = std::min(traffic->carryStep, run.lines); n != 0; --n) {
+    auto* const to = reinterpret_cast<__m256i*>(run.to);
+    _mm256_stream_si256(to, Load(run.from));
+    _mm256_stream_si256(to + 1, Load(run.from + 32));
+    run.from += kCacheLine;
+    run.to += kCacheLine;
+    --run.lines;
   }
 }
 
@@ -116,25 +127,23 @@ struct RowWork {
   const LinePlan& plan;
   const uint8_t* rowA;
   const uint8_t* rowB;
-  Ahead ahead;
+  PassTraffic traffic;
   uint8_t* out;
   uint32_t together;    // groups of a pass, which makes 32 output bytes
   uint32_t passGroups;  // groups between two searches for flat runs
-  size_t aheadStep;
 
-  RowWork(const LinePlan& p, const uint8_t* a, const uint8_t* b, Ahead next, uint8_t* to)
+  RowWork(const LinePlan& p, const uint8_t* a, const uint8_t* b, const Traffic& beside, uint8_t* to)
       : plan(p),
         rowA(a),
         rowB(b),
-        ahead(next),
+        traffic(beside, p.groups / p.shape.together),
         out(to),
         together(p.shape.together),
-        passGroups(kSeek * p.shape.together),
-        aheadStep(StepAhead(next, p.groups / p.shape.together)) {}
+        passGroups(kSeek * p.shape.together) {}
 };
 
-DIBKIT_AVX2_INLINE void PrefetchPass(const RowWork& work, uint32_t pass) {
-  Prefetch(work.ahead, pass, work.aheadStep);
+DIBKIT_AVX2_INLINE void PrefetchPass(RowWork& work, uint32_t pass) {
+  Carry(&work.traffic);
   PrefetchOutput(work.plan, work.out, pass * kStore);
 }
 
@@ -151,7 +160,7 @@ DIBKIT_AVX2_INLINE void StoreFlat(const RowWork& work, uint32_t begin, uint32_t 
 // its neighbours' equal; returns the first group that may not. The next pass's first byte bounds
 // what a pass reads: no sample of it lies two pixels beyond. Passes at the row's end, whose
 // look-ups begin early, are never taken for flat.
-DIBKIT_AVX2 __attribute__((noinline)) uint32_t SkipFlat(const RowWork& work, uint32_t group) {
+DIBKIT_AVX2 __attribute__((noinline)) uint32_t SkipFlat(RowWork& work, uint32_t group) {
   const LinePlan& plan = work.plan;
   size_t at = 0;
   for (uint32_t next; (next = group + work.together) < plan.groups; group = next) {
@@ -438,9 +447,9 @@ DIBKIT_AVX2_INLINE void NarrowPass(const RowWork& work, const RowPhase& row, con
 
 template <ErrorForm kErrors, bool kLevel, int kChunks>
 DIBKIT_AVX2 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                           const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+                           const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
   // Level rows must not read the second row.
-  const RowWork work(plan, rowA, kLevel ? rowA : rowB, ahead, out);
+  RowWork work(plan, rowA, kLevel ? rowA : rowB, traffic, out);
   const RowLanes lanes = MakeRowLanes(plan, row);
   for (uint32_t group = 0; group < plan.groups;) {
     // Without errors to weigh, a pass costs no more than finding out that it is flat.
@@ -456,33 +465,34 @@ DIBKIT_AVX2 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint
 
 template <ErrorForm kErrors, bool kLevel>
 DIBKIT_AVX2 void NarrowForm(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                            const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, ahead, out);
-  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, ahead, out);
-  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, ahead, out);
+                            const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
+  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, traffic, out);
+  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, traffic, out);
+  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, traffic, out);
 }
 
 DIBKIT_AVX2 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                                const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+                                const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
   const bool level = row.fraction.significand == 0;
   if (plan.errors == ErrorForm::kSmooth) {
-    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, ahead, out);
+    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, traffic, out);
   }
   if (plan.errors == ErrorForm::kExact) {
-    return level ? NarrowForm<ErrorForm::kExact, true>(plan, row, rowA, rowB, ahead, out)
-                 : NarrowForm<ErrorForm::kExact, false>(plan, row, rowA, rowB, ahead, out);
+    return level ? NarrowForm<ErrorForm::kExact, true>(plan, row, rowA, rowB, traffic, out)
+                 : NarrowForm<ErrorForm::kExact, false>(plan, row, rowA, rowB, traffic, out);
   }
-  return level ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, ahead, out)
-               : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, ahead, out);
+  return level ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, traffic, out)
+               : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, traffic, out);
 }
 
 template <int kChunks>
-DIBKIT_AVX2 void CopyRow(const LinePlan& plan, const uint8_t* rowA, Ahead ahead, uint8_t* out) {
+DIBKIT_AVX2 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traffic& traffic,
+                         uint8_t* out) {
   const __m256i low = _mm256_set1_epi16(0xFF);
-  const size_t aheadStep = StepAhead(ahead, plan.groups / 4);
+  PassTraffic beside(traffic, plan.groups / 4);
   for (uint32_t group = 0; group < plan.groups; group += 4) {
     const uint32_t done = group * (kGroupBytes / 2);
-    Prefetch(ahead, group / 4, aheadStep);
+    Carry(&beside);
     PrefetchOutput(plan, out, done);
     const __m256i first = _mm256_and_si256(low, Pairs<kChunks>(plan, rowA, group));
     const __m256i second = _mm256_and_si256(low, Pairs<kChunks>(plan, rowA, group + 2));
@@ -491,10 +501,10 @@ DIBKIT_AVX2 void CopyRow(const LinePlan& plan, const uint8_t* rowA, Ahead ahead,
 }
 
 DIBKIT_AVX2 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
-                              const uint8_t* /*rowB*/, Ahead ahead, uint8_t* out) {
-  if (plan.chunks == 1) return CopyRow<1>(plan, rowA, ahead, out);
-  if (plan.chunks == 2) return CopyRow<2>(plan, rowA, ahead, out);
-  return CopyRow<0>(plan, rowA, ahead, out);
+                              const uint8_t* /*rowB*/, const Traffic& traffic, uint8_t* out) {
+  if (plan.chunks == 1) return CopyRow<1>(plan, rowA, traffic, out);
+  if (plan.chunks == 2) return CopyRow<2>(plan, rowA, traffic, out);
+  return CopyRow<0>(plan, rowA, traffic, out);
 }
 
 // ---- The wide form: 8 samples in lanes of 32 bits ----
@@ -791,8 +801,8 @@ DIBKIT_AVX2_INLINE void MixedPass(const RowWork& work, const MixedLanes& lanes, 
 
 template <int kChunks>
 DIBKIT_AVX2 void MixedRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                          const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  const RowWork work(plan, rowA, rowB, ahead, out);
+                          const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
+  RowWork work(plan, rowA, rowB, traffic, out);
   const WideLanes wide = MakeWideLanes(plan, row);
   const MixedLanes lanes = MakeMixedLanes(plan, row);
   OpenQueue queue;
@@ -810,8 +820,8 @@ DIBKIT_AVX2 void MixedRow(const LinePlan& plan, const RowPhase& row, const uint8
 
 template <int kChunks>
 DIBKIT_AVX2 void WideRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                         const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  const RowWork work(plan, rowA, rowB, ahead, out);
+                         const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
+  RowWork work(plan, rowA, rowB, traffic, out);
   const WideLanes lanes = MakeWideLanes(plan, row);
   OpenQueue queue;
   for (uint32_t group = 0; group < plan.groups;) {
@@ -827,19 +837,19 @@ DIBKIT_AVX2 void WideRow(const LinePlan& plan, const RowPhase& row, const uint8_
 }
 
 DIBKIT_AVX2 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                              const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+                              const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
   if (plan.byteWeights) {
-    return plan.chunks == 1 ? MixedRow<1>(plan, row, rowA, rowB, ahead, out)
-                            : MixedRow<0>(plan, row, rowA, rowB, ahead, out);
+    return plan.chunks == 1 ? MixedRow<1>(plan, row, rowA, rowB, traffic, out)
+                            : MixedRow<0>(plan, row, rowA, rowB, traffic, out);
   }
-  if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, ahead, out);
-  if (plan.chunks == 2) return WideRow<2>(plan, row, rowA, rowB, ahead, out);
-  return WideRow<0>(plan, row, rowA, rowB, ahead, out);
+  if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, traffic, out);
+  if (plan.chunks == 2) return WideRow<2>(plan, row, rowA, rowB, traffic, out);
+  return WideRow<0>(plan, row, rowA, rowB, traffic, out);
 }
 
 }  // namespace
 
 const LineKernels kAvx2LineKernels = {
-    {16, 2, 4}, {16, 4, 8}, MakeCopyLine, MakeNarrowLine, MakeWideLine};
+    {16, 2, 4}, {16, 4, 8}, EachRow<MakeCopyLine>, EachRow<MakeNarrowLine>, EachRow<MakeWideLine>};
 
 }  // namespace dibkit::resolution

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <algorithm>
+#include <bit>
+
 #include "common/simd.h"
 #include "resolution/line_kernels.h"
 #include "resolution/line_settle.h"
@@ -87,10 +90,19 @@ DIBKIT_AVX512_INLINE __m512i Divide(__m512i number, const RowLanes& lanes) {
   return _mm512_srl_epi16(_mm512_mulhi_epu16(number, lanes.reciprocal), lanes.reciprocalShift);
 }
 
-// A share of the bytes ahead: those of pass `pass`, at `step` bytes a pass.
-DIBKIT_AVX512_INLINE void Prefetch(Ahead ahead, size_t pass, size_t step) {
-  for (size_t at = pass * step; at < (pass + 1) * step && at < ahead.bytes; at += 64) {
-    _mm_prefetch(reinterpret_cast<const char*>(ahead.from + at), _MM_HINT_T0);
+// One pass's share of the traffic.
+DIBKIT_AVX512_INLINE void Carry(PassTraffic* traffic) {
+  for (size_t n = std::min(traffic->fetchStep, traffic->fetchLines); n != 0; --n) {
+    _mm_prefetch(reinterpret_cast<const char*>(traffic->fetch), _MM_HINT_T0);
+    traffic->fetch += kCacheLine;
+    --traffic->fetchLines;
+  }
+  LineRun& run = traffic->carry;
+  for (size_t n = std::min(traffic->carryStep, run.lines); n != 0; --n) {
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(run.to), _mm512_loadu_si512(run.from));
+    run.from += kCacheLine;
+    run.to += kCacheLine;
+    --run.lines;
   }
 }
 
@@ -150,7 +162,6 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& 
   g.number = _mm512_mullo_epi16(
       _mm512_maddubs_epi16(a, _mm512_load_si512(plan.weights + group * 64)), lanes.weightA);
   g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
-  if (kErrors == ErrorForm::kExact) return g;
   g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
   g.across = _mm512_maddubs_epi16(a, lanes.stepA);
   const __mmask32 whole =
@@ -172,10 +183,6 @@ DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes
   const __m512i sumB = _mm512_maddubs_epi16(b, weights);
   g.number = _mm512_add_epi16(_mm512_mullo_epi16(sumA, lanes.weightA),
                               _mm512_mullo_epi16(sumB, lanes.weightB));
-  if (kErrors == ErrorForm::kExact) {
-    g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
-    return g;
-  }
   g.across =
       _mm512_add_epi16(_mm512_maddubs_epi16(a, lanes.stepA), _mm512_maddubs_epi16(b, lanes.stepB));
   g.down = _mm512_sub_epi16(sumB, sumA);
@@ -318,16 +325,16 @@ DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, c
 
 template <ErrorForm kErrors, bool kLevel, int kChunks>
 DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                             const uint8_t* second, Ahead ahead, uint8_t* out) {
+                             const uint8_t* second, const Traffic& traffic, uint8_t* out) {
   const uint8_t* rowB = kLevel ? rowA : second;  // level rows must not read the second
   const RowLanes lanes = MakeRowLanes(plan, row);
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m512i nearGuard = Word(plan.nearGuard);
   const __m512i farGuard = Word(plan.guard);
-  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
+  PassTraffic beside(traffic, plan.groups / 2);
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += 2) {
-    Prefetch(ahead, group / 2, aheadStep);
+    Carry(&beside);
     PrefetchOutput(plan, out, group * kGroup);
     const uint32_t done = group * kGroup;
     const __mmask64 used = UsedLanes(plan, done);
@@ -347,15 +354,14 @@ DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const ui
                     : MakeGroup<kErrors>(plan, lanes, guard, near, a,
                                          Pairs<kChunks>(plan, rowB, group + i), group + i);
     }
-    flat = !kLevel && kErrors != ErrorForm::kExact && (g[0].stepped | g[1].stepped) == 0;
-    if (kErrors != ErrorForm::kExact && (g[0].unsure | g[1].unsure) != 0) {
+    flat = !kLevel && (g[0].stepped | g[1].stepped) == 0;
+    if ((g[0].unsure | g[1].unsure) != 0) {
       Look<kErrors>(plan, lanes, isNear, &g[0]);
       Look<kErrors>(plan, lanes, isNear, &g[1]);
     }
     _mm512_mask_storeu_epi8(
         out + done, used,
         _mm512_permutexvar_epi64(order, _mm512_packus_epi16(g[0].value, g[1].value)));
-    if (kErrors == ErrorForm::kExact) continue;
     const __mmask64 unsure = (g[0].unsure | (uint64_t{g[1].unsure} << 32)) & used;
     if (unsure != 0) SettleSamples(plan, row, rowA, rowB, out, done, unsure);
   }
@@ -363,33 +369,80 @@ DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const ui
 
 template <ErrorForm kErrors, bool kLevel>
 DIBKIT_AVX512 void NarrowForm(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                              const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, ahead, out);
-  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, ahead, out);
-  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, ahead, out);
+                              const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
+  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, traffic, out);
+  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, traffic, out);
+  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, traffic, out);
 }
 
-DIBKIT_AVX512 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                                  const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  const bool level = row.fraction.significand == 0;
+DIBKIT_AVX512 void NarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                              const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
   if (plan.errors == ErrorForm::kSmooth) {
-    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, ahead, out);
+    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, traffic, out);
   }
-  if (plan.errors == ErrorForm::kExact) {
-    return level ? NarrowForm<ErrorForm::kExact, true>(plan, row, rowA, rowB, ahead, out)
-                 : NarrowForm<ErrorForm::kExact, false>(plan, row, rowA, rowB, ahead, out);
-  }
-  return level ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, ahead, out)
-               : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, ahead, out);
+  return row.fraction.significand == 0
+             ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, traffic, out)
+             : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, traffic, out);
+}
+
+// ---- The narrow form without errors: all parts are powers of two ----
+
+struct ExactGroup {
+  __m512i top;   // A's weighted sum times Qy
+  __m512i down;  // V
+};
+
+template <int kChunks>
+DIBKIT_AVX512_INLINE ExactGroup MakeExactGroup(const LinePlan& plan, const uint8_t* rowA,
+                                               const uint8_t* rowB, size_t group, __m128i shiftY) {
+  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
+  const __m512i sumA = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowA, group), weights);
+  const __m512i sumB = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowB, group), weights);
+  return {_mm512_sll_epi16(sumA, shiftY), _mm512_sub_epi16(sumB, sumA)};
+}
+
+DIBKIT_AVX512_INLINE __m512i ExactValue(const ExactGroup& g, __m512i phase, __m128i shift) {
+  return _mm512_srl_epi16(_mm512_add_epi16(g.top, _mm512_mullo_epi16(g.down, phase)), shift);
 }
 
 template <int kChunks>
-DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, Ahead ahead, uint8_t* out) {
+DIBKIT_AVX512 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  const __m128i shift = _mm_cvtsi32_si128(std::countr_zero(plan.divisor));
+  const __m128i shiftY = _mm_cvtsi32_si128(std::countr_zero(plan.partsY));
+  // A level row that is alone must not read the second.
+  const bool level = batch.count == 1 && batch.phases[0].phase == 0;
+  const uint8_t* rowB = level ? batch.rowA : batch.rowB;
+  PassTraffic beside(batch.traffic, plan.groups / 2);
+  for (uint32_t group = 0; group < plan.groups; group += 2) {
+    Carry(&beside);
+    const uint32_t done = group * kGroup;
+    const __mmask64 used = UsedLanes(plan, done);
+    const ExactGroup first = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group, shiftY);
+    const ExactGroup last = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group + 1, shiftY);
+    for (uint32_t i = 0; i < batch.count; ++i) {
+      const __m512i phase = Word(batch.phases[i].phase);
+      const __m512i bytes =
+          _mm512_packus_epi16(ExactValue(first, phase, shift), ExactValue(last, phase, shift));
+      _mm512_mask_storeu_epi8(batch.Out(i) + done, used, _mm512_permutexvar_epi64(order, bytes));
+    }
+  }
+}
+
+DIBKIT_AVX512 void MakeNarrowRows(const LinePlan& plan, const RowBatch& batch) {
+  if (plan.errors != ErrorForm::kExact) return EachRow<NarrowLine>(plan, batch);
+  if (plan.chunks == 1) return ExactRows<1>(plan, batch);
+  return ExactRows<0>(plan, batch);
+}
+
+template <int kChunks>
+DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traffic& traffic,
+                           uint8_t* out) {
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m512i low = _mm512_set1_epi16(0xFF);
-  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
+  PassTraffic beside(traffic, plan.groups / 2);
   for (uint32_t group = 0; group < plan.groups; group += 2) {
-    Prefetch(ahead, group / 2, aheadStep);
+    Carry(&beside);
     PrefetchOutput(plan, out, group * kGroup);
     const __m512i first = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group));
     const __m512i second = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group + 1));
@@ -399,11 +452,11 @@ DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, Ahead ahea
   }
 }
 
-DIBKIT_AVX512 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
-                                const uint8_t* /*rowB*/, Ahead ahead, uint8_t* out) {
-  if (plan.chunks == 1) return CopyRow<1>(plan, rowA, ahead, out);
-  if (plan.chunks == 2) return CopyRow<2>(plan, rowA, ahead, out);
-  return CopyRow<0>(plan, rowA, ahead, out);
+DIBKIT_AVX512 void CopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
+                            const uint8_t* /*rowB*/, const Traffic& traffic, uint8_t* out) {
+  if (plan.chunks == 1) return CopyRow<1>(plan, rowA, traffic, out);
+  if (plan.chunks == 2) return CopyRow<2>(plan, rowA, traffic, out);
+  return CopyRow<0>(plan, rowA, traffic, out);
 }
 
 // ---- The wide form: 16 samples in lanes of 32 bits ----
@@ -444,8 +497,10 @@ DIBKIT_AVX512_INLINE __m512i WidePairs(const LinePlan& plan, const uint8_t* row,
   const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
   const uint32_t* offsets = plan.offsets + group * chunks;
   const uint8_t* index = plan.index + group * chunks * 64;
-  __m512i pairs = _mm512_setzero_si512();
-  for (uint32_t chunk = 0; chunk < chunks; ++chunk) {
+  // The second byte of each word is 0.
+  __m512i pairs = _mm512_maskz_permutexvar_epi8(0x5555555555555555, _mm512_load_si512(index),
+                                                _mm512_loadu_si512(row + offsets[0]));
+  for (uint32_t chunk = 1; chunk < chunks; ++chunk) {
     const __m512i places = _mm512_load_si512(index + size_t{chunk} * 64);
     pairs = _mm512_mask_permutexvar_epi8(pairs, _knot_mask64(_mm512_movepi8_mask(places)), places,
                                          _mm512_loadu_si512(row + offsets[chunk]));
@@ -502,7 +557,7 @@ DIBKIT_AVX512_INLINE __mmask16 JudgeWide(const LinePlan& plan, const WideLanes& 
 
 // Output bytes of a row that single precision left open, to be judged 16 at a time.
 struct OpenQueue {
-  static constexpr uint32_t kRoom = 512;
+  static constexpr uint32_t kRoom = 256;
   uint32_t count = 0;
   alignas(64) uint32_t sample[kRoom + kWideGroup];
   alignas(64) uint32_t corners[kRoom + kWideGroup];  // bytes: A left, B left, A right, B right
@@ -510,16 +565,34 @@ struct OpenQueue {
   bool Full() const { return count > kRoom - kWideTogether * kWideGroup; }
 };
 
-// Queues those of 16 output bytes that are unsure, but for flat ones, which are right as they are.
+// Queues those of 16 output bytes that are open.
 DIBKIT_AVX512_INLINE void QueueOpen(const LinePlan& plan, __mmask16 unsure, __m512i sample,
                                     __m512i corners, OpenQueue* queue) {
   const __m512i samples = _mm512_set1_epi32(static_cast<int>(plan.samples));
-  const __mmask16 used = _mm512_mask_cmplt_epu32_mask(unsure, sample, samples);
-  const __mmask16 open = _mm512_mask_cmpneq_epi32_mask(used, corners, _mm512_rol_epi32(corners, 8));
+  const __mmask16 open = _mm512_mask_cmplt_epu32_mask(unsure, sample, samples);
   _mm512_storeu_si512(queue->sample + queue->count, _mm512_maskz_compress_epi32(open, sample));
   _mm512_storeu_si512(queue->corners + queue->count, _mm512_maskz_compress_epi32(open, corners));
   queue->count += static_cast<uint32_t>(__builtin_popcount(open));
 }
+
+// The four samples of each of 16 output bytes, as bytes: A left, B left, A right, B right.
+DIBKIT_AVX512_INLINE __m512i CornersOfWords(__m512i a, __m512i b) {
+  return _mm512_or_si512(a, _mm512_slli_epi32(b, 8));
+}
+
+// Those that are not all equal; the others are right as they are, for all that single precision
+// knows.
+DIBKIT_AVX512_INLINE __mmask16 UnequalCorners(__m512i corners) {
+  return _mm512_cmpneq_epi32_mask(corners, _mm512_rol_epi32(corners, 8));
+}
+
+// Masks for the 64 output bytes of a pass, 16 lanes each.
+struct LaneMasks {
+  __mmask16 of[4];
+
+  bool Any() const { return (of[0] | of[1] | of[2] | of[3]) != 0; }
+  bool All() const { return (of[0] & of[1] & of[2] & of[3]) == 0xFFFF; }
+};
 
 // Decides 16 queued bytes: integers tell on which side of the near integer they lie; on the integer
 // itself the error sum does. Returns the lanes that stay open.
@@ -551,12 +624,13 @@ DIBKIT_AVX512_INLINE __mmask16 JudgeOpen(const LinePlan& plan, const WideLanes& 
   return open;
 }
 
-// Judges all that is queued. The last 16 are filled up with one of them, which does no harm.
-DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const RowPhase& row,
-                                                   const WideLanes& lanes, const uint8_t* rowA,
-                                                   const uint8_t* rowB, uint8_t* out,
+// Judges all that is queued of a row. The last 16 are filled up with one of them, which does no
+// harm.
+DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const RowBatch& batch,
+                                                   uint32_t row, const WideLanes& lanes,
                                                    OpenQueue* queue) {
   if (queue->count == 0) return;
+  uint8_t* const out = batch.Out(row);
   const uint32_t last = queue->count - 1;
   _mm512_storeu_si512(queue->sample + queue->count,
                       _mm512_set1_epi32(static_cast<int>(queue->sample[last])));
@@ -565,7 +639,8 @@ DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const R
   for (uint32_t at = 0; at < queue->count; at += kWideGroup) {
     for (uint32_t open = JudgeOpen(plan, lanes, *queue, at, out); open != 0; open &= open - 1) {
       const auto lane = static_cast<uint32_t>(__builtin_ctz(open));
-      SettleSamples(plan, row, rowA, rowB, out, queue->sample[at + lane], 1);
+      SettleSamples(plan, batch.phases[row], batch.rowA, batch.rowB, out, queue->sample[at + lane],
+                    1);
     }
   }
   queue->count = 0;
@@ -591,151 +666,270 @@ DIBKIT_AVX512_INLINE bool WideFlatBytes(const LinePlan& plan, const uint8_t* row
   return _mm512_test_epi64_mask(other, other) == 0;
 }
 
+// The pairs of samples of both source rows.
+struct SampleRows {
+  __m512i a, b;
+};
+
+// The part of 16 output bytes that all rows between the same two source rows share.
+struct WideShare {
+  __m512 top;   // A's value with 16 bits behind the point, raised by 4 of its last places
+  __m512 down;  // V
+};
+
 template <int kChunks>
-DIBKIT_AVX512 void WideRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                           const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  const WideLanes lanes = MakeWideLanes(plan, row);
+DIBKIT_AVX512_INLINE WideShare MakeWideShare(const LinePlan& plan, const WideLanes& lanes,
+                                             const RowBatch& batch, size_t group,
+                                             SampleRows* samples) {
+  const __m512i weights = _mm512_load_si512(plan.wideWeights + group * 2 * kWideGroup);
+  const __m512i a = WidePairs<kChunks>(plan, batch.rowA, group);
+  const __m512i b = WidePairs<kChunks>(plan, batch.rowB, group);
+  *samples = {a, b};
+  const __m512i sumA = _mm512_madd_epi16(a, weights);
+  const __m512i sumB = _mm512_madd_epi16(b, weights);
+  return {_mm512_fmadd_ps(_mm512_cvtepi32_ps(sumA), lanes.scaleA, _mm512_set1_ps(4)),
+          _mm512_cvtepi32_ps(_mm512_sub_epi32(sumB, sumA))};
+}
+
+// The four samples of each output byte of a pass, and which are not flat: the flat ones are right,
+// for all that single precision knows. Found when the first row of a batch asks.
+struct PassCorners {
+  __m512i of[4];
+  LaneMasks uneven;
+  bool known = false;
+};
+
+DIBKIT_AVX512_INLINE void FindUneven(PassCorners* corners) {
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < 4; ++i) {
+    corners->uneven.of[i] =
+        _mm512_cmpneq_epi32_mask(corners->of[i], _mm512_rol_epi32(corners->of[i], 8));
+  }
+  corners->known = true;
+}
+
+DIBKIT_AVX512_INLINE void FindWideCorners(const SampleRows* samples, PassCorners* corners) {
+  if (corners->known) return;
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < 4; ++i) {
+    corners->of[i] = _mm512_or_si512(samples[i].a, _mm512_slli_epi32(samples[i].b, 8));
+  }
+  FindUneven(corners);
+}
+
+// Samples 0 to 15 of a pass, 16 to 31 and so on.
+DIBKIT_AVX512 __attribute__((noinline)) void QueueWide(const LinePlan& plan, uint32_t first,
+                                                       const LaneMasks& open,
+                                                       const PassCorners& corners,
+                                                       OpenQueue* queue) {
+  for (uint32_t i = 0; i < kWideTogether; ++i) {
+    if (open.of[i] == 0) continue;
+    const __m512i sample =
+        _mm512_add_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
+                         _mm512_set1_epi32(static_cast<int>(first + i * kWideGroup)));
+    QueueOpen(plan, open.of[i], sample, corners.of[i], queue);
+  }
+}
+
+// One row's 64 bytes, still in the order that packing leaves, and the lanes that lie too near to an
+// integer.
+DIBKIT_AVX512_INLINE __m512i WideBytes(const WideShare* share, __m512 scaleV, LaneMasks* unsure) {
+  __m512i value[kWideTogether];
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < kWideTogether; ++i) {
+    const __m512i fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(share[i].down, scaleV, share[i].top));
+    unsure->of[i] = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
+    value[i] = _mm512_srli_epi32(fixed, 16);
+  }
+  return _mm512_packus_epi16(_mm512_packus_epi32(value[0], value[1]),
+                             _mm512_packus_epi32(value[2], value[3]));
+}
+
+// Whatever of the unsure lanes is not flat is open.
+DIBKIT_AVX512_INLINE LaneMasks OpenLanes(const LaneMasks& unsure, const LaneMasks& uneven) {
+  LaneMasks open;
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < 4; ++i) {
+    open.of[i] = static_cast<__mmask16>(unsure.of[i] & uneven.of[i]);
+  }
+  return open;
+}
+
+template <int kChunks>
+DIBKIT_AVX512 void WideRows(const LinePlan& plan, const RowBatch& batch) {
+  WideLanes lanes[RowBatch::kMost];
+  OpenQueue queues[RowBatch::kMost];
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    lanes[row] = MakeWideLanes(plan, batch.phases[row]);
+  }
   const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-  const size_t aheadStep = StepAhead(ahead, plan.groups / kWideTogether);
-  OpenQueue queue;
+  PassTraffic beside(batch.traffic, plan.groups / kWideTogether);
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += kWideTogether) {
-    Prefetch(ahead, group / kWideTogether, aheadStep);
-    PrefetchOutput(plan, out, group * kWideGroup);
+    Carry(&beside);
     const uint32_t done = group * kWideGroup;
     const __mmask64 used = UsedLanes(plan, done);
     __m512i bytes;
-    if (flat && WideFlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
-      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi32(order, bytes));
+    if (flat && WideFlatBytes<kChunks>(plan, batch.rowA, batch.rowB, group, &bytes)) {
+      bytes = _mm512_permutexvar_epi32(order, bytes);
+      for (uint32_t row = 0; row < batch.count; ++row) {
+        _mm512_mask_storeu_epi8(batch.Out(row) + done, used, bytes);
+      }
       continue;
     }
-    WideGroup g[kWideTogether];
-    uint32_t unsure = 0;
-    uint32_t all = 0xFFFF;
+    WideShare share[kWideTogether];
+    SampleRows samples[kWideTogether];
+    PassCorners corners;
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < kWideTogether; ++i) {
-      const __m512i weights = _mm512_load_si512(plan.wideWeights + (group + i) * 2 * kWideGroup);
-      g[i] = MakeWideGroup(lanes, weights, WidePairs<kChunks>(plan, rowA, group + i),
-                           WidePairs<kChunks>(plan, rowB, group + i));
-      unsure |= g[i].unsure;
-      all &= g[i].unsure;
+      share[i] = MakeWideShare<kChunks>(plan, lanes[0], batch, group + i, &samples[i]);
     }
-    flat = all == 0xFFFF;
-    if (unsure != 0) {
-#pragma GCC unroll 4
-      for (uint32_t i = 0; i < kWideTogether; ++i) {
-        const __m512i sample = _mm512_add_epi32(
-            _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
-            _mm512_set1_epi32(static_cast<int>(done + kWideGroup * i)));
-        QueueOpen(plan, g[i].unsure, sample, _mm512_or_si512(g[i].a, _mm512_slli_epi32(g[i].b, 8)),
-                  &queue);
-      }
+    for (uint32_t row = 0; row < batch.count; ++row) {
+      uint8_t* const out = batch.Out(row);
+      PrefetchOutput(plan, out, done);
+      LaneMasks unsure;
+      bytes = WideBytes(share, lanes[row].scaleV, &unsure);
+      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi32(order, bytes));
+      flat = unsure.All();
+      if (!unsure.Any()) continue;
+      FindWideCorners(samples, &corners);
+      const LaneMasks open = OpenLanes(unsure, corners.uneven);
+      if (!open.Any()) continue;
+      QueueWide(plan, done, open, corners, &queues[row]);
+      if (queues[row].Full()) Empty(plan, batch, row, lanes[row], &queues[row]);
     }
-    const __m512i low =
-        _mm512_packus_epi32(_mm512_srli_epi32(g[0].fixed, 16), _mm512_srli_epi32(g[1].fixed, 16));
-    const __m512i high =
-        _mm512_packus_epi32(_mm512_srli_epi32(g[2].fixed, 16), _mm512_srli_epi32(g[3].fixed, 16));
-    _mm512_mask_storeu_epi8(out + done, used,
-                            _mm512_permutexvar_epi32(order, _mm512_packus_epi16(low, high)));
-    if (queue.Full()) Empty(plan, row, lanes, rowA, rowB, out, &queue);
   }
-  Empty(plan, row, lanes, rowA, rowB, out, &queue);
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    Empty(plan, batch, row, lanes[row], &queues[row]);
+  }
 }
 
 // ---- The wide form with weights of a byte: sums of 16 bits, 32 to a vector ----
 
-struct MixedGroup {
-  __m512i a, b;       // pairs of samples
-  __m512i low, high;  // WideGroup::fixed of samples 0 to 3, 8 to 11, ... and of the others
-  __mmask16 unsureLow, unsureHigh;
+// The weighted sums (A, B) of samples 0 to 3, 8 to 11, ... and of the others.
+struct MixedShare {
+  __m512i low, high;
 };
 
-DIBKIT_AVX512_INLINE __m512i MixedValue(__m512i sums, __m512i weights, __m512 scale) {
-  return _mm512_cvtps_epi32(_mm512_fmadd_ps(_mm512_cvtepi32_ps(_mm512_madd_epi16(sums, weights)),
-                                            scale, _mm512_set1_ps(4)));
-}
-
-DIBKIT_AVX512_INLINE MixedGroup MakeMixedGroup(const LinePlan& plan, __m512i weightsY, __m512 scale,
-                                               __m512i a, __m512i b, size_t group) {
-  MixedGroup g;
-  g.a = a;
-  g.b = b;
+template <int kChunks>
+DIBKIT_AVX512_INLINE MixedShare MakeMixedShare(const LinePlan& plan, const RowBatch& batch,
+                                               size_t group, SampleRows* samples) {
   const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
+  const __m512i a = Pairs<kChunks>(plan, batch.rowA, group);
+  const __m512i b = Pairs<kChunks>(plan, batch.rowB, group);
+  *samples = {a, b};
   const __m512i sumA = _mm512_maddubs_epi16(a, weights);
   const __m512i sumB = _mm512_maddubs_epi16(b, weights);
-  g.low = MixedValue(_mm512_unpacklo_epi16(sumA, sumB), weightsY, scale);
-  g.high = MixedValue(_mm512_unpackhi_epi16(sumA, sumB), weightsY, scale);
-  g.unsureLow = _mm512_testn_epi32_mask(g.low, _mm512_set1_epi32(0xFFF8));
-  g.unsureHigh = _mm512_testn_epi32_mask(g.high, _mm512_set1_epi32(0xFFF8));
-  return g;
+  return {_mm512_unpacklo_epi16(sumA, sumB), _mm512_unpackhi_epi16(sumA, sumB)};
 }
 
-DIBKIT_AVX512_INLINE void QueueMixed(const LinePlan& plan, const MixedGroup& g, uint32_t first,
-                                     OpenQueue* queue) {
-  const __m512i sample =
-      _mm512_add_epi32(_mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27),
-                       _mm512_set1_epi32(static_cast<int>(first)));
-  QueueOpen(plan, g.unsureLow, sample, _mm512_unpacklo_epi8(g.a, g.b), queue);
-  QueueOpen(plan, g.unsureHigh, _mm512_add_epi32(sample, _mm512_set1_epi32(4)),
-            _mm512_unpackhi_epi8(g.a, g.b), queue);
+DIBKIT_AVX512_INLINE void FindMixedCorners(const SampleRows* samples, PassCorners* corners) {
+  if (corners->known) return;
+#pragma GCC unroll 2
+  for (uint32_t i = 0; i < 2; ++i) {
+    corners->of[2 * i] = _mm512_unpacklo_epi8(samples[i].a, samples[i].b);
+    corners->of[2 * i + 1] = _mm512_unpackhi_epi8(samples[i].a, samples[i].b);
+  }
+  FindUneven(corners);
 }
 
-DIBKIT_AVX512_INLINE __m512i MixedWords(const MixedGroup& g) {
-  return _mm512_packus_epi32(_mm512_srli_epi32(g.low, 16), _mm512_srli_epi32(g.high, 16));
+// Samples 0 to 3, 8 to 11, ..., 24 to 27 of a pass, 4 to 7, 12 to 15, ..., and the same from 32.
+DIBKIT_AVX512 __attribute__((noinline)) void QueueMixed(const LinePlan& plan, uint32_t first,
+                                                        const LaneMasks& open,
+                                                        const PassCorners& corners,
+                                                        OpenQueue* queue) {
+  for (uint32_t i = 0; i < 4; ++i) {
+    if (open.of[i] == 0) continue;
+    const __m512i sample = _mm512_add_epi32(
+        _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27),
+        _mm512_set1_epi32(static_cast<int>(first + i / 2 * kGroup + i % 2 * 4)));
+    QueueOpen(plan, open.of[i], sample, corners.of[i], queue);
+  }
+}
+
+// The value with 16 bits behind the point, raised by 4 of its last places, as a word.
+DIBKIT_AVX512_INLINE __m512i MixedValue(__m512i sums, __m512i weights, __m512 scale,
+                                        __mmask16* unsure) {
+  const __m512i fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(
+      _mm512_cvtepi32_ps(_mm512_madd_epi16(sums, weights)), scale, _mm512_set1_ps(4)));
+  *unsure = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
+  return _mm512_srli_epi32(fixed, 16);
+}
+
+DIBKIT_AVX512_INLINE __m512i MixedBytes(const MixedShare* share, __m512i weights, __m512 scale,
+                                        LaneMasks* unsure) {
+  __m512i words[2];
+#pragma GCC unroll 2
+  for (uint32_t i = 0; i < 2; ++i) {
+    words[i] =
+        _mm512_packus_epi32(MixedValue(share[i].low, weights, scale, &unsure->of[2 * i]),
+                            MixedValue(share[i].high, weights, scale, &unsure->of[2 * i + 1]));
+  }
+  return _mm512_packus_epi16(words[0], words[1]);
+}
+
+// Pairs of words (Qy - q, q).
+DIBKIT_AVX512_INLINE __m512i MixedWeights(const LinePlan& plan, const RowPhase& row) {
+  return _mm512_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16)));
 }
 
 template <int kChunks>
-DIBKIT_AVX512 void MixedRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                            const uint8_t* rowB, Ahead ahead, uint8_t* out) {
-  const WideLanes lanes = MakeWideLanes(plan, row);
-  const __m512i weightsY =
-      _mm512_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16)));
+DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
+  WideLanes lanes[RowBatch::kMost];
+  OpenQueue queues[RowBatch::kMost];
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    lanes[row] = MakeWideLanes(plan, batch.phases[row]);
+  }
   const __m512 scale = _mm512_set1_ps(static_cast<float>(65536.0 / plan.divisor));
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
-  const size_t aheadStep = StepAhead(ahead, plan.groups / 2);
-  OpenQueue queue;
+  PassTraffic beside(batch.traffic, plan.groups / 2);
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += 2) {
+    Carry(&beside);
     const uint32_t done = group * kGroup;
-    Prefetch(ahead, group / 2, aheadStep);
-    PrefetchOutput(plan, out, done);
     const __mmask64 used = UsedLanes(plan, done);
     __m512i bytes;
-    if (flat && FlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
-      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+    if (flat && FlatBytes<kChunks>(plan, batch.rowA, batch.rowB, group, &bytes)) {
+      bytes = _mm512_permutexvar_epi64(order, bytes);
+      for (uint32_t row = 0; row < batch.count; ++row) {
+        _mm512_mask_storeu_epi8(batch.Out(row) + done, used, bytes);
+      }
       continue;
     }
-    MixedGroup g[2];
-#pragma GCC unroll 2
-    for (uint32_t i = 0; i < 2; ++i) {
-      g[i] = MakeMixedGroup(plan, weightsY, scale, Pairs<kChunks>(plan, rowA, group + i),
-                            Pairs<kChunks>(plan, rowB, group + i), group + i);
+    SampleRows samples[2];
+    PassCorners corners;
+    const MixedShare share[2] = {MakeMixedShare<kChunks>(plan, batch, group, &samples[0]),
+                                 MakeMixedShare<kChunks>(plan, batch, group + 1, &samples[1])};
+    for (uint32_t row = 0; row < batch.count; ++row) {
+      uint8_t* const out = batch.Out(row);
+      PrefetchOutput(plan, out, done);
+      LaneMasks unsure;
+      bytes = MixedBytes(share, MixedWeights(plan, batch.phases[row]), scale, &unsure);
+      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+      flat = unsure.All();
+      if (!unsure.Any()) continue;
+      FindMixedCorners(samples, &corners);
+      const LaneMasks open = OpenLanes(unsure, corners.uneven);
+      if (!open.Any()) continue;
+      QueueMixed(plan, done, open, corners, &queues[row]);
+      if (queues[row].Full()) Empty(plan, batch, row, lanes[row], &queues[row]);
     }
-    _mm512_mask_storeu_epi8(
-        out + done, used,
-        _mm512_permutexvar_epi64(order, _mm512_packus_epi16(MixedWords(g[0]), MixedWords(g[1]))));
-    flat = (g[0].unsureLow & g[0].unsureHigh & g[1].unsureLow & g[1].unsureHigh) == 0xFFFF;
-    if ((g[0].unsureLow | g[0].unsureHigh | g[1].unsureLow | g[1].unsureHigh) == 0) continue;
-    QueueMixed(plan, g[0], done, &queue);
-    QueueMixed(plan, g[1], done + kGroup, &queue);
-    if (queue.Full()) Empty(plan, row, lanes, rowA, rowB, out, &queue);
   }
-  Empty(plan, row, lanes, rowA, rowB, out, &queue);
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    Empty(plan, batch, row, lanes[row], &queues[row]);
+  }
 }
 
-DIBKIT_AVX512 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                                const uint8_t* rowB, Ahead ahead, uint8_t* out) {
+DIBKIT_AVX512 void MakeWideRows(const LinePlan& plan, const RowBatch& batch) {
   if (plan.byteWeights) {
-    return plan.chunks == 1 ? MixedRow<1>(plan, row, rowA, rowB, ahead, out)
-                            : MixedRow<0>(plan, row, rowA, rowB, ahead, out);
+    return plan.chunks == 1 ? MixedRows<1>(plan, batch) : MixedRows<0>(plan, batch);
   }
-  if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, ahead, out);
-  return WideRow<0>(plan, row, rowA, rowB, ahead, out);
+  return plan.chunks == 1 ? WideRows<1>(plan, batch) : WideRows<0>(plan, batch);
 }
 
 }  // namespace
 
 const LineKernels kAvx512LineKernels = {
-    {64, 2, 2}, {64, 4, 4}, MakeCopyLine, MakeNarrowLine, MakeWideLine};
+    {64, 2, 2}, {64, 4, 4}, EachRow<CopyLine>, MakeNarrowRows, MakeWideRows};
 
 }  // namespace dibkit::resolution

@@ -162,7 +162,7 @@ void DecideGrid(const LinePlan& plan, const RowPhase& row, size_t group, const N
 }
 
 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                    const uint8_t* second, Ahead /*ahead*/, uint8_t* out) {
+                    const uint8_t* second, const Traffic& /*traffic*/, uint8_t* out) {
   // A level row must not read the second, whose weight is 0.
   const uint8_t* rowB = row.fraction.significand == 0 ? rowA : second;
   for (uint32_t group = 0; group < plan.groups; ++group) {
@@ -201,7 +201,7 @@ void Approximate(const LinePlan& plan, const RowPhase& row, size_t group, const 
 }
 
 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                  const uint8_t* rowB, Ahead /*ahead*/, uint8_t* out) {
+                  const uint8_t* rowB, const Traffic& /*traffic*/, uint8_t* out) {
   for (uint32_t group = 0; group < plan.groups; ++group) {
     Samples samples;
     uint8_t value[kBlock], unsure[kBlock];
@@ -212,7 +212,7 @@ void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA
 }
 
 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
-                  const uint8_t* /*rowB*/, Ahead /*ahead*/, uint8_t* out) {
+                  const uint8_t* /*rowB*/, const Traffic& /*traffic*/, uint8_t* out) {
   for (uint32_t sample = 0; sample < plan.samples; ++sample) {
     out[sample] = rowA[plan.offsets[2 * sample]];
   }
@@ -221,6 +221,6 @@ void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* 
 }  // namespace
 
 const LineKernels kPortableLineKernels = {
-    {0, 2, 1}, {0, 4, 1}, MakeCopyLine, MakeNarrowLine, MakeWideLine};
+    {0, 2, 1}, {0, 4, 1}, EachRow<MakeCopyLine>, EachRow<MakeNarrowLine>, EachRow<MakeWideLine>};
 
 }  // namespace dibkit::resolution

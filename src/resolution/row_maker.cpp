@@ -51,6 +51,7 @@ RowMaker::RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level
       use_(use),
       source_(engine.m_pSource->m_pData + engine.m_wSourceBitsOffset),
       sourceRowBytes_(static_cast<uint32_t>(engine.m_dwSourceRowBytes)),
+      outputRowBytes_(static_cast<uint32_t>(engine.m_dwOutputRowBytes)),
       plain_(PlainMakerFor(engine.m_wKind)) {
   if (engine.m_wSourceWidth == 0 || engine.m_wSourceHeight == 0) {
     plain_ = nullptr;
@@ -113,30 +114,65 @@ void RowMaker::MakeBilevel(const RowPair& rows, unsigned char* out) {
                          out);
 }
 
-void RowMaker::Make(const RowPair& rows, const RowPair& next, unsigned char* out) {
-  if (bilevel_) return MakeBilevel(rows, out);
-  if (plain_ == nullptr || MakeFast(rows, next, out)) return;
-  (engine_.*plain_)(rows.fraction, SourceRow(rows.first), SourceRow(rows.second), out);
+// Where the arithmetic is heavy it hides the price of fetching old lines, and carrying lines would
+// only add to it. It is light when it is next to none, or shared by several rows.
+bool RowMaker::Streams() const {
+  if (kernel_ == nullptr) return false;
+  const bool enlarges = engine_.m_wOutputHeight > engine_.m_wSourceHeight;
+  return plan_.form == LineForm::kCopy || plan_.errors == ErrorForm::kExact ||
+         (plan_.form == LineForm::kWide && enlarges);
 }
 
-bool RowMaker::MakeFast(const RowPair& rows, const RowPair& next, unsigned char* out) {
-  RowPhase phase;
-  if (kernel_ == nullptr || !PlaceRow(plan_, rows.fraction, &phase)) return false;
-  const unsigned char* rowA = Samples(rows.first, rows.second);
-  const unsigned char* rowB = Samples(rows.second, rows.first);
-  kernel_(plan_, phase, rowA, rowB, AheadOf(rows, next), out);
-  if (plan_.channels == 1 && use_ == HistogramUse::kCounted) Count(out);
+void RowMaker::Make(std::span<const RowPair> rows, const RowPair& next, OutputRows& results) {
+  if (!MakeFast(rows, next, results)) MakeSingly(rows, results);
+  results.Next(rows.size());
+}
+
+void RowMaker::MakeSingly(std::span<const RowPair> rows, OutputRows& results) {
+  if (plain_ == nullptr) return;
+  unsigned char* out = results.Row();
+  for (const RowPair& row : rows) {
+    if (bilevel_) {
+      MakeBilevel(row, out);
+    } else {
+      (engine_.*plain_)(row.fraction, SourceRow(row.first), SourceRow(row.second), out);
+    }
+    out += outputRowBytes_;
+  }
+}
+
+bool RowMaker::MakeFast(std::span<const RowPair> rows, const RowPair& next, OutputRows& results) {
+  if (kernel_ == nullptr) return false;
+  RowBatch batch{.rowA = nullptr,
+                 .rowB = nullptr,
+                 .count = static_cast<uint32_t>(rows.size()),
+                 .phases = {},
+                 .out = results.Row(),
+                 .outStride = outputRowBytes_,
+                 .traffic = {}};
+  for (uint32_t i = 0; i < batch.count; ++i) {
+    if (!PlaceRow(plan_, rows[i].fraction, &batch.phases[i])) return false;
+  }
+  batch.rowA = Samples(rows[0].first, rows[0].second);
+  batch.rowB = Samples(rows[0].second, rows[0].first);
+  Fetch(rows[0], next, &batch.traffic);
+  batch.traffic.carry = results.TakeLines();
+  kernel_(plan_, batch);
+  if (plan_.channels == 1 && use_ == HistogramUse::kCounted) {
+    for (uint32_t i = 0; i < batch.count; ++i) Count(batch.Out(i));
+  }
   return true;
 }
 
 // The source rows that the next output row adds to those of this one.
-Ahead RowMaker::AheadOf(const RowPair& rows, const RowPair& next) const {
+void RowMaker::Fetch(const RowPair& rows, const RowPair& next, Traffic* traffic) const {
   const bool single = plan_.form == LineForm::kCopy;
   const uint16_t made = single ? rows.first : rows.second;
   const uint16_t last = single ? next.first : next.second;
   const uint16_t first = std::max(next.first, static_cast<uint16_t>(made + 1));
-  if (last < first) return {};
-  return {SourceRow(first), (last - first) * sourceRowBytes_ + plan_.rowBytes};
+  if (last < first) return;
+  traffic->fetch = SourceRow(first);
+  traffic->fetchBytes = (last - first) * sourceRowBytes_ + plan_.rowBytes;
 }
 
 // A source row as samples, while the samples of row `keep` stay as well.

@@ -5,9 +5,11 @@
 #define DIBKIT_SRC_RESOLUTION_ROW_MAKER_H
 
 #include <optional>
+#include <span>
 
 #include "Cnv_res_mem.h"
 #include "common/cpu.h"
+#include "common/output_rows.h"
 #include "resolution/bilevel_plan.h"
 #include "resolution/line_kernels.h"
 #include "resolution/line_plan.h"
@@ -24,8 +26,13 @@ class RowMaker {
  public:
   RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level);
 
-  // Makes the output row at `out` from two source rows. `next`: the rows that will be wanted then.
-  void Make(const RowPair& rows, const RowPair& next, unsigned char* out);
+  // Makes the next output rows, 1 to RowBatch::kMost, all between the same two source rows. `next`:
+  // the source rows that will be wanted then.
+  void Make(std::span<const RowPair> rows, const RowPair& next, OutputRows& results);
+
+  // Whether rows should go past the caches. Every byte of theirs but the padding is then written,
+  // whatever was there before.
+  bool Streams() const;
 
  private:
   using PlainMaker = void (CLinearTransformMem::*)(double, unsigned char*, unsigned char*,
@@ -41,9 +48,10 @@ class RowMaker {
   void PlanBilevel(CpuLevel level);
   void StageThroughTable();
   void MakeBilevel(const RowPair& rows, unsigned char* out);
-  bool MakeFast(const RowPair& rows, const RowPair& next, unsigned char* out);
+  bool MakeFast(std::span<const RowPair> rows, const RowPair& next, OutputRows& results);
+  void MakeSingly(std::span<const RowPair> rows, OutputRows& results);
   unsigned char* SourceRow(uint16_t row) const { return source_ + row * sourceRowBytes_; }
-  Ahead AheadOf(const RowPair& rows, const RowPair& next) const;
+  void Fetch(const RowPair& rows, const RowPair& next, Traffic* traffic) const;
   const unsigned char* Samples(uint16_t row, uint16_t keep);
   void Count(const unsigned char* out);
 
@@ -51,6 +59,7 @@ class RowMaker {
   HistogramUse use_;
   unsigned char* source_;
   size_t sourceRowBytes_;
+  size_t outputRowBytes_;
   PlainMaker plain_;
   LinePlan plan_;
   LineKernel kernel_ = nullptr;

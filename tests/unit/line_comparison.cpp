@@ -240,17 +240,39 @@ class Family {
     if (m_kernel == nullptr) return;
     TargetRow out(task.wanted.size(), guardBehind);
     const std::string where = Describe(m_line, ", row " + std::to_string(y));
-    if (!Make(task, out.Clear())) return m_tally.Note(1, where + " has no place");
+    if (!Make(task, 1, out.Clear())) return m_tally.Note(1, where + " has no place");
     m_tally.compared += task.wanted.size() / m_line.channels;
     m_tally.Note(out.Differences(task.wanted), where);
+    CompareBatch(task, where);
   }
 
  private:
-  bool Make(RowTask& task, uint8_t* out) const {
+  // The same row several times, at once.
+  void CompareBatch(RowTask& task, const std::string& where) {
+    const size_t size = task.wanted.size();
+    Bytes out(RowBatch::kMost * size + kCanaryBytes, kCanary);
+    Make(task, RowBatch::kMost, out.data());
+    uint64_t count = 0;
+    for (size_t i = 0; i < out.size(); ++i) {
+      const uint8_t wanted = i < RowBatch::kMost * size ? task.wanted[i % size] : kCanary;
+      count += out[i] != wanted ? 1u : 0u;
+    }
+    m_tally.Note(count, where + ", several at once");
+  }
+
+  bool Make(RowTask& task, uint32_t rows, uint8_t* out) const {
     const X87Precision precision(m_line.narrowX87);
     RowPhase phase;
     if (!PlaceRow(m_plan, task.fy, &phase)) return false;
-    m_kernel(m_plan, phase, task.a.data(), task.Second(), Ahead{}, out);
+    RowBatch batch{.rowA = task.a.data(),
+                   .rowB = task.Second(),
+                   .count = rows,
+                   .phases = {},
+                   .out = out,
+                   .outStride = task.wanted.size(),
+                   .traffic = {}};
+    std::fill_n(batch.phases, rows, phase);
+    m_kernel(m_plan, batch);
     return true;
   }
 
@@ -301,8 +323,10 @@ class Image {
   unsigned Bits() const {
     return m_case.kind == KIND_BILEVEL ? 1 : m_case.kind == KIND_TRUE_COLOR ? 24 : 8;
   }
-  // A line maker of bilevel rows only ever sets bits.
-  uint8_t Blank() const { return m_case.kind == KIND_BILEVEL ? 0 : kUnwritten; }
+  // A line maker of bilevel rows only ever sets bits. A result of the driver's own is zeroed.
+  uint8_t Blank() const {
+    return m_case.kind == KIND_BILEVEL || m_case.use == HistogramUse::kUnseen ? 0 : kUnwritten;
+  }
   double ScaleFrom(unsigned resolution) const {
     return ScaleOf(m_case.dpi, resolution) * m_case.stretch;
   }

@@ -127,6 +127,44 @@ TEST_P(LineKernelFamilies, WholeImagesWithTheirHistogramAndColumns) {
   ExpectNoDifference();
 }
 
+// Several rows are made at a time there.
+TEST_P(LineKernelFamilies, ImagesThatNobodySeesInTheMaking) {
+  for (const Resolutions& r : kCommon) {
+    for (const ImageKind kind : kKinds) {
+      ImageCase image{.kind = kind,
+                      .width = 1 + m_random.Below(220),
+                      .height = 1 + m_random.Below(90),
+                      .dpi = r.dpi,
+                      .resX = r.source,
+                      .resY = m_random.Below(3) == 0 ? r.source + 50 : r.source,
+                      .rows = static_cast<RowKind>(m_random.Below(kRowKinds)),
+                      .use = HistogramUse::kUnseen};
+      CompareImage(image, m_random, m_tallies);
+    }
+  }
+  ExpectNoDifference();
+}
+
+// These are large enough to go past the caches.
+TEST_P(LineKernelFamilies, LargeImages) {
+  constexpr Resolutions kScales[] = {{300, 150}, {150, 300}, {300, 96}, {326, 143}, {300, 200}};
+  for (const Resolutions& r : kScales) {
+    for (const ImageKind kind : {KIND_TRUE_COLOR, KIND_GRAY_8BIT}) {
+      const unsigned wanted = kind == KIND_TRUE_COLOR ? 1001 : 1603;
+      ImageCase image{.kind = kind,
+                      .width = wanted * r.source / r.dpi,
+                      .height = wanted * r.source / r.dpi,
+                      .dpi = r.dpi,
+                      .resX = r.source,
+                      .resY = r.source,
+                      .rows = RowKind::kRandom,
+                      .use = HistogramUse::kUnseen};
+      CompareImage(image, m_random, m_tallies);
+    }
+  }
+  ExpectNoDifference();
+}
+
 TEST_P(LineKernelFamilies, GreyImagesThroughATableThatIsNotTheIdentity) {
   for (const Resolutions& r : kCommon) {
     for (const HistogramUse use : {HistogramUse::kCounted, HistogramUse::kUnseen}) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -41,11 +42,24 @@ struct Result {
   }
 };
 
-void Fill(const RowRun& run, CpuLevel level) {
-  OutputRows rows(run, level);
-  for (size_t y = 0; y < run.rows; ++y) {
-    for (size_t at = 0; at < run.rowBytes; ++at) rows.Row()[at] = ByteAt(y, at);
-    rows.Next();
+// Makes rows 1 to `together` at a time, in turns. `carries`: as a maker that streams waiting lines
+// itself, now and then.
+void Fill(const RowRun& run, size_t together, bool carries, CpuLevel level) {
+  OutputRows rows(run, together, level);
+  size_t turn = 0;
+  for (size_t y = 0; y < run.rows; ++turn) {
+    const size_t count = std::min(1 + turn % together, run.rows - y);
+    for (size_t i = 0; i < count; ++i) {
+      for (size_t at = 0; at < run.rowBytes; ++at) {
+        rows.Row()[i * run.stride + at] = ByteAt(y + i, at);
+      }
+    }
+    if (carries && turn % 3 != 0) {
+      const LineRun lines = rows.TakeLines();
+      if (lines.lines != 0) std::memcpy(lines.to, lines.from, lines.lines * kCacheLine);
+    }
+    rows.Next(count);
+    y += count;
   }
 }
 
@@ -66,8 +80,8 @@ struct RowSize {
 constexpr size_t kLarge = (size_t{2} << 20) + 5000;
 
 // Rows shorter than a line, of whole lines, and with every kind of padding.
-constexpr RowSize kSizes[] = {{1, 4},     {3, 4},     {20, 20},   {61, 64},     {64, 64},
-                              {66, 68},   {127, 128}, {997, 1000}, {4959, 4960}, {7440, 7440}};
+constexpr RowSize kSizes[] = {{1, 4},   {3, 4},     {20, 20},    {61, 64},     {64, 64},
+                              {66, 68}, {127, 128}, {997, 1000}, {4959, 4960}, {7440, 7440}};
 
 TEST(OutputRows, LargeResultsHoldEveryByteOfEveryRow) {
   for (const CpuLevel level : kLevels) {
@@ -77,7 +91,7 @@ TEST(OutputRows, LargeResultsHoldEveryByteOfEveryRow) {
         const size_t count = kLarge / size.stride + 1;
         Result result(into, size.stride * count);
         const RowRun run{result.memory.data() + result.first, size.rowBytes, size.stride, count};
-        Fill(run, level);
+        Fill(run, 1 + into % 4, into == 40, level);
         EXPECT_EQ(FirstWrong(result, run), result.bytes) << size.rowBytes << " bytes, " << into;
         EXPECT_TRUE(result.GuardsHold()) << size.rowBytes << " bytes, " << into;
       }
@@ -89,7 +103,7 @@ TEST(OutputRows, SmallResultsHoldEveryByteOfEveryRow) {
   for (const RowSize& size : kSizes) {
     Result result(40, size.stride * 9);
     const RowRun run{result.memory.data() + result.first, size.rowBytes, size.stride, 9};
-    Fill(run, BestCpuLevel());
+    Fill(run, 3, true, BestCpuLevel());
     EXPECT_EQ(FirstWrong(result, run), result.bytes) << size.rowBytes;
     EXPECT_TRUE(result.GuardsHold()) << size.rowBytes;
   }
@@ -99,7 +113,8 @@ TEST(OutputRows, RowsThatWereMadeArriveWhenTheRestIsNot) {
   constexpr size_t kStride = 1000, kRows = kLarge / kStride, kMade = 10;
   Result result(12, kStride * kRows);
   {
-    OutputRows rows({result.memory.data() + result.first, kStride, kStride, kRows}, BestCpuLevel());
+    OutputRows rows({result.memory.data() + result.first, kStride, kStride, kRows}, 1,
+                    BestCpuLevel());
     for (size_t y = 0; y < kMade; ++y) {
       std::memset(rows.Row(), 0x11, kStride);
       rows.Next();
