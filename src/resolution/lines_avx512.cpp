@@ -25,6 +25,26 @@ namespace {
 
 constexpr uint32_t kGroup = 32;  // output bytes of a group
 
+// What is known of a row's numbers before its samples are.
+enum class NarrowKind {
+  kSmooth,        // ErrorForm::kSmooth
+  kSmoothBinary,  // the same where IsBinary() holds
+  kSmoothTop,     // of those, rows whose phase is 0
+  kGrid,          // ErrorForm::kGrid
+  kGridLevel,     // of those, rows whose fraction is 0: only A counts
+};
+
+constexpr bool IsSmooth(NarrowKind kind) {
+  return kind != NarrowKind::kGrid && kind != NarrowKind::kGridLevel;
+}
+
+// Few parts, powers of two: shifts divide, and steps are so short that one multiplied by more than
+// the guard still fits 16 bits.
+bool IsBinary(const LinePlan& plan) {
+  return std::has_single_bit(plan.divisor) && plan.partsX <= 4 && plan.partsY <= 4 &&
+         plan.fineGuard < 32;
+}
+
 // What a row's arithmetic needs in every lane.
 struct RowLanes {
   __m512i weightA, weightB;  // Qy - q, q
@@ -37,6 +57,9 @@ struct RowLanes {
   __m512i steep;         // Qy, or 0 where vertical products are exact
   __mmask32 roundsFlat;  // lanes whose vertical product is rounded although the column has no error
   __m128i reciprocalShift;
+  __m512i fineGuard;
+  // For parts that are powers of two: their logarithms, and the guard's.
+  __m128i shiftX, shiftY, shift, guardShift;
 };
 
 DIBKIT_AVX512_INLINE __m512i Word(uint32_t value) {
@@ -67,6 +90,11 @@ DIBKIT_AVX512_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase&
   lanes.reciprocal = Word(plan.reciprocal);
   lanes.bias = Word(plan.reciprocalBias);
   lanes.reciprocalShift = _mm_cvtsi32_si128(static_cast<int>(plan.reciprocalShift));
+  lanes.fineGuard = Word(plan.fineGuard);
+  lanes.shiftX = _mm_cvtsi32_si128(std::countr_zero(plan.partsX));
+  lanes.shiftY = _mm_cvtsi32_si128(std::countr_zero(plan.partsY));
+  lanes.shift = _mm_cvtsi32_si128(std::countr_zero(plan.divisor));
+  lanes.guardShift = _mm_cvtsi32_si128(static_cast<int>(std::bit_width(plan.fineGuard)));
   return lanes;
 }
 
@@ -118,15 +146,28 @@ DIBKIT_AVX512_INLINE __mmask64 UsedLanes(const LinePlan& plan, uint32_t done) {
   return left >= 64 ? ~__mmask64{0} : (uint64_t{1} << left) - 1;
 }
 
+// Stores the 64 output bytes of two groups, in the order that packing leaves them in.
+DIBKIT_AVX512_INLINE void StorePass(const LinePlan& plan, uint8_t* out, uint32_t done,
+                                    __m512i packed) {
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  const __m512i bytes = _mm512_permutexvar_epi64(order, packed);
+  if (plan.samples - done >= 64) {
+    _mm512_storeu_si512(out + done, bytes);
+  } else {
+    _mm512_mask_storeu_epi8(out + done, UsedLanes(plan, done), bytes);
+  }
+}
+
 // One group on its way.
 struct Group {
   __m512i a, b;          // pairs of samples
+  __m512i sumA;
   __m512i number;        // ideal value * divisor
   __m512i across, down;  // H and V
+  __m512i steps;         // 0 where both are
   __m512i errorX;
   __m512i error;      // their weighted sum
   __m512i value;      // the output, in words
-  __mmask32 stepped;  // lanes where H or V is not 0
   __mmask32 unsure;   // lanes whose error sum is too small
 };
 
@@ -152,9 +193,7 @@ DIBKIT_AVX512_INLINE __mmask32 GridUnsure(const RowLanes& lanes, __mmask32 candi
   return _mm512_mask_cmpge_epu16_mask(candidates, rounding, reach);
 }
 
-// A group of a level row, one whose fraction is 0: only A counts. From kFarColumn on every step is
-// exact, and so is the sign of the error.
-template <ErrorForm kErrors>
+// A group of a level row. From kFarColumn on every step is exact, and so is the sign of the error.
 DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& lanes,
                                           __mmask32 near, __m512i a, size_t group) {
   Group g{};
@@ -172,37 +211,77 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& 
   return g;
 }
 
-template <ErrorForm kErrors>
-DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes, __m512i guard,
-                                     __mmask32 near, __m512i a, __m512i b, size_t group) {
+// The numbers of a group, and its error sum.
+template <bool kTop>
+DIBKIT_AVX512_INLINE Group WeighGroup(const LinePlan& plan, const RowLanes& lanes, __m512i a,
+                                      __m512i b, size_t group) {
   Group g{};
   g.a = a;
   g.b = b;
   const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
-  const __m512i sumA = _mm512_maddubs_epi16(a, weights);
+  g.sumA = _mm512_maddubs_epi16(a, weights);
   const __m512i sumB = _mm512_maddubs_epi16(b, weights);
-  g.number = _mm512_add_epi16(_mm512_mullo_epi16(sumA, lanes.weightA),
-                              _mm512_mullo_epi16(sumB, lanes.weightB));
-  g.across =
-      _mm512_add_epi16(_mm512_maddubs_epi16(a, lanes.stepA), _mm512_maddubs_epi16(b, lanes.stepB));
-  g.down = _mm512_sub_epi16(sumB, sumA);
+  g.down = _mm512_sub_epi16(sumB, g.sumA);
+  if (kTop) {
+    g.number = _mm512_sll_epi16(g.sumA, lanes.shiftY);
+    g.across = _mm512_maddubs_epi16(a, lanes.stepA);
+  } else {
+    g.number = _mm512_add_epi16(_mm512_mullo_epi16(g.sumA, lanes.weightA),
+                                _mm512_mullo_epi16(sumB, lanes.weightB));
+    g.across = _mm512_add_epi16(_mm512_maddubs_epi16(a, lanes.stepA),
+                                _mm512_maddubs_epi16(b, lanes.stepB));
+  }
   g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
   g.error = ErrorSum(g, lanes.errorY);
-  const __m512i steps = _mm512_or_si512(g.across, g.down);
-  g.stepped = _mm512_test_epi16_mask(steps, steps) | near;
-  if (kErrors == ErrorForm::kSmooth) {
-    const __m512i below = _mm512_srli_epi16(g.error, 15);
+  return g;
+}
+
+// An error below 0 takes 1 off the number before the division, so there is no remainder to look at.
+// An error is large enough if it exceeds the larger of |H| and |V| by the guard; here the guard
+// may count once for each unit of the larger, which is one operation for both.
+template <NarrowKind kKind>
+DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const LinePlan& plan, const RowLanes& lanes,
+                                           __mmask32 near, __m512i a, __m512i b, size_t group) {
+  constexpr bool kTop = kKind == NarrowKind::kSmoothTop;
+  Group g = WeighGroup<kTop>(plan, lanes, a, b, group);
+  const __m512i below = _mm512_srli_epi16(g.error, 15);
+  const __m512i size = _mm512_abs_epi16(g.error);
+  g.steps = _mm512_or_si512(_mm512_abs_epi16(g.across), _mm512_abs_epi16(g.down));
+  if (kKind == NarrowKind::kSmooth) {
     g.value = Divide(_mm512_add_epi16(_mm512_subs_epu16(g.number, below), lanes.bias), lanes);
-    g.unsure = _mm512_mask_cmplt_epu16_mask(g.stepped, _mm512_abs_epi16(g.error), guard);
+    const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
+    g.unsure = near | _mm512_mask_cmple_epu16_mask(
+                          stepped, size, _mm512_adds_epu16(g.steps, lanes.fineGuard));
   } else {
-    const __m512i ideal = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
-    const __mmask32 whole =
-        _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(ideal, lanes.divisor), g.number);
-    const __mmask32 negative = _mm512_movepi16_mask(g.error);
-    g.value = _mm512_mask_sub_epi16(ideal, whole & negative, ideal, _mm512_set1_epi16(1));
-    g.unsure = GridUnsure(lanes, whole & g.stepped, negative, g) | (whole & near);
+    // Where q is 0, number / (Qx * Qy) is A's sum / Qx.
+    g.value = _mm512_srl_epi16(_mm512_subs_epu16(kTop ? g.sumA : g.number, below),
+                               kTop ? lanes.shiftX : lanes.shift);
+    g.unsure =
+        near | _mm512_cmplt_epu16_mask(size, _mm512_sll_epi16(g.steps, lanes.guardShift));
   }
   return g;
+}
+
+DIBKIT_AVX512_INLINE Group MakeGridGroup(const LinePlan& plan, const RowLanes& lanes,
+                                         __mmask32 near, __m512i a, __m512i b, size_t group) {
+  Group g = WeighGroup<false>(plan, lanes, a, b, group);
+  g.steps = _mm512_or_si512(g.across, g.down);
+  const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
+  const __m512i ideal = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
+  const __mmask32 whole =
+      _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(ideal, lanes.divisor), g.number);
+  const __mmask32 negative = _mm512_movepi16_mask(g.error);
+  g.value = _mm512_mask_sub_epi16(ideal, whole & negative, ideal, _mm512_set1_epi16(1));
+  g.unsure = GridUnsure(lanes, whole & stepped, negative, g) | (whole & near);
+  return g;
+}
+
+template <NarrowKind kKind>
+DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes, __mmask32 near,
+                                     __m512i a, __m512i b, size_t group) {
+  if (kKind == NarrowKind::kGridLevel) return MakeLevelGroup(plan, lanes, near, a, group);
+  if (kKind == NarrowKind::kGrid) return MakeGridGroup(plan, lanes, near, a, b, group);
+  return MakeSmoothGroup<kKind>(plan, lanes, near, a, b, group);
 }
 
 // Lanes whose four samples are not all equal.
@@ -293,10 +372,10 @@ DIBKIT_AVX512_INLINE void LookNearGrid(const RowLanes& lanes, Group* g) {
 }
 
 // Takes a closer look at the unsure lanes of a group and settles what it can.
-template <ErrorForm kErrors>
+template <NarrowKind kKind>
 DIBKIT_AVX512_INLINE void Look(const LinePlan& plan, const RowLanes& lanes, bool near, Group* g) {
-  if (kErrors == ErrorForm::kSmooth) {
-    LookSmooth(lanes, Word(near ? plan.nearFineGuard : plan.fineGuard), g);
+  if (IsSmooth(kKind)) {
+    LookSmooth(lanes, near ? Word(plan.nearFineGuard) : lanes.fineGuard, g);
   } else if (near) {
     LookNearGrid(lanes, g);
   } else {
@@ -323,66 +402,69 @@ DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, c
   return _mm512_test_epi64_mask(other, other) == 0;
 }
 
-template <ErrorForm kErrors, bool kLevel, int kChunks>
+template <NarrowKind kKind, int kChunks>
 DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                              const uint8_t* second, const Traffic& traffic, uint8_t* out) {
+  constexpr bool kLevel = kKind == NarrowKind::kGridLevel;
   const uint8_t* rowB = kLevel ? rowA : second;  // level rows must not read the second
   const RowLanes lanes = MakeRowLanes(plan, row);
-  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
-  const __m512i nearGuard = Word(plan.nearGuard);
-  const __m512i farGuard = Word(plan.guard);
   PassTraffic beside(traffic, plan.groups / 2);
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += 2) {
     Carry(&beside);
-    PrefetchOutput(plan, out, group * kGroup);
     const uint32_t done = group * kGroup;
-    const __mmask64 used = UsedLanes(plan, done);
+    PrefetchOutput(plan, out, done);
     __m512i bytes;
     if (flat && FlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
-      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+      StorePass(plan, out, done, bytes);
       continue;
     }
     const bool isNear = group < plan.nearGroups;
-    const __m512i guard = isNear ? nearGuard : farGuard;
     const __mmask32 near = isNear ? ~__mmask32{0} : 0;
     Group g[2];
 #pragma GCC unroll 2
     for (uint32_t i = 0; i < 2; ++i) {
       const __m512i a = Pairs<kChunks>(plan, rowA, group + i);
-      g[i] = kLevel ? MakeLevelGroup<kErrors>(plan, lanes, near, a, group + i)
-                    : MakeGroup<kErrors>(plan, lanes, guard, near, a,
-                                         Pairs<kChunks>(plan, rowB, group + i), group + i);
+      const __m512i b = kLevel ? a : Pairs<kChunks>(plan, rowB, group + i);
+      g[i] = MakeGroup<kKind>(plan, lanes, near, a, b, group + i);
     }
-    flat = !kLevel && (g[0].stepped | g[1].stepped) == 0;
+    if (!kLevel) {
+      const __m512i steps = _mm512_or_si512(g[0].steps, g[1].steps);
+      flat = _mm512_test_epi64_mask(steps, steps) == 0;
+    }
     if ((g[0].unsure | g[1].unsure) != 0) {
-      Look<kErrors>(plan, lanes, isNear, &g[0]);
-      Look<kErrors>(plan, lanes, isNear, &g[1]);
+      Look<kKind>(plan, lanes, isNear, &g[0]);
+      Look<kKind>(plan, lanes, isNear, &g[1]);
     }
-    _mm512_mask_storeu_epi8(
-        out + done, used,
-        _mm512_permutexvar_epi64(order, _mm512_packus_epi16(g[0].value, g[1].value)));
-    const __mmask64 unsure = (g[0].unsure | (uint64_t{g[1].unsure} << 32)) & used;
-    if (unsure != 0) SettleSamples(plan, row, rowA, rowB, out, done, unsure);
+    StorePass(plan, out, done, _mm512_packus_epi16(g[0].value, g[1].value));
+    const __mmask64 unsure = g[0].unsure | (uint64_t{g[1].unsure} << 32);
+    if (unsure != 0) {
+      SettleSamples(plan, row, rowA, rowB, out, done, unsure & UsedLanes(plan, done));
+    }
   }
 }
 
-template <ErrorForm kErrors, bool kLevel>
+template <NarrowKind kKind>
 DIBKIT_AVX512 void NarrowForm(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                               const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, traffic, out);
-  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, traffic, out);
-  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, traffic, out);
+  if (plan.chunks == 1) return NarrowRow<kKind, 1>(plan, row, rowA, rowB, traffic, out);
+  if (plan.chunks == 2) return NarrowRow<kKind, 2>(plan, row, rowA, rowB, traffic, out);
+  return NarrowRow<kKind, 0>(plan, row, rowA, rowB, traffic, out);
 }
 
 DIBKIT_AVX512 void NarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                               const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  if (plan.errors == ErrorForm::kSmooth) {
-    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, traffic, out);
+  if (plan.errors == ErrorForm::kGrid) {
+    return row.fraction.significand == 0
+               ? NarrowForm<NarrowKind::kGridLevel>(plan, row, rowA, rowB, traffic, out)
+               : NarrowForm<NarrowKind::kGrid>(plan, row, rowA, rowB, traffic, out);
   }
-  return row.fraction.significand == 0
-             ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, traffic, out)
-             : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, traffic, out);
+  if (!IsBinary(plan)) {
+    return NarrowForm<NarrowKind::kSmooth>(plan, row, rowA, rowB, traffic, out);
+  }
+  return row.phase == 0
+             ? NarrowForm<NarrowKind::kSmoothTop>(plan, row, rowA, rowB, traffic, out)
+             : NarrowForm<NarrowKind::kSmoothBinary>(plan, row, rowA, rowB, traffic, out);
 }
 
 // ---- The narrow form without errors: all parts are powers of two ----
@@ -407,7 +489,6 @@ DIBKIT_AVX512_INLINE __m512i ExactValue(const ExactGroup& g, __m512i phase, __m1
 
 template <int kChunks>
 DIBKIT_AVX512 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
-  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m128i shift = _mm_cvtsi32_si128(std::countr_zero(plan.divisor));
   const __m128i shiftY = _mm_cvtsi32_si128(std::countr_zero(plan.partsY));
   // A level row that is alone must not read the second.
@@ -417,14 +498,13 @@ DIBKIT_AVX512 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
   for (uint32_t group = 0; group < plan.groups; group += 2) {
     Carry(&beside);
     const uint32_t done = group * kGroup;
-    const __mmask64 used = UsedLanes(plan, done);
     const ExactGroup first = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group, shiftY);
     const ExactGroup last = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group + 1, shiftY);
     for (uint32_t i = 0; i < batch.count; ++i) {
       const __m512i phase = Word(batch.phases[i].phase);
-      const __m512i bytes =
-          _mm512_packus_epi16(ExactValue(first, phase, shift), ExactValue(last, phase, shift));
-      _mm512_mask_storeu_epi8(batch.Out(i) + done, used, _mm512_permutexvar_epi64(order, bytes));
+      StorePass(
+          plan, batch.Out(i), done,
+          _mm512_packus_epi16(ExactValue(first, phase, shift), ExactValue(last, phase, shift)));
     }
   }
 }
@@ -438,7 +518,6 @@ DIBKIT_AVX512 void MakeNarrowRows(const LinePlan& plan, const RowBatch& batch) {
 template <int kChunks>
 DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traffic& traffic,
                            uint8_t* out) {
-  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m512i low = _mm512_set1_epi16(0xFF);
   PassTraffic beside(traffic, plan.groups / 2);
   for (uint32_t group = 0; group < plan.groups; group += 2) {
@@ -446,9 +525,7 @@ DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traf
     PrefetchOutput(plan, out, group * kGroup);
     const __m512i first = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group));
     const __m512i second = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group + 1));
-    const uint32_t done = group * kGroup;
-    _mm512_mask_storeu_epi8(out + done, UsedLanes(plan, done),
-                            _mm512_permutexvar_epi64(order, _mm512_packus_epi16(first, second)));
+    StorePass(plan, out, group * kGroup, _mm512_packus_epi16(first, second));
   }
 }
 
@@ -881,18 +958,15 @@ DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
     lanes[row] = MakeWideLanes(plan, batch.phases[row]);
   }
   const __m512 scale = _mm512_set1_ps(static_cast<float>(65536.0 / plan.divisor));
-  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   PassTraffic beside(batch.traffic, plan.groups / 2);
   bool flat = false;
   for (uint32_t group = 0; group < plan.groups; group += 2) {
     Carry(&beside);
     const uint32_t done = group * kGroup;
-    const __mmask64 used = UsedLanes(plan, done);
     __m512i bytes;
     if (flat && FlatBytes<kChunks>(plan, batch.rowA, batch.rowB, group, &bytes)) {
-      bytes = _mm512_permutexvar_epi64(order, bytes);
       for (uint32_t row = 0; row < batch.count; ++row) {
-        _mm512_mask_storeu_epi8(batch.Out(row) + done, used, bytes);
+        StorePass(plan, batch.Out(row), done, bytes);
       }
       continue;
     }
@@ -905,7 +979,7 @@ DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
       PrefetchOutput(plan, out, done);
       LaneMasks unsure;
       bytes = MixedBytes(share, MixedWeights(plan, batch.phases[row]), scale, &unsure);
-      _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi64(order, bytes));
+      StorePass(plan, out, done, bytes);
       flat = unsure.All();
       if (!unsure.Any()) continue;
       FindMixedCorners(samples, &corners);
