@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <optional>
 
 #include "NiGoRo2.h"
 #include "dib/layout.h"
@@ -23,37 +22,39 @@ namespace {
 
 constexpr unsigned short kMemoryToMemory = TRANSFORM_SRC_MEMORY | TRANSFORM_DST_MEMORY;
 
-std::optional<SourceGeometry> GeometryOfBlock(tagHANDLE* handle) {
+// Both answer whether there was something to read.
+bool ReadBlock(tagHANDLE* handle, SourceGeometry& geometry) {
   const void* dib = handle != nullptr ? GlobalLock(handle) : nullptr;
-  if (dib == nullptr) return std::nullopt;
-  const SourceGeometry geometry = ReadSourceGeometry(static_cast<const unsigned char*>(dib));
+  if (dib == nullptr) return false;
+  geometry = ReadSourceGeometry(static_cast<const unsigned char*>(dib));
   GlobalUnlock(handle);
-  return geometry;
+  return true;
 }
 
-std::optional<SourceGeometry> GeometryOfFile(const char* path) {
+bool ReadHeaderOf(const char* path, SourceGeometry& geometry) {
   const int file = ::open(path, O_RDWR);
-  if (file == -1) return std::nullopt;
+  if (file == -1) return false;
   unsigned char headers[kFileHeaderSize + kInfoHeaderSize];
   const bool complete = ReadFile(file, headers, sizeof headers);
   ::close(file);
-  if (!complete) return std::nullopt;
-  return ReadSourceGeometry(headers + kFileHeaderSize);
+  if (complete) geometry = ReadSourceGeometry(headers + kFileHeaderSize);
+  return complete;
 }
 
 // The answer of the general size query, with the size in full.
 int QuerySize(unsigned short mode, void const* src, unsigned short dpi, uint64_t& size) {
   size = 0;
-  std::optional<SourceGeometry> source;
+  SourceGeometry source{};
+  bool isRead = false;
   if ((mode & TRANSFORM_SRC_FILE) != 0) {
-    source = GeometryOfFile(static_cast<const char*>(src));
+    isRead = ReadHeaderOf(static_cast<const char*>(src), source);
   } else if ((mode & TRANSFORM_SRC_MEMORY) != 0) {
-    source = GeometryOfBlock(*static_cast<tagHANDLE* const*>(src));
+    isRead = ReadBlock(*static_cast<tagHANDLE* const*>(src), source);
   } else {
     return CNV_BAD_SOURCE;
   }
-  if (!source) return CNV_SOURCE_UNREADABLE;
-  size = ResultSize(Scale(*source, dpi), source->bitCount);
+  if (!isRead) return CNV_SOURCE_UNREADABLE;
+  size = ResultSize(Scale(source, dpi), source.bitCount);
   return CNV_OK;
 }
 
@@ -142,9 +143,9 @@ int GetTransformImageMemorySize(unsigned short mode, void const* src, unsigned s
 }
 
 int GetBufferSize(tagHANDLE* src, unsigned short dpi, unsigned long* size) {
-  const std::optional<SourceGeometry> source = GeometryOfBlock(src);
-  if (!source) return CNV_NO_SOURCE;
-  const uint16_t bitCount = source->bitCount == 4 ? uint16_t{24} : source->bitCount;
-  *size = static_cast<uint32_t>(ResultSize(Scale(*source, dpi), bitCount));
+  SourceGeometry source{};
+  if (!ReadBlock(src, source)) return CNV_NO_SOURCE;
+  const uint16_t bitCount = source.bitCount == 4 ? uint16_t{24} : source.bitCount;
+  *size = static_cast<uint32_t>(ResultSize(Scale(source, dpi), bitCount));
   return CNV_OK;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "resolution/axis.h"
 
+#include <algorithm>
 #include <bit>
 #include <numeric>
 
@@ -12,38 +13,49 @@ double PowerOfTwo(int exponent) {
   return std::bit_cast<double>(static_cast<uint64_t>(exponent + 1023) << 52);
 }
 
+// A long division by a divisor of 53 bits, whose top bit is set. Each step estimates its digit in
+// doubles, however they round, and then corrects it by the remainder that it leaves.
+struct LongDivision {
+  // An estimate of so many bits misses by 1 at most, or by little more if doubles round otherwise.
+  static constexpr int kMostBits = 48;
+
+  uint64_t divisor;
+  uint64_t rest;  // less than the divisor
+  double inverse = 1.0 / static_cast<double>(static_cast<int64_t>(divisor));
+
+  // Appends `bits` zeros to the rest and divides. What the digit leaves is far below 2^63, so that
+  // it is right although the terms of its difference exceed 64 bits.
+  uint64_t Next(int bits) {
+    const double estimate =
+        static_cast<double>(static_cast<int64_t>(rest)) * (PowerOfTwo(bits) * inverse);
+    auto digit = static_cast<uint64_t>(static_cast<int64_t>(estimate));
+    auto left = static_cast<int64_t>((rest << bits) - digit * divisor);
+    for (; left < 0; --digit) left += static_cast<int64_t>(divisor);
+    for (; left >= static_cast<int64_t>(divisor); ++digit) left -= static_cast<int64_t>(divisor);
+    rest = static_cast<uint64_t>(left);
+    return digit;
+  }
+};
+
 }  // namespace
 
-PositionStepper::PositionStepper(double scale) {
+PositionStepper::Step PositionStepper::DivideByScale(double scale) {
   const Extended wide = ExtendedFromDouble(scale);
-  divisor_ = wide.significand >> 11;
+  const uint64_t divisor = wide.significand >> 11;
   // i / scale * 2^kFractionBits = i * 2^power / divisor. The first 52 doublings of 1 stay below the
-  // divisor; from there a long division takes eleven bits at a time.
+  // divisor, unless it is a power of two; from there a long division takes many bits at a time.
   int power = kFractionBits - (wide.exponent + 11) - 52;
-  uint64_t rest = uint64_t{1} << 52;
-  step_ = {};
-  if (rest >= divisor_) {
-    step_.low = 1;
-    rest -= divisor_;
-  }
+  const uint64_t start = uint64_t{1} << 52;
+  const bool isPower = divisor == start;
+  LongDivision division{divisor, isPower ? 0 : start};
+  Wide quotient = {0, isPower ? 1u : 0u};
   while (power > 0) {
-    const int bits = power < 11 ? power : 11;
-    const uint64_t dividend = rest << bits;
-    step_ = ShiftLeft(step_, static_cast<unsigned>(bits));
-    step_.low |= dividend / divisor_;
-    rest = dividend % divisor_;
+    const int bits = std::min(power, LongDivision::kMostBits);
+    quotient = ShiftLeft(quotient, static_cast<unsigned>(bits));
+    quotient.low |= division.Next(bits);
     power -= bits;
   }
-  stepRemainder_ = rest;
-}
-
-void PositionStepper::Advance() {
-  quotient_ = AddWide(quotient_, step_);
-  remainder_ += stepRemainder_;
-  if (remainder_ >= divisor_) {
-    remainder_ -= divisor_;
-    quotient_ = AddWide(quotient_, {0, 1});
-  }
+  return {divisor, quotient, division.rest};
 }
 
 SplitPosition Split(Extended position) {

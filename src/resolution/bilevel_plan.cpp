@@ -2,6 +2,9 @@
 #include "resolution/bilevel_plan.h"
 
 #include <algorithm>
+#include <bit>
+
+#include "dib/bytes.h"
 
 namespace dibkit::resolution {
 namespace {
@@ -57,11 +60,29 @@ Tables Divide(unsigned char* block, size_t blocks) {
   return t;
 }
 
-// True for a record as the column table has them: what the kernels' arithmetic relies on.
-bool IsRegular(const CPosition& c, uint16_t sourceWidth) {
-  return c.leftColumn < sourceWidth && c.rightColumn < sourceWidth &&
-         c.leftByte == c.leftColumn / 8 && c.rightByte == c.rightColumn / 8 && c.fraction >= 0 &&
-         (c.leftColumn == c.rightColumn || (c.rightColumn == c.leftColumn + 1 && c.fraction <= 1));
+// Two 16-bit numbers as one.
+uint32_t Both(uint32_t left, uint32_t right) { return left | right << 16; }
+
+// True for columns as the column table has them, which the kernels' arithmetic relies on: none
+// before its predecessor, each with the next one beside it or the row's last with itself, fractions
+// from 0 to 1. Looks at all of them; a branch per condition would cost more than the conditions.
+bool AreRegular(const CPosition* columns, size_t count, uint16_t sourceWidth) {
+  constexpr uint64_t kOne = std::bit_cast<uint64_t>(1.0);
+  const uint32_t last = sourceWidth - 1u;
+  uint32_t before = 0;
+  uint32_t different = 0;
+  uint32_t wrong = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const CPosition& c = columns[i];
+    const uint32_t left = c.leftColumn;
+    const uint32_t wanted = Both(left, std::min(left + 1, last));
+    different |= Both(left, c.rightColumn) ^ wanted;
+    different |= Both(c.leftByte, c.rightByte) ^ (wanted >> 3 & Both(0x1FFF, 0x1FFF));
+    wrong |= std::bit_cast<uint64_t>(c.fraction) > kOne ? 1u << 31 : 0u;
+    wrong |= left - before;  // negative: its top bit is set
+    before = left;
+  }
+  return different == 0 && wrong >> 31 == 0 && before < sourceWidth;
 }
 
 uint16_t WeightOf(const CPosition& c) {
@@ -73,32 +94,29 @@ uint16_t WeightOf(const CPosition& c) {
 // Columns count a byte's bits from its highest.
 uint16_t BitOf(uint16_t column) { return static_cast<uint16_t>(column ^ 7); }
 
-// False when a column is not regular or lies before its predecessor. Slots beyond the last column
-// repeat it.
-bool FillSlots(const BilevelPlan& plan, uint16_t sourceWidth, const Tables& t) {
-  uint16_t before = 0;
-  for (size_t i = 0; i < plan.groups * kBilevelGroup; ++i) {
-    const CPosition& c = plan.columns[std::min(i, plan.count - 1)];
-    if (!IsRegular(c, sourceWidth) || c.leftColumn < before) return false;
-    before = c.leftColumn;
-    const size_t slot = BilevelColumn(i);
-    t.weight[slot] = WeightOf(c);
-    t.leftBit[slot] = BitOf(c.leftColumn);
-    t.rightBit[slot] = BitOf(c.rightColumn);
-  }
-  return true;
+void FillSlot(const CPosition& c, size_t slot, const Tables& t) {
+  t.weight[slot] = WeightOf(c);
+  t.leftBit[slot] = BitOf(c.leftColumn);
+  t.rightBit[slot] = BitOf(c.rightColumn);
 }
 
-// The bytes that `count` slots from `slot` on depend on.
+// Slots beyond the last column repeat it.
+void FillSlots(const BilevelPlan& plan, const Tables& t) {
+  for (size_t i = 0; i < plan.count; ++i) FillSlot(plan.columns[i], BilevelColumn(i), t);
+  for (size_t i = plan.count; i < plan.groups * kBilevelGroup; ++i) {
+    FillSlot(plan.columns[plan.count - 1], BilevelColumn(i), t);
+  }
+}
+
+// The bytes that `count` slots from `slot` on depend on. Columns are in order.
 struct Bounds {
   uint16_t first;
   uint16_t last;
 };
 
 Bounds BoundsOf(const Tables& t, size_t slot, size_t count) {
-  const auto left = std::min_element(t.leftBit + slot, t.leftBit + slot + count);
-  const auto right = std::max_element(t.rightBit + slot, t.rightBit + slot + count);
-  return {static_cast<uint16_t>(*left / 8), static_cast<uint16_t>(*right / 8)};
+  return {static_cast<uint16_t>(t.leftBit[BilevelColumn(slot)] / 8),
+          static_cast<uint16_t>(t.rightBit[BilevelColumn(slot + count - 1)] / 8)};
 }
 
 void FillBounds(size_t groups, const Tables& t) {
@@ -133,17 +151,25 @@ bool FillWindowsOf16(const BilevelPlan& plan, const Tables& t) {
   return true;
 }
 
+// The numbers of eight bits counted from `first`.
+void FillNumbers(const uint16_t* bits, int first, uint8_t* numbers) {
+  uint8_t eight[8];
+  for (size_t i = 0; i < 8; ++i) eight[i] = static_cast<uint8_t>(bits[i] - first);
+  std::memcpy(numbers, eight, sizeof eight);
+}
+
 // One eight of slots. False when they depend on more than eight bytes.
 bool FillEight(const Tables& t, uint16_t window, size_t slot) {
   const Bounds bounds = BoundsOf(t, slot, 8);
   if (bounds.last - bounds.first >= 8) return false;
+  // Bytes past the window are not depended on: the place wraps. Eight bytes make one word.
+  constexpr uint64_t kEach = 0x0101010101010101;
+  constexpr uint64_t kSteps = 0x0706050403020100;
+  const uint64_t places = (kSteps + kEach * (bounds.first - window)) & kEach * 63;
+  StoreLittle(t.leftPlace + slot, places);
   const int firstBit = bounds.first * 8;
-  for (size_t i = 0; i < 8; ++i) {
-    // Bytes past the window are not depended on: the place wraps.
-    t.leftPlace[slot + i] = static_cast<uint8_t>((bounds.first - window + i) % 64);
-    t.leftMask[slot + i] = static_cast<uint8_t>(t.leftBit[slot + i] - firstBit);
-    t.rightMask[slot + i] = static_cast<uint8_t>(t.rightBit[slot + i] - firstBit);
-  }
+  FillNumbers(t.leftBit + slot, firstBit, t.leftMask + slot);
+  FillNumbers(t.rightBit + slot, firstBit, t.rightMask + slot);
   return true;
 }
 
@@ -238,12 +264,13 @@ BilevelPlan PrepareBilevelPlan(const CPosition* columns, size_t count, uint16_t 
     plan.form = threshold > 255 ? BilevelForm::kEverything : BilevelForm::kNothing;
     return plan;
   }
+  if (!AreRegular(columns, count, sourceWidth)) return plan;
   SetSize(plan, sourceWidth);
   plan.storage.reset(static_cast<unsigned char*>(
       ::operator new (plan.blocks* kBlockBytes, std::align_val_t{kBilevelGroup}, std::nothrow)));
   if (plan.storage == nullptr) return plan;
   const Tables tables = Divide(plan.storage.get(), plan.blocks);
-  if (!FillSlots(plan, sourceWidth, tables)) return plan;
+  FillSlots(plan, tables);
   FillBounds(plan.groups, tables);
   FillInside(plan, tables);
   ClearMemory(plan, tables);

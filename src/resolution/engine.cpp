@@ -13,6 +13,7 @@
 #include "common/output_rows.h"
 #include "dib/layout.h"
 #include "resolution/geometry.h"
+#include "resolution/gray_ramp.h"
 #include "resolution/lines.h"
 #include "resolution/positions.h"
 #include "resolution/sinks.h"
@@ -172,15 +173,39 @@ bool MakeRows(CLinearTransformMem& engine, HistogramUse use, CpuLevel level) {
   return true;
 }
 
-int FillAndMakeRows(CLinearTransformMem& engine, HistogramUse use, CpuLevel level) {
+// Which engines get their column table filled.
+enum class Columns { kAlways, kIfRead };
+
+// Only 1-bit rows read the column table. Where nobody else can, the others just ask for its memory,
+// so that a conversion that runs out of memory answers the same for every kind of image.
+void PrepareColumns(CLinearTransformMem& engine, Columns columns) {
+  if (columns == Columns::kIfRead && engine.m_wKind != KIND_BILEVEL) {
+    engine.m_Columns.reserve(engine.m_wOutputWidth);
+    return;
+  }
+  FillColumns(engine.m_dScaleX, engine.m_wSourceWidth, engine.m_wOutputWidth, engine.m_Columns);
+}
+
+int FillAndMakeRows(CLinearTransformMem& engine, Columns columns, HistogramUse use,
+                    CpuLevel level) {
   if (engine.m_pSource->m_pData == nullptr) return CNV_SOURCE_UNREADABLE;
   if (engine.m_pDestination->m_pData == nullptr) return CNV_HEADER_NOT_WRITTEN;
   try {
-    FillColumns(engine.m_dScaleX, engine.m_wSourceWidth, engine.m_wOutputWidth, engine.m_Columns);
+    PrepareColumns(engine, columns);
   } catch (const std::bad_alloc&) {
     return CNV_NO_MEMORY;
   }
   return MakeRows(engine, use, level) ? CNV_OK : CNV_CANCELLED;
+}
+
+int OpenAndMakeRows(CLinearTransformMem& engine, unsigned short mode, Columns columns,
+                    HistogramUse use, CpuLevel level) {
+  int status = engine.OpenImage(mode);
+  if (status == CNV_OK) {
+    status = FillAndMakeRows(engine, columns, use, level);
+  }
+  engine.CloseImage(mode);
+  return status;
 }
 
 void SetOutputGeometry(CLinearTransformMem& engine, unsigned short dpi) {
@@ -212,16 +237,13 @@ int Transform(CLinearTransformMem& engine, unsigned short mode, int (*progress)(
   if (engine.m_wSourceResolutionX == 0) return CNV_BAD_SOURCE;
   SetOutputGeometry(engine, dpi);
   const int written = engine.CreateOutputData();
-  return written != CNV_OK ? written : CreateRows(engine, mode, use, BestCpuLevel());
+  if (written != CNV_OK) return written;
+  const Columns columns = use == HistogramUse::kUnseen ? Columns::kIfRead : Columns::kAlways;
+  return OpenAndMakeRows(engine, mode, columns, use, BestCpuLevel());
 }
 
 int CreateRows(CLinearTransformMem& engine, unsigned short mode, HistogramUse use, CpuLevel level) {
-  int status = engine.OpenImage(mode);
-  if (status == CNV_OK) {
-    status = FillAndMakeRows(engine, use, level);
-  }
-  engine.CloseImage(mode);
-  return status;
+  return OpenAndMakeRows(engine, mode, Columns::kAlways, use, level);
 }
 
 }  // namespace dibkit::resolution
@@ -260,7 +282,7 @@ int CLinearTransformMem::GetSourceImageInfo() {
 
 int CLinearTransformMem::IsGrayImage() {
   const auto* entries = reinterpret_cast<const unsigned char*>(m_ColorTable);
-  return IsGrayTable(entries, std::size(m_ColorTable)) ? 1 : 0;
+  return IsGrayRamp(entries) || IsGrayTable(entries, std::size(m_ColorTable)) ? 1 : 0;
 }
 
 int CLinearTransformMem::OpenImage(unsigned short /*mode*/) {

@@ -97,12 +97,13 @@ inline uint64_t Truncate(Extended a) {
 inline double ToDouble(Extended a) {
   if (a.significand == 0) return 0.0;
   const uint64_t kept = a.significand >> 11;
-  const uint64_t rest = a.significand & 0x7FF;
-  const bool up = rest > 0x400 || (rest == 0x400 && (kept & 1) != 0);
+  // What is cut off is as good as random, so that its rounding is an addition and not a branch: the
+  // sum reaches 2^11 above a half, and at a half if the last bit kept is odd.
+  const uint64_t up = ((a.significand & 0x7FF) + 0x3FF + (kept & 1)) >> 11;
   const auto biased = static_cast<uint64_t>(a.exponent + 11 + 1075);
   // A carry out of the significand moves into the exponent, which is what rounding up to a power
   // of two means.
-  return std::bit_cast<double>(((biased - 1) << 52) + kept + (up ? 1u : 0u));
+  return std::bit_cast<double>(((biased - 1) << 52) + kept + up);
 }
 
 }  // namespace dibkit::resolution

@@ -7,28 +7,15 @@
 namespace dibkit::resolution {
 namespace {
 
-// The addition of 1 makes 11811 pixels per metre read as 300 and 3937 as 100.
-uint16_t DotsPerInch(uint32_t pelsPerMeter) {
-  return static_cast<uint16_t>((pelsPerMeter + 1) * 254 / 10000);
-}
-
 double ScaleFactor(uint16_t dpi, uint16_t sourceDpi) {
   return static_cast<double>(Divide(dpi, sourceDpi));
 }
 
 }  // namespace
 
-SourceGeometry ReadSourceGeometry(const unsigned char* header) {
-  return {.width = static_cast<uint16_t>(Load32(header + kBiWidth)),
-          .height = static_cast<uint16_t>(Load32(header + kBiHeight)),
-          .bitCount = Load16(header + kBiBitCount),
-          .dpiX = DotsPerInch(Load32(header + kBiXPelsPerMeter)),
-          .dpiY = DotsPerInch(Load32(header + kBiYPelsPerMeter))};
-}
-
 OutputGeometry Scale(const SourceGeometry& source, uint16_t dpi) {
   const double scaleX = ScaleFactor(dpi, source.dpiX);
-  const double scaleY = ScaleFactor(dpi, source.dpiY);
+  const double scaleY = source.dpiY == source.dpiX ? scaleX : ScaleFactor(dpi, source.dpiY);
   return {.scaleX = scaleX,
           .scaleY = scaleY,
           .width = TruncateToWord(static_cast<Real>(source.width) * scaleX),

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "dib/layout.h"
+
 namespace dibkit::resolution {
 
 // What the conversion takes from a source's info header.
@@ -25,8 +27,19 @@ struct OutputGeometry {
   uint16_t height;
 };
 
+// The addition of 1 makes 11811 pixels per metre read as 300 and 3937 as 100.
+inline uint16_t DotsPerInch(uint32_t pelsPerMeter) {
+  return static_cast<uint16_t>((pelsPerMeter + 1) * 254 / 10000);
+}
+
 // Reads the 40-byte info header at `header`.
-SourceGeometry ReadSourceGeometry(const unsigned char* header);
+inline SourceGeometry ReadSourceGeometry(const unsigned char* header) {
+  return {.width = static_cast<uint16_t>(Load32(header + kBiWidth)),
+          .height = static_cast<uint16_t>(Load32(header + kBiHeight)),
+          .bitCount = Load16(header + kBiBitCount),
+          .dpiX = DotsPerInch(Load32(header + kBiXPelsPerMeter)),
+          .dpiY = DotsPerInch(Load32(header + kBiYPelsPerMeter))};
+}
 
 OutputGeometry Scale(const SourceGeometry& source, uint16_t dpi);
 

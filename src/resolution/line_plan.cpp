@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
+#include <memory>
 #include <new>
 
 namespace dibkit::resolution {
@@ -123,17 +125,35 @@ void SetErrors(LinePlan* plan, const Axis& x, const Axis& y) {
   }
 }
 
-void FillColumns(const PlanGeometry& g, uint32_t parts, Column* columns) {
+// A column with a neighbour after it. The stepper must be able to tell its position as Fixed().
+Column FixedColumn(const FixedPosition& position, uint32_t parts) {
+  const Phase phase = PhaseOfFixed(position.fraction, parts);
+  return {FractionOf(position), phase.error, position.whole, position.whole + 1, phase.phase};
+}
+
+// The same for the columns at the left edge of an enlargement, whose positions are below 1.
+Column NearColumn(const SplitPosition& position, uint32_t parts) {
+  const Phase phase = PhaseOf(position.fraction, parts);
+  return {position.fraction, phase.error, position.index, position.index + 1, phase.phase};
+}
+
+// Makes the columns in raw memory.
+void MakeColumns(const PlanGeometry& g, uint32_t parts, Column* columns) {
+  const uint32_t last = g.srcWidth - 1;
   PositionStepper stepper(g.scaleX);
-  for (uint32_t x = 0; x < g.dstWidth; ++x, stepper.Advance()) {
+  uint32_t x = 0;
+  for (; x < g.dstWidth && !stepper.IsFixed(); ++x, stepper.Advance()) {
     const SplitPosition position = Split(stepper.Position());
-    if (position.index >= g.srcWidth - 1) {
-      columns[x] = {{}, 0.0, g.srcWidth - 1, g.srcWidth - 1, 0};
-      continue;
-    }
-    const Phase phase = PhaseOf(position.fraction, parts);
-    columns[x] = {position.fraction, phase.error, position.index, position.index + 1, phase.phase};
+    if (position.index >= last) break;
+    new (columns + x) Column(NearColumn(position, parts));
   }
+  for (; x < g.dstWidth && stepper.IsFixed(); ++x, stepper.Advance()) {
+    const FixedPosition position = stepper.Fixed();
+    if (position.whole >= last) break;
+    new (columns + x) Column(FixedColumn(position, parts));
+  }
+  // Positions only grow: all others repeat the last source column.
+  std::uninitialized_fill(columns + x, columns + g.dstWidth, Column{{}, 0.0, last, last, 0});
 }
 
 // Lays several tables into one block, each on a cache line of its own.
@@ -150,47 +170,87 @@ class Layout {
   size_t size_ = 0;
 };
 
-// The byte offsets that one group's slots read; slots beyond the row's last sample repeat it.
-struct GroupBytes {
-  uint32_t slots = 0;
-  uint32_t left[kMaxSlots];
-  uint32_t right[kMaxSlots];
-  const Column* column[kMaxSlots];
+// The column of a sample. A division by a constant takes no time.
+uint32_t ColumnOf(const LinePlan& plan, uint32_t sample) {
+  return plan.channels == 3 ? sample / 3 : sample;
+}
 
-  GroupBytes(const LinePlan& plan, uint32_t group) : slots(plan.shape.Slots()) {
-    const uint32_t first = std::min(group * slots, plan.samples - 1);
-    uint32_t x = first / plan.channels;
-    uint32_t channel = first % plan.channels;
-    for (uint32_t slot = 0; slot < slots; ++slot) {
-      column[slot] = &plan.columns[x];
-      left[slot] = plan.channels * column[slot]->left + channel;
-      right[slot] = plan.channels * column[slot]->right + channel;
-      if (first + slot + 1 < plan.samples && ++channel == plan.channels) {
-        channel = 0;
-        ++x;
-      }
-    }
+// The columns whose samples one group's slots hold. Slots beyond the row's last sample repeat it.
+struct GroupColumns {
+  uint32_t first;  // columns
+  uint32_t last;
+  uint32_t skipped;  // channels of the first column that are in an earlier group
+  uint32_t taken;    // channels of the last column that are not in a later one
+  uint32_t samples;  // up to the row's last
+
+  GroupColumns(const LinePlan& plan, uint32_t group) {
+    const uint32_t slots = plan.shape.Slots();
+    const uint32_t begin = std::min(group * slots, plan.samples - 1);
+    const uint32_t end = std::min(begin + slots, plan.samples);
+    first = ColumnOf(plan, begin);
+    last = ColumnOf(plan, end - 1);
+    skipped = begin - first * plan.channels;
+    taken = end - last * plan.channels;
+    samples = end - begin;
   }
+};
+
+// The source bytes from `from` to before `to`.
+struct Span {
+  uint32_t from;
+  uint32_t to;
+};
+
+// The bytes that a group reads of a column's left and right pixels. Two columns at the same pixel
+// read what either reads.
+class GroupSpans {
+ public:
+  GroupSpans(const LinePlan& plan, const GroupColumns& group)
+      : plan_(plan), group_(group), skipped_(group.skipped), taken_(group.taken) {
+    if (group.first == group.last) return;
+    const Column* columns = plan.columns;
+    if (columns[group.first].left == columns[group.first + 1].left) skipped_ = 0;
+    if (columns[group.last].right == columns[group.last - 1].right) taken_ = plan.channels;
+  }
+
+  Span OfPixel(uint32_t column, uint32_t pixel) const {
+    const uint32_t at = plan_.channels * pixel;
+    return {at + (column == group_.first ? skipped_ : 0),
+            at + (column == group_.last ? taken_ : plan_.channels)};
+  }
+  uint32_t End() const { return OfPixel(group_.last, plan_.columns[group_.last].right).to; }
+
+ private:
+  const LinePlan& plan_;
+  const GroupColumns& group_;
+  uint32_t skipped_;
+  uint32_t taken_;
 };
 
 // Deals a group's bytes out to look-ups of `size` consecutive source bytes each: the next look-up
 // starts at the first byte that no earlier one covers, but never so late that it would read past
-// the row. Calls place(chunk, offset, first byte that is this chunk's own); returns their number.
+// the row. Columns read their pixels in the order of the source, so that the first byte that is not
+// covered when it comes up is the first of all. Calls place(chunk, offset, first byte that is this
+// chunk's own); returns their number.
 template <typename Place>
-uint32_t DealChunks(const LinePlan& plan, const GroupBytes& bytes, Place place) {
+uint32_t DealChunks(const LinePlan& plan, const GroupColumns& group, Place place) {
   const uint32_t size = plan.shape.lookUpBytes;
+  const GroupSpans spans(plan, group);
+  uint32_t chunks = 0;
   uint32_t covered = 0;
-  for (uint32_t chunk = 0;; ++chunk) {
-    uint32_t next = UINT32_MAX;
-    for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-      if (bytes.left[slot] >= covered) next = std::min(next, bytes.left[slot]);
-      if (bytes.right[slot] >= covered) next = std::min(next, bytes.right[slot]);
-    }
-    if (next == UINT32_MAX) return chunk;
-    const uint32_t offset = std::min(next, plan.rowBytes - size);
-    place(chunk, offset, covered);
+  const auto cover = [&](const Span& span) {
+    if (span.to <= covered) return;
+    const uint32_t offset = std::min(std::max(span.from, covered), plan.rowBytes - size);
+    place(chunks++, offset, covered);
     covered = offset + size;
+  };
+  const uint32_t end = spans.End();
+  for (uint32_t x = group.first; covered < end; ++x) {
+    if (plan.channels * (plan.columns[x].right + 1) <= covered) continue;
+    cover(spans.OfPixel(x, plan.columns[x].left));
+    cover(spans.OfPixel(x, plan.columns[x].right));
   }
+  return chunks;
 }
 
 uint32_t CountChunks(const LinePlan& plan) {
@@ -198,11 +258,45 @@ uint32_t CountChunks(const LinePlan& plan) {
   uint32_t chunks = 1;
   for (uint32_t group = 0; group < plan.groups; ++group) {
     const uint32_t count =
-        DealChunks(plan, GroupBytes(plan, group), [](uint32_t, uint32_t, uint32_t) {});
+        DealChunks(plan, GroupColumns(plan, group), [](uint32_t, uint32_t, uint32_t) {});
     chunks = std::max(chunks, count);
   }
   return chunks;
 }
+
+// The byte offsets that one group's slots read.
+class GroupBytes {
+ public:
+  GroupBytes(const LinePlan& plan, const GroupColumns& group)
+      : left(leftOfPixels_ + group.skipped), right(rightOfPixels_ + group.skipped) {
+    plan.channels == 3 ? List<3>(plan, group) : List<1>(plan, group);
+    const uint32_t last = group.skipped + group.samples - 1;
+    const uint32_t repeats = plan.shape.Slots() - group.samples;
+    std::fill_n(leftOfPixels_ + last + 1, repeats, leftOfPixels_[last]);
+    std::fill_n(rightOfPixels_ + last + 1, repeats, rightOfPixels_[last]);
+  }
+
+  const uint32_t* left;  // of each slot
+  const uint32_t* right;
+
+ private:
+  // Whole pixels are listed, which at both ends may be more than the group's.
+  template <uint32_t kChannels>
+  void List(const LinePlan& plan, const GroupColumns& group) {
+    uint32_t* toLeft = leftOfPixels_;
+    uint32_t* toRight = rightOfPixels_;
+    for (uint32_t x = group.first; x <= group.last; ++x) {
+      const Column& column = plan.columns[x];
+      for (uint32_t channel = 0; channel < kChannels; ++channel) {
+        *toLeft++ = kChannels * column.left + channel;
+        *toRight++ = kChannels * column.right + channel;
+      }
+    }
+  }
+
+  uint32_t leftOfPixels_[2 + kMaxSlots + 2];
+  uint32_t rightOfPixels_[2 + kMaxSlots + 2];
+};
 
 struct GroupTables {
   uint32_t* offsets;
@@ -213,74 +307,140 @@ struct GroupTables {
   float* wideError;
 };
 
-void FillOffsets(const GroupBytes& bytes, uint32_t group, const GroupTables& tables) {
-  uint32_t* offsets = tables.offsets + size_t{group} * 2 * bytes.slots;
-  for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-    offsets[2 * slot] = bytes.left[slot];
-    offsets[2 * slot + 1] = bytes.right[slot];
+void FillOffsets(const LinePlan& plan, uint32_t* offsets) {
+  const uint32_t slots = plan.shape.Slots();
+  for (uint32_t group = 0; group < plan.groups; ++group, offsets += 2 * slots) {
+    const GroupBytes bytes(plan, GroupColumns(plan, group));
+    for (uint32_t slot = 0; slot < slots; ++slot) {
+      offsets[2 * slot] = bytes.left[slot];
+      offsets[2 * slot + 1] = bytes.right[slot];
+    }
   }
 }
 
-void FillLookUps(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
-                 const GroupTables& tables) {
-  const uint32_t size = plan.shape.lookUpBytes;
-  if (size == 0) return FillOffsets(bytes, group, tables);
-  const uint32_t half = plan.shape.slotBytes / 2;
-  uint32_t* offsets = tables.offsets + size_t{group} * plan.chunks;
-  uint8_t* index = tables.index + size_t{group} * plan.chunks * size;
-  std::fill_n(offsets, plan.chunks, 0u);
-  std::fill_n(index, size_t{plan.chunks} * size, kNotHere);
-  DealChunks(plan, bytes, [&](uint32_t chunk, uint32_t offset, uint32_t first) {
-    offsets[chunk] = offset;
-    uint8_t* row = index + size_t{chunk} * size;
-    const auto here = [&](uint32_t byte) {
-      return byte >= first && byte >= offset && byte < offset + size;
-    };
-    for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-      uint8_t* pair = row + size_t{slot} * plan.shape.slotBytes;
-      if (here(bytes.left[slot])) pair[0] = static_cast<uint8_t>(bytes.left[slot] - offset);
-      if (here(bytes.right[slot])) pair[half] = static_cast<uint8_t>(bytes.right[slot] - offset);
-    }
-  });
+// The bytes that a look-up of kSize bytes provides: those that are not before `own`.
+template <uint32_t kSize>
+struct Chunk {
+  uint32_t offset;
+  uint32_t own;
+
+  uint32_t IndexOf(uint32_t byte) const {
+    // Signed numbers compare in lanes.
+    const auto at = static_cast<int32_t>(byte - offset);
+    const bool here = at >= static_cast<int32_t>(own) && at < static_cast<int32_t>(kSize);
+    return here ? static_cast<uint32_t>(at) : kNotHere;
+  }
+};
+
+// The indices of one look-up's slots. A slot is a word with the left sample in its lowest byte and
+// the right one in its middle byte.
+template <typename Slot, uint32_t kSize>
+void FillIndex(const Chunk<kSize>& chunk, const GroupBytes& bytes, uint8_t* index) {
+  constexpr unsigned kMiddle = 4 * sizeof(Slot);
+  constexpr uint32_t kOthers = 0x01010101u * kNotHere & ~(0xFFu | 0xFFu << kMiddle);
+  constexpr uint32_t kSlots = kSize / sizeof(Slot);
+  Slot row[kSlots];
+  for (uint32_t slot = 0; slot < kSlots; ++slot) {
+    row[slot] = static_cast<Slot>(kOthers | chunk.IndexOf(bytes.left[slot]) |
+                                  chunk.IndexOf(bytes.right[slot]) << kMiddle);
+  }
+  std::memcpy(index, row, kSize);
+}
+
+template <typename Slot, uint32_t kSize>
+void FillLookUps(const LinePlan& plan, const GroupTables& tables) {
+  uint32_t* offsets = tables.offsets;
+  uint8_t* index = tables.index;
+  for (uint32_t group = 0; group < plan.groups; ++group) {
+    const GroupColumns columns(plan, group);
+    const GroupBytes bytes(plan, columns);
+    const uint32_t used =
+        DealChunks(plan, columns, [&](uint32_t chunk, uint32_t offset, uint32_t first) {
+          offsets[chunk] = offset;
+          const uint32_t own = first > offset ? first - offset : 0;
+          FillIndex<Slot, kSize>({offset, own}, bytes, index + size_t{chunk} * kSize);
+        });
+    std::fill(offsets + used, offsets + plan.chunks, 0u);
+    std::fill(index + size_t{used} * kSize, index + size_t{plan.chunks} * kSize, kNotHere);
+    offsets += plan.chunks;
+    index += size_t{plan.chunks} * kSize;
+  }
+}
+
+// The look-ups of the shapes that kernels have.
+void FillLookUps(const LinePlan& plan, const GroupTables& tables) {
+  const bool isShort = plan.shape.slotBytes == 2;
+  if (plan.shape.lookUpBytes == 64) {
+    isShort ? FillLookUps<uint16_t, 64>(plan, tables) : FillLookUps<uint32_t, 64>(plan, tables);
+  } else {
+    isShort ? FillLookUps<uint16_t, 16>(plan, tables) : FillLookUps<uint32_t, 16>(plan, tables);
+  }
+}
+
+// Calls put(slot, entryOf(column)) for the slots of the columns before `columns`.
+template <typename EntryOf, typename Put>
+void ForEachSlot(const LinePlan& plan, uint32_t columns, EntryOf entryOf, Put put) {
+  for (uint32_t x = 0; x < columns; ++x) {
+    const auto entry = entryOf(plan.columns[x]);
+    const size_t slot = size_t{x} * plan.channels;
+    put(slot, entry);
+    if (plan.channels != 3) continue;
+    put(slot + 1, entry);
+    put(slot + 2, entry);
+  }
+}
+
+// Likewise for all slots of all groups; those beyond the row's last sample repeat it.
+template <typename EntryOf, typename Put>
+void FillSlots(const LinePlan& plan, EntryOf entryOf, Put put) {
+  ForEachSlot(plan, plan.dstWidth, entryOf, put);
+  const auto last = entryOf(plan.columns[plan.dstWidth - 1]);
+  for (size_t slot = plan.samples; slot < size_t{plan.groups} * plan.shape.Slots(); ++slot) {
+    put(slot, last);
+  }
+}
+
+// Pairs (Qx - p, p).
+template <typename Weight>
+void FillWeights(const LinePlan& plan, Weight* weights) {
+  FillSlots(
+      plan, [](const Column& column) { return column.phase; },
+      [weights, parts = plan.partsX](size_t slot, uint32_t phase) {
+        weights[2 * slot] = static_cast<Weight>(parts - phase);
+        weights[2 * slot + 1] = static_cast<Weight>(phase);
+      });
 }
 
 // The grid of the columns before kFarColumn is finer, and finer than fits for the first two.
-int16_t NearWeight(const LinePlan& plan, const Column& column) {
-  if (plan.errors != ErrorForm::kGrid) return WeightOf(column.error, plan.errorScale);
+int16_t NearWeight(const Column& column) {
   const bool fits = column.error == 0.0 || column.left >= 2;
   return fits ? WeightOf(column.error, kNearGrid) : kNoWeight;
 }
 
-void FillByteWeights(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
-                     const GroupTables& tables) {
-  int8_t* weights = tables.weights + size_t{group} * 2 * bytes.slots;
-  for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-    const uint32_t phase = bytes.column[slot]->phase;
-    weights[2 * slot] = static_cast<int8_t>(plan.partsX - phase);
-    weights[2 * slot + 1] = static_cast<int8_t>(phase);
+void FillErrors(const LinePlan& plan, int16_t* errors) {
+  FillSlots(
+      plan, [&plan](const Column& column) { return WeightOf(column.error, plan.errorScale); },
+      [errors](size_t slot, int16_t weight) { errors[slot] = weight; });
+  if (plan.errors != ErrorForm::kGrid) return;
+  const size_t slots = size_t{plan.nearGroups} * plan.shape.Slots();
+  for (size_t slot = 0; slot < slots; ++slot) {
+    const size_t sample = std::min<size_t>(slot, plan.samples - 1);
+    errors[slot] = NearWeight(plan.columns[sample / plan.channels]);
   }
 }
 
-void FillNarrow(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
-                const GroupTables& tables) {
-  int16_t* errors = tables.xError + size_t{group} * bytes.slots;
-  for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-    const Column& column = *bytes.column[slot];
-    errors[slot] = group < plan.nearGroups ? NearWeight(plan, column)
-                                           : WeightOf(column.error, plan.errorScale);
-  }
+void FillWideErrors(const LinePlan& plan, float* errors) {
+  FillSlots(
+      plan, [](const Column& column) { return static_cast<float>(column.error * kWideErrorUnit); },
+      [errors](size_t slot, float error) { errors[slot] = error; });
 }
 
-void FillWide(const LinePlan& plan, const GroupBytes& bytes, uint32_t group,
-              const GroupTables& tables) {
-  int16_t* weights = tables.wideWeights + size_t{group} * 2 * bytes.slots;
-  float* errors = tables.wideError + size_t{group} * bytes.slots;
-  for (uint32_t slot = 0; slot < bytes.slots; ++slot) {
-    const Column& column = *bytes.column[slot];
-    weights[2 * slot] = static_cast<int16_t>(plan.partsX - column.phase);
-    weights[2 * slot + 1] = static_cast<int16_t>(column.phase);
-    errors[slot] = static_cast<float>(column.error * kWideErrorUnit);
-  }
+void FillTables(const LinePlan& plan, const GroupTables& tables) {
+  plan.shape.lookUpBytes == 0 ? FillOffsets(plan, tables.offsets) : FillLookUps(plan, tables);
+  if (tables.weights != nullptr) FillWeights(plan, tables.weights);
+  if (tables.wideWeights != nullptr) FillWeights(plan, tables.wideWeights);
+  if (tables.xError != nullptr) FillErrors(plan, tables.xError);
+  if (tables.wideError != nullptr) FillWideErrors(plan, tables.wideError);
 }
 
 uint32_t CountNearGroups(const LinePlan& plan) {
@@ -291,11 +451,11 @@ uint32_t CountNearGroups(const LinePlan& plan) {
   return (x * plan.channels + pass - 1) / pass * plan.shape.together;
 }
 
-bool MakeColumns(const PlanGeometry& g, LinePlan* plan) {
+bool AddColumns(const PlanGeometry& g, LinePlan* plan) {
   plan->columnStorage.reset(static_cast<unsigned char*>(std::malloc(g.dstWidth * sizeof(Column))));
   if (!plan->columnStorage) return false;
-  auto* columns = new (plan->columnStorage.get()) Column[g.dstWidth];
-  FillColumns(g, plan->partsX, columns);
+  auto* columns = reinterpret_cast<Column*>(plan->columnStorage.get());
+  MakeColumns(g, plan->partsX, columns);
   plan->columns = columns;
   return true;
 }
@@ -333,17 +493,12 @@ bool MakeTables(LinePlan* plan) {
     plan->wideWeights = tables.wideWeights = Place<int16_t>(block, wideWeights, 2 * slots);
     plan->wideError = tables.wideError = Place<float>(block, errors, slots);
   }
-  for (uint32_t group = 0; group < groups; ++group) {
-    const GroupBytes read(*plan, group);
-    FillLookUps(*plan, read, group, tables);
-    if (plan->byteWeights) FillByteWeights(*plan, read, group, tables);
-    narrow ? FillNarrow(*plan, read, group, tables) : FillWide(*plan, read, group, tables);
-  }
+  FillTables(*plan, tables);
   return true;
 }
 
 bool FillPlan(const PlanGeometry& g, LinePlan* plan) {
-  if (!MakeColumns(g, plan)) return false;
+  if (!AddColumns(g, plan)) return false;
   if (plan->rowBytes < plan->shape.lookUpBytes) return false;
   const uint32_t slots = plan->shape.Slots();
   const uint32_t pass = slots * plan->shape.together;

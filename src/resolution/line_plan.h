@@ -2,6 +2,7 @@
 #ifndef DIBKIT_SRC_RESOLUTION_LINE_PLAN_H
 #define DIBKIT_SRC_RESOLUTION_LINE_PLAN_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -144,7 +145,7 @@ inline constexpr double kWideErrorUnit = 0x1p65;
 // An error as a 16-bit weight.
 inline int16_t WeightOf(double error, double scale) {
   const double weight = error * scale;
-  return static_cast<int16_t>(weight < 0 ? weight - 0.5 : weight + 0.5);
+  return static_cast<int16_t>(weight + std::copysign(0.5, weight));
 }
 
 }  // namespace dibkit::resolution

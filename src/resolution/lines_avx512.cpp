@@ -27,11 +27,11 @@ constexpr uint32_t kGroup = 32;  // output bytes of a group
 
 // What is known of a row's numbers before its samples are.
 enum class NarrowKind {
-  kSmooth,        // ErrorForm::kSmooth
-  kSmoothBinary,  // the same where IsBinary() holds
-  kSmoothTop,     // of those, rows whose phase is 0
-  kGrid,          // ErrorForm::kGrid
-  kGridLevel,     // of those, rows whose fraction is 0: only A counts
+  kSmooth,     // ErrorForm::kSmooth
+  kTop,        // of those, where IsBinary() holds: rows whose phase is 0
+  kMiddle,     // and rows in the middle between two
+  kGrid,       // ErrorForm::kGrid
+  kGridLevel,  // of those, rows whose fraction is 0: only A counts
 };
 
 constexpr bool IsSmooth(NarrowKind kind) {
@@ -41,7 +41,7 @@ constexpr bool IsSmooth(NarrowKind kind) {
 // Few parts, powers of two: shifts divide, and steps are so short that one multiplied by more than
 // the guard still fits 16 bits.
 bool IsBinary(const LinePlan& plan) {
-  return std::has_single_bit(plan.divisor) && plan.partsX <= 4 && plan.partsY <= 4 &&
+  return std::has_single_bit(plan.divisor) && plan.partsX <= 4 && plan.partsY <= 2 &&
          plan.fineGuard < 32;
 }
 
@@ -56,14 +56,19 @@ struct RowLanes {
   __m512i divisor, reciprocal, bias;
   __m512i steep;         // Qy, or 0 where vertical products are exact
   __mmask32 roundsFlat;  // lanes whose vertical product is rounded although the column has no error
-  __m128i reciprocalShift;
+  __m512i reciprocalShift;
   __m512i fineGuard;
-  // For parts that are powers of two: their logarithms, and the guard's.
-  __m128i shiftX, shiftY, shift, guardShift;
+  __m512i shift;       // where one divides the row's sums (see SumToDivide)
+  __m512i guardShift;  // 2^this exceeds the guard
 };
 
 DIBKIT_AVX512_INLINE __m512i Word(uint32_t value) {
   return _mm512_set1_epi16(static_cast<short>(value));
+}
+
+// Of a power of two.
+DIBKIT_AVX512_INLINE __m512i Log2(uint32_t value) {
+  return Word(static_cast<uint32_t>(std::countr_zero(value)));
 }
 
 // Pairs of bytes (-weight, +weight): times a pair of samples they make its step, weighted.
@@ -89,12 +94,10 @@ DIBKIT_AVX512_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase&
   lanes.exactRow = row.fraction.significand == 0;
   lanes.reciprocal = Word(plan.reciprocal);
   lanes.bias = Word(plan.reciprocalBias);
-  lanes.reciprocalShift = _mm_cvtsi32_si128(static_cast<int>(plan.reciprocalShift));
+  lanes.reciprocalShift = Word(plan.reciprocalShift);
   lanes.fineGuard = Word(plan.fineGuard);
-  lanes.shiftX = _mm_cvtsi32_si128(std::countr_zero(plan.partsX));
-  lanes.shiftY = _mm_cvtsi32_si128(std::countr_zero(plan.partsY));
-  lanes.shift = _mm_cvtsi32_si128(std::countr_zero(plan.divisor));
-  lanes.guardShift = _mm_cvtsi32_si128(static_cast<int>(std::bit_width(plan.fineGuard)));
+  lanes.shift = Log2(row.phase == 0 ? plan.partsX : 2 * plan.partsX);
+  lanes.guardShift = Word(static_cast<uint32_t>(std::bit_width(plan.fineGuard)));
   return lanes;
 }
 
@@ -115,7 +118,7 @@ DIBKIT_AVX512_INLINE __m512i Pairs(const LinePlan& plan, const uint8_t* row, siz
 }
 
 DIBKIT_AVX512_INLINE __m512i Divide(__m512i number, const RowLanes& lanes) {
-  return _mm512_srl_epi16(_mm512_mulhi_epu16(number, lanes.reciprocal), lanes.reciprocalShift);
+  return _mm512_srlv_epi16(_mm512_mulhi_epu16(number, lanes.reciprocal), lanes.reciprocalShift);
 }
 
 // One pass's share of the traffic.
@@ -161,7 +164,7 @@ DIBKIT_AVX512_INLINE void StorePass(const LinePlan& plan, uint8_t* out, uint32_t
 // One group on its way.
 struct Group {
   __m512i a, b;          // pairs of samples
-  __m512i sumA;
+  __m512i sumA, sumB;
   __m512i number;        // ideal value * divisor
   __m512i across, down;  // H and V
   __m512i steps;         // 0 where both are
@@ -212,7 +215,7 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& 
 }
 
 // The numbers of a group, and its error sum.
-template <bool kTop>
+template <NarrowKind kKind>
 DIBKIT_AVX512_INLINE Group WeighGroup(const LinePlan& plan, const RowLanes& lanes, __m512i a,
                                       __m512i b, size_t group) {
   Group g{};
@@ -220,51 +223,56 @@ DIBKIT_AVX512_INLINE Group WeighGroup(const LinePlan& plan, const RowLanes& lane
   g.b = b;
   const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
   g.sumA = _mm512_maddubs_epi16(a, weights);
-  const __m512i sumB = _mm512_maddubs_epi16(b, weights);
-  g.down = _mm512_sub_epi16(sumB, g.sumA);
-  if (kTop) {
-    g.number = _mm512_sll_epi16(g.sumA, lanes.shiftY);
-    g.across = _mm512_maddubs_epi16(a, lanes.stepA);
-  } else {
-    g.number = _mm512_add_epi16(_mm512_mullo_epi16(g.sumA, lanes.weightA),
-                                _mm512_mullo_epi16(sumB, lanes.weightB));
-    g.across = _mm512_add_epi16(_mm512_maddubs_epi16(a, lanes.stepA),
-                                _mm512_maddubs_epi16(b, lanes.stepB));
+  g.sumB = _mm512_maddubs_epi16(b, weights);
+  g.down = _mm512_sub_epi16(g.sumB, g.sumA);
+  g.across = _mm512_maddubs_epi16(a, lanes.stepA);
+  if (kKind != NarrowKind::kTop) {
+    g.across = _mm512_add_epi16(g.across, _mm512_maddubs_epi16(b, lanes.stepB));
   }
   g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
   g.error = ErrorSum(g, lanes.errorY);
   return g;
 }
 
+// The ideal value times the divisor.
+DIBKIT_AVX512_INLINE __m512i Number(const RowLanes& lanes, const Group& g) {
+  return _mm512_add_epi16(_mm512_mullo_epi16(g.sumA, lanes.weightA),
+                          _mm512_mullo_epi16(g.sumB, lanes.weightB));
+}
+
+// The ideal value times Qx, or times 2 * Qx in the middle.
+template <NarrowKind kKind>
+DIBKIT_AVX512_INLINE __m512i SumToDivide(const Group& g) {
+  return kKind == NarrowKind::kTop ? g.sumA : _mm512_add_epi16(g.sumA, g.sumB);
+}
+
 // An error below 0 takes 1 off the number before the division, so there is no remainder to look at.
-// An error is large enough if it exceeds the larger of |H| and |V| by the guard; here the guard
-// may count once for each unit of the larger, which is one operation for both.
+// An error is large enough if it exceeds the larger of |H| and |V| by the guard; where steps are
+// short the guard may count once for each unit of theirs, which is one operation for both.
 template <NarrowKind kKind>
 DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const LinePlan& plan, const RowLanes& lanes,
                                            __mmask32 near, __m512i a, __m512i b, size_t group) {
-  constexpr bool kTop = kKind == NarrowKind::kSmoothTop;
-  Group g = WeighGroup<kTop>(plan, lanes, a, b, group);
+  Group g = WeighGroup<kKind>(plan, lanes, a, b, group);
   const __m512i below = _mm512_srli_epi16(g.error, 15);
   const __m512i size = _mm512_abs_epi16(g.error);
   g.steps = _mm512_or_si512(_mm512_abs_epi16(g.across), _mm512_abs_epi16(g.down));
   if (kKind == NarrowKind::kSmooth) {
-    g.value = Divide(_mm512_add_epi16(_mm512_subs_epu16(g.number, below), lanes.bias), lanes);
+    g.value = Divide(
+        _mm512_add_epi16(_mm512_subs_epu16(Number(lanes, g), below), lanes.bias), lanes);
     const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
-    g.unsure = near | _mm512_mask_cmple_epu16_mask(
-                          stepped, size, _mm512_adds_epu16(g.steps, lanes.fineGuard));
+    g.unsure = near | _mm512_mask_cmple_epu16_mask(stepped, size,
+                                                   _mm512_adds_epu16(g.steps, lanes.fineGuard));
   } else {
-    // Where q is 0, number / (Qx * Qy) is A's sum / Qx.
-    g.value = _mm512_srl_epi16(_mm512_subs_epu16(kTop ? g.sumA : g.number, below),
-                               kTop ? lanes.shiftX : lanes.shift);
-    g.unsure =
-        near | _mm512_cmplt_epu16_mask(size, _mm512_sll_epi16(g.steps, lanes.guardShift));
+    g.value = _mm512_srlv_epi16(_mm512_subs_epu16(SumToDivide<kKind>(g), below), lanes.shift);
+    g.unsure = near | _mm512_cmplt_epu16_mask(size, _mm512_sllv_epi16(g.steps, lanes.guardShift));
   }
   return g;
 }
 
 DIBKIT_AVX512_INLINE Group MakeGridGroup(const LinePlan& plan, const RowLanes& lanes,
                                          __mmask32 near, __m512i a, __m512i b, size_t group) {
-  Group g = WeighGroup<false>(plan, lanes, a, b, group);
+  Group g = WeighGroup<NarrowKind::kGrid>(plan, lanes, a, b, group);
+  g.number = Number(lanes, g);
   g.steps = _mm512_or_si512(g.across, g.down);
   const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
   const __m512i ideal = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
@@ -303,6 +311,7 @@ DIBKIT_AVX512_INLINE __m512i FindOpen(const RowLanes& lanes, Group* g) {
 
 // The sum against a guard of each lane's own.
 DIBKIT_AVX512_INLINE void LookSmooth(const RowLanes& lanes, __m512i fineGuard, Group* g) {
+  g->number = Number(lanes, *g);
   const __m512i ideal = FindOpen(lanes, g);
   if (g->unsure == 0) return;
   const __m512i rounding = _mm512_add_epi16(_mm512_abs_epi16(g->across), _mm512_abs_epi16(g->down));
@@ -459,12 +468,11 @@ DIBKIT_AVX512 void NarrowLine(const LinePlan& plan, const RowPhase& row, const u
                ? NarrowForm<NarrowKind::kGridLevel>(plan, row, rowA, rowB, traffic, out)
                : NarrowForm<NarrowKind::kGrid>(plan, row, rowA, rowB, traffic, out);
   }
-  if (!IsBinary(plan)) {
+  if (!IsBinary(plan) || row.phase == plan.partsY) {
     return NarrowForm<NarrowKind::kSmooth>(plan, row, rowA, rowB, traffic, out);
   }
-  return row.phase == 0
-             ? NarrowForm<NarrowKind::kSmoothTop>(plan, row, rowA, rowB, traffic, out)
-             : NarrowForm<NarrowKind::kSmoothBinary>(plan, row, rowA, rowB, traffic, out);
+  return row.phase == 0 ? NarrowForm<NarrowKind::kTop>(plan, row, rowA, rowB, traffic, out)
+                        : NarrowForm<NarrowKind::kMiddle>(plan, row, rowA, rowB, traffic, out);
 }
 
 // ---- The narrow form without errors: all parts are powers of two ----
@@ -476,21 +484,21 @@ struct ExactGroup {
 
 template <int kChunks>
 DIBKIT_AVX512_INLINE ExactGroup MakeExactGroup(const LinePlan& plan, const uint8_t* rowA,
-                                               const uint8_t* rowB, size_t group, __m128i shiftY) {
+                                               const uint8_t* rowB, size_t group, __m512i shiftY) {
   const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
   const __m512i sumA = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowA, group), weights);
   const __m512i sumB = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowB, group), weights);
-  return {_mm512_sll_epi16(sumA, shiftY), _mm512_sub_epi16(sumB, sumA)};
+  return {_mm512_sllv_epi16(sumA, shiftY), _mm512_sub_epi16(sumB, sumA)};
 }
 
-DIBKIT_AVX512_INLINE __m512i ExactValue(const ExactGroup& g, __m512i phase, __m128i shift) {
-  return _mm512_srl_epi16(_mm512_add_epi16(g.top, _mm512_mullo_epi16(g.down, phase)), shift);
+DIBKIT_AVX512_INLINE __m512i ExactValue(const ExactGroup& g, __m512i phase, __m512i shift) {
+  return _mm512_srlv_epi16(_mm512_add_epi16(g.top, _mm512_mullo_epi16(g.down, phase)), shift);
 }
 
 template <int kChunks>
 DIBKIT_AVX512 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
-  const __m128i shift = _mm_cvtsi32_si128(std::countr_zero(plan.divisor));
-  const __m128i shiftY = _mm_cvtsi32_si128(std::countr_zero(plan.partsY));
+  const __m512i shift = Log2(plan.divisor);
+  const __m512i shiftY = Log2(plan.partsY);
   // A level row that is alone must not read the second.
   const bool level = batch.count == 1 && batch.phases[0].phase == 0;
   const uint8_t* rowB = level ? batch.rowA : batch.rowB;

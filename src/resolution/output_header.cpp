@@ -7,6 +7,7 @@
 #include "Cnv_res_mem.h"
 #include "dib/layout.h"
 #include "resolution/geometry.h"
+#include "resolution/gray_ramp.h"
 #include "resolution/sinks.h"
 
 using namespace dibkit;
@@ -108,6 +109,11 @@ bool AppendTable(CBufTransfer& sink, unsigned short kind) {
 }
 
 }  // namespace
+
+bool dibkit::resolution::IsGrayRamp(const unsigned char* entries) {
+  const OutputTable& ramp = kTables[KIND_GRAY_8BIT];
+  return std::memcmp(entries, ramp.bytes, sizeof ramp.bytes) == 0;
+}
 
 int CLinearTransformMem::CreateOutputData() {
   unsigned char headers[kFileHeaderSize + kInfoHeaderSize];

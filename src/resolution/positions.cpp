@@ -9,6 +9,26 @@ bool CanStep(double scale, uint32_t count) {
   return scale > 0x1p-17 && scale < 0x1p17 && count <= scale * 65535 + 1;
 }
 
+StoredPlace PlainPlace(unsigned outputIndex, double scale) {
+  const Place place = Locate(outputIndex, scale);
+  return {place.index, static_cast<double>(place.fraction)};
+}
+
+StoredPlace Store(const SplitPosition& position) {
+  return {static_cast<uint16_t>(position.index), ToDouble(position.fraction)};
+}
+
+CPosition ColumnAt(const StoredPlace& place, uint16_t sourceWidth) {
+  const bool atEdge = IsAtEdge(place.index, sourceWidth);
+  const auto left = static_cast<uint16_t>(atEdge ? sourceWidth - 1 : place.index);
+  const auto right = static_cast<uint16_t>(atEdge ? left : left + 1);
+  return {.fraction = place.fraction,
+          .leftColumn = left,
+          .rightColumn = right,
+          .leftByte = static_cast<uint16_t>(left / 8),
+          .rightByte = static_cast<uint16_t>(right / 8)};
+}
+
 }  // namespace
 
 PlaceWalk::PlaceWalk(double scale, uint32_t count) : scale_(scale) {
@@ -17,13 +37,10 @@ PlaceWalk::PlaceWalk(double scale, uint32_t count) : scale_(scale) {
 
 StoredPlace PlaceWalk::Next() {
   const uint32_t index = next_++;
-  if (!stepper_) {
-    const Place place = Locate(index, scale_);
-    return {place.index, static_cast<double>(place.fraction)};
-  }
-  const SplitPosition position = Split(stepper_->Position());
+  if (!stepper_) return PlainPlace(index, scale_);
+  const StoredPlace place = Store(stepper_->Place());
   stepper_->Advance();
-  return {static_cast<uint16_t>(position.index), ToDouble(position.fraction)};
+  return place;
 }
 
 RowPair PairRows(const StoredPlace& place, uint16_t sourceHeight) {
@@ -37,20 +54,17 @@ RowPair PairRows(const StoredPlace& place, uint16_t sourceHeight) {
 void FillColumns(double scaleX, uint16_t sourceWidth, uint16_t outputWidth,
                  std::vector<CPosition>& columns) {
   columns.clear();
-  columns.reserve(outputWidth);
-  PlaceWalk places(scaleX, outputWidth);
-  for (unsigned x = 0; x < outputWidth; ++x) {
-    const StoredPlace place = places.Next();
-    uint16_t left = place.index;
-    uint16_t right = static_cast<uint16_t>(left + 1);
-    if (IsAtEdge(left, sourceWidth)) {
-      left = right = static_cast<uint16_t>(sourceWidth - 1);
+  columns.resize(outputWidth);
+  if (CanStep(scaleX, outputWidth)) {
+    PositionStepper stepper(scaleX);
+    for (CPosition& column : columns) {
+      column = ColumnAt(Store(stepper.Place()), sourceWidth);
+      stepper.Advance();
     }
-    columns.push_back({.fraction = place.fraction,
-                       .leftColumn = left,
-                       .rightColumn = right,
-                       .leftByte = static_cast<uint16_t>(left / 8),
-                       .rightByte = static_cast<uint16_t>(right / 8)});
+    return;
+  }
+  for (unsigned x = 0; x < outputWidth; ++x) {
+    columns[x] = ColumnAt(PlainPlace(x, scaleX), sourceWidth);
   }
 }
 

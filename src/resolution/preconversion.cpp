@@ -7,6 +7,7 @@
 #include "dib/depth_rows.h"
 #include "dib/layout.h"
 #include "resolution/geometry.h"
+#include "resolution/gray_ramp.h"
 
 namespace dibkit::resolution {
 namespace {
@@ -29,7 +30,9 @@ PaletteSource ReadPaletteSource(const unsigned char* dib, const SourceGeometry& 
 }
 
 bool HasGrayTable(const unsigned char* dib, uint16_t bitCount) {
-  return IsGrayTable(dib + kInfoHeaderSize, FullTableEntries(bitCount));
+  const unsigned char* table = dib + kInfoHeaderSize;
+  if (bitCount == 8 && IsGrayRamp(table)) return true;
+  return IsGrayTable(table, FullTableEntries(bitCount));
 }
 
 bool IsColorPalette(const unsigned char* dib, uint16_t bitCount) {
