@@ -2,31 +2,79 @@
 //
 // Nibbles are ORed into the rows, and a stream can come back to bytes that hold something: by a
 // move from an odd column, or at the end of a line that ran on into the next. Bytes past the
-// highest that was written are known to be 0; there whole bytes are stored in steps of 16, and what
-// is stored too much is made zero again at once. Elsewhere pixels are placed one by one.
+// highest that was written are known to be 0; there whole bytes are stored in steps, and what is
+// stored too much is made zero again once the runs end. Elsewhere pixels are placed one by one.
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
 #include "dib/rle.h"
+#include "dib/rle_groups.h"
 
 namespace dibkit {
 namespace {
 
 constexpr size_t kStep = 16;
 
-// So many pixels fit a word from any pixel of its first byte on.
-constexpr unsigned kShortRun = 14;
+// Runs are stored in longer steps, so that few take more than one.
+constexpr size_t kRunStep = 32;
 
-uint64_t Repeat(uint8_t pair) { return pair * uint64_t{0x0101010101010101}; }
-
-// The word whose bytes, in memory, are those of `word` from the highest on.
-uint64_t HighestFirst(uint64_t word) {
-  if constexpr (std::endian::native == std::endian::big) return word;
-  return __builtin_bswap64(word);
-}
+// The bytes of the longest run, or of a group, and what is stored behind them.
+constexpr int64_t kRunReach = 128 + kRunStep;
 
 uint8_t Swap(uint8_t pair) { return static_cast<uint8_t>(pair << 4 | pair >> 4); }
+
+// Where runs are being written. What is stored from here on does not count, but for the left pixel
+// of the first byte in an odd column.
+struct RunTip {
+  uint8_t* to;
+  uint8_t begun;  // the byte at `to`: loading it would wait for its store
+  unsigned odd;   // 1 in an odd column
+
+  void Write(unsigned count, uint8_t value) {
+    const uint8_t pair = StoreStep(value);
+    const unsigned bytes = (odd + count + 1) / 2;
+    for (unsigned i = kRunStep; i < bytes; i += kRunStep) {
+      PrefetchAhead(to + i);
+      std::memset(to + i, pair, kRunStep);
+    }
+    Advance(count, pair);
+  }
+
+  // Writes four runs if each is one step from either half of a byte: of 1 to 62 pixels.
+  bool WriteFour(const uint8_t* records) {
+    const uint64_t counts = LoadFourCounts(records);
+    const uint64_t outside = (counts - kFourOnes) | (counts + kFourOnes);
+    if ((outside & kFourOnes * 0xFFC0) != 0) return false;
+    PrefetchAhead(records);
+    PrefetchAhead(to);
+    if (((counts & kFourOnes) | odd) == 0) {
+      Unroll<4>([&](size_t i) {
+        std::memset(to, records[2 * i + 1], kRunStep);
+        to += records[2 * i] / 2;
+      });
+    } else {
+      Unroll<4>([&](size_t i) { Advance(records[2 * i], StoreStep(records[2 * i + 1])); });
+    }
+    return true;
+  }
+
+ private:
+  // Stores a run of `value` as far as one step goes; returns what its whole bytes are.
+  uint8_t StoreStep(uint8_t value) {
+    const uint8_t pair = std::rotl(value, static_cast<int>(4 * odd));
+    const unsigned kept = 0xF0 * odd;
+    std::memset(to, pair, kRunStep);
+    *to = static_cast<uint8_t>((begun & kept) | (pair & ~kept));
+    return pair;
+  }
+
+  void Advance(unsigned count, uint8_t pair) {
+    to += (odd + count) / 2;
+    begun = pair;
+    odd = (odd + count) & 1;
+  }
+};
 
 // The write position.
 class Pen {
@@ -50,33 +98,25 @@ class Pen {
     y_ += dy;
   }
 
-  // Writes the short runs that the stream goes on with, as far as they stay away from written bytes
-  // and from the end; returns how many bytes of the stream they were. Whatever its column and its
-  // count, a short run and the byte that it begins in are one word. That byte is kept: loading it
-  // would wait for its store.
-  size_t ShortRuns(std::span<const uint8_t> records) {
-    if (at_ < 0 || at_ >= size_ || at_ + 1 < fresh_) return 0;
-    uint64_t begun = uint64_t{bits_[at_]} << 56;
-    int64_t at = at_;
-    int64_t x = x_;
+  // Writes the runs that the stream goes on with, as far as they stay away from written pixels and
+  // from the end; returns how many bytes of the stream they were.
+  size_t Runs(std::span<const uint8_t> records) {
+    if (at_ < 0 || size_ - at_ < kRunReach || !BeginsFresh()) return 0;
+    RunTip tip{bits_ + at_, bits_[at_], static_cast<unsigned>(x_ & 1)};
+    const uint8_t* const last = bits_ + (size_ - kRunReach);
+    const size_t length = records.size();
     size_t read = 0;
-    while (records.size() - read >= 2 && size_ - at >= 8) {
-      const unsigned count = records[read];
-      if (count - 1 >= kShortRun) break;
-      const auto odd = static_cast<unsigned>(x & 1);
-      const uint64_t run = Repeat(records[read + 1]) & ~uint64_t{0} << (64 - 4 * count);
-      const uint64_t word = run >> 4 * odd | begun;
-      const uint64_t bytes = HighestFirst(word);
-      std::memcpy(bits_ + at, &bytes, sizeof bytes);
-      const unsigned whole = (odd + count) / 2;
-      begun = word << 8 * whole & uint64_t{0xFF} << 56;
-      at += whole;
-      x += count;
-      read += 2;
+    while (length - read >= 2 && tip.to <= last) {
+      if (length - read >= 8 && tip.WriteFour(records.data() + read)) {
+        read += 8;
+      } else if (records[read] != 0) {
+        tip.Write(records[read], records[read + 1]);
+        read += 2;
+      } else {
+        break;
+      }
     }
-    if (read != 0) fresh_ = at + (x & 1);
-    at_ = at;
-    x_ = x;
+    if (read != 0) Leave(tip);
     return read;
   }
 
@@ -90,12 +130,7 @@ class Pen {
     }
     const size_t whole = count / 2;
     if (!IsFresh(whole)) return PlaceAll(count, [pair](size_t) { return pair; }) && inside;
-    const uint64_t word = Repeat(pair);
-    uint8_t* const to = bits_ + at_;
-    for (size_t i = 0; i < whole; i += kStep) {
-      std::memcpy(to + i, &word, sizeof word);
-      std::memcpy(to + i + 8, &word, sizeof word);
-    }
+    for (size_t i = 0; i < whole; i += kStep) std::memset(bits_ + at_ + i, pair, kStep);
     Advance(whole);
     if (count % 2 != 0) inside &= Place(pair >> 4u);
     return inside;
@@ -113,6 +148,21 @@ class Pen {
   }
 
  private:
+  // Whether the next pixel and all that follow were never written.
+  bool BeginsFresh() const {
+    return x_ % 2 == 0 ? at_ >= fresh_ : at_ + 1 >= fresh_ && (bits_[at_] & 15u) == 0;
+  }
+
+  // Goes to where the runs end, and clears what was stored behind them.
+  void Leave(const RunTip& tip) {
+    const int64_t at = tip.to - bits_;
+    x_ += 2 * (at - at_) + tip.odd - (x_ & 1);
+    at_ = at;
+    fresh_ = at_ + tip.odd;
+    std::memset(tip.to, 0, kRunStep);
+    if (tip.odd != 0) *tip.to = tip.begun & 0xF0;
+  }
+
   // Whether `whole` bytes, and a step more, lie inside and were never written.
   bool IsFresh(size_t whole) const {
     return at_ >= fresh_ && size_ - at_ >= static_cast<int64_t>(whole + kStep);
@@ -183,7 +233,7 @@ void DecodeRle4(std::span<const uint8_t> records, const RleTarget& target) {
   Pen pen(target);
   size_t at = 0;
   while (length - at >= 2 && pen.Row() < target.rows) {
-    at += pen.ShortRuns(records.subspan(at));
+    at += pen.Runs(records.subspan(at));
     if (length - at < 2) return;
     const unsigned count = stream[at];
     const uint8_t value = stream[at + 1];

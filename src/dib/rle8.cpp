@@ -1,30 +1,74 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Short runs are written as 32 bytes, past their ends: what follows in the row overwrites the
+// Runs are written in steps of 32 bytes, past their ends: what follows in the row overwrites the
 // rest, and where the row is left the rest is made zero again. This is sound because no byte past
 // the write position has been written to stay: rows only go up and columns only to the right.
 #include <algorithm>
 #include <cstring>
 
 #include "dib/rle.h"
+#include "dib/rle_groups.h"
 
 namespace dibkit {
 namespace {
 
 constexpr size_t kStep = 32;
 
-// So many short runs, of at most 8 pixels, are looked at together.
-constexpr size_t kBatch = 8;
+// Where runs have as few pixels as this on average, most are tiny and worth stores of their own.
+constexpr size_t kTinyRun = 2;
 
-uint64_t LoadWord(const uint8_t* at) {
-  uint64_t word;
-  std::memcpy(&word, at, sizeof word);
-  return word;
+// The runs that are to come, and what they may fill: the rest of a row, behind which at least kStep
+// bytes more may be written for the time being.
+struct RunsInRow {
+  const uint8_t* from;
+  const uint8_t* const end;
+  uint8_t* to;
+  size_t left;
+
+  void Advance(size_t records, size_t pixels) {
+    from += 2 * records;
+    to += pixels;
+    left -= pixels;
+  }
+};
+
+// Writes kRuns runs if none is longer than kLongest, a power of 2 up to kStep, and all fit the row.
+template <size_t kRuns, size_t kLongest>
+bool WriteTogether(RunsInRow& runs) {
+  if (static_cast<size_t>(runs.end - runs.from) < 2 * kRuns) return false;
+  uint64_t counts = 0;
+  uint64_t excess = 0;
+  for (size_t i = 0; i < kRuns; i += 4) {
+    const uint64_t four = LoadFourCounts(runs.from + 2 * i);
+    counts += four;
+    // A count from 1 to kLongest, less one, has low bits only; one of 0 borrows and has others.
+    excess |= (four - kFourOnes) & kFourOnes * (0x10000 - kLongest);
+  }
+  const auto total = static_cast<size_t>(counts * kFourOnes >> 48);
+  if (excess != 0 || total > runs.left) return false;
+  PrefetchAhead(runs.from);
+  PrefetchAhead(runs.to);
+  uint8_t* to = runs.to;
+  Unroll<kRuns>([&](size_t i) {
+    std::memset(to, runs.from[2 * i + 1], kLongest);
+    to += runs.from[2 * i];
+  });
+  runs.Advance(kRuns, total);
+  return true;
 }
 
-void StoreWord(uint8_t* at, uint64_t word) { std::memcpy(at, &word, sizeof word); }
-
-uint64_t Repeat(uint8_t value) { return value * uint64_t{0x0101010101010101}; }
+// Writes a run of any length if it fits the row.
+bool WriteOne(RunsInRow& runs) {
+  if (runs.end - runs.from < 2) return false;
+  const size_t count = runs.from[0];
+  if (count == 0 || count > runs.left) return false;
+  for (size_t i = 0; i < count; i += kStep) {
+    PrefetchAhead(runs.to + i);
+    std::memset(runs.to + i, runs.from[1], kStep);
+  }
+  runs.Advance(1, count);
+  return true;
+}
 
 // The write position.
 class Pen {
@@ -58,7 +102,7 @@ class Pen {
   void Fill(uint8_t value, size_t count) {
     uint8_t* const to = row_ + x_;
     if (count <= kStep && static_cast<size_t>(end_ - to) >= kStep) {
-      for (size_t i = 0; i < kStep; i += 8) StoreWord(to + i, Repeat(value));
+      std::memset(to, value, kStep);
       untidy_ = true;
     } else {
       std::memset(to, value, count);
@@ -77,23 +121,27 @@ class Pen {
     x_ += static_cast<int64_t>(count);
   }
 
-  // Writes kBatch runs if all are short and fit the row, and the last does not come near the end.
-  bool FillBatch(const uint8_t* records) {
-    constexpr uint64_t kOnes = 0x0001000100010001;
-    const uint64_t counts1 = LoadWord(records) & (kOnes * 0xFF);
-    const uint64_t counts2 = LoadWord(records + 8) & (kOnes * 0xFF);
-    // A count of 1 to 8, less one, has no bits but the low three; one of 0 borrows and has.
-    if ((((counts1 - kOnes) | (counts2 - kOnes)) & (kOnes * 0xFFF8)) != 0) return false;
-    const auto total = static_cast<int64_t>(((counts1 + counts2) * kOnes) >> 48);
-    uint8_t* to = row_ + x_;
-    if (total > target_.width - x_ || end_ - to < total + int64_t{kStep}) return false;
-    for (size_t i = 0; i < kBatch; ++i) {
-      StoreWord(to, Repeat(records[2 * i + 1]));
-      to += records[2 * i];
+  // Writes the runs that the stream goes on with, as far as they fit the row; returns how many
+  // bytes of the stream they were.
+  size_t Runs(std::span<const uint8_t> records) {
+    if (x_ >= target_.width) return 0;
+    const auto left = static_cast<size_t>(target_.width - x_);
+    uint8_t* const to = row_ + x_;
+    if (static_cast<size_t>(end_ - to) < left + kStep) return 0;
+    RunsInRow runs{records.data(), records.data() + records.size(), to, left};
+    if (tiny_) {
+      while (WriteTogether<8, 8>(runs) || WriteTogether<4, kStep>(runs) || WriteOne(runs)) {
+      }
+    } else {
+      while (WriteTogether<4, kStep>(runs) || WriteOne(runs)) {
+      }
     }
-    x_ += total;
+    if (runs.to == to) return 0;
+    tiny_ = static_cast<size_t>(runs.to - to) <=
+            kTinyRun * static_cast<size_t>(runs.from - records.data()) / 2;
+    x_ += runs.to - to;
     untidy_ = true;
-    return true;
+    return static_cast<size_t>(runs.from - records.data());
   }
 
   // Makes zero again what was written past the position.
@@ -117,6 +165,7 @@ class Pen {
   int64_t x_ = 0;
   int64_t y_ = 0;
   bool untidy_ = false;
+  bool tiny_ = false;
 };
 
 }  // namespace
@@ -126,20 +175,13 @@ void DecodeRle8(std::span<const uint8_t> records, const RleTarget& target) {
   const size_t length = records.size();
   Pen pen(target);
   size_t at = 0;
-  size_t shortRuns = 0;  // in a row: a sign that more will come
   while (length - at >= 2 && pen.InImage()) {
-    if (shortRuns >= kBatch && length - at >= 2 * kBatch) {
-      if (pen.FillBatch(stream + at)) {
-        at += 2 * kBatch;
-        continue;
-      }
-      shortRuns = 0;
-    }
+    at += pen.Runs(records.subspan(at));
+    if (length - at < 2) break;
     const size_t count = stream[at];
     const uint8_t value = stream[at + 1];
     at += 2;
     if (count != 0) {
-      shortRuns = count <= kBatch ? shortRuns + 1 : 0;
       for (size_t left = count; left != 0;) {
         const size_t piece = pen.Piece(left);
         if (piece == 0) break;

@@ -59,6 +59,8 @@ DIBKIT_TARGET_AVX2 inline size_t FlatBlocks(const uint8_t* pixels, size_t limit,
   const __m256i lowBits = _mm256_set1_epi8(7);
   size_t blocks = 0;
   for (; blocks < limit; ++blocks, pixels += 3 * kBlock) {
+    PrefetchAhead(pixels);
+    PrefetchAhead(pixels + 64);
     const __m256i v0 = Load(pixels);
     const __m256i v1 = Load(pixels + 32);
     const __m256i v2 = Load(pixels + 64);

@@ -56,7 +56,10 @@ DIBKIT_TARGET_AVX512 void WorkOff(const uint32_t* queue, size_t length, CellSums
   }
   const size_t part = length / 4;
   for (size_t at = 0; at < part; ++at) {
-    for (size_t turn = at; turn < 4 * part; turn += part) AddAt(cells, offsets[turn], queue[turn]);
+    AddAt(cells, offsets[at], queue[at]);
+    AddAt(cells, offsets[part + at], queue[part + at]);
+    AddAt(cells, offsets[2 * part + at], queue[2 * part + at]);
+    AddAt(cells, offsets[3 * part + at], queue[3 * part + at]);
   }
   for (size_t at = 4 * part; at < length; ++at) AddAt(cells, offsets[at], queue[at]);
 }
@@ -108,6 +111,7 @@ DIBKIT_TARGET_AVX512 size_t AddPapers(const uint8_t* pixels, size_t count, Paper
     const auto left = static_cast<unsigned>(std::min(kLanes, count - x));
     auto others = static_cast<__mmask16>(_bzhi_u32(0xFFFF, left));
     const __m512i v = LoadPixels(pixels + 3 * x, (uint64_t{1} << 3 * left) - 1);
+    PrefetchAhead(pixels + 3 * x);
     const __m512i cell = _mm512_and_si512(v, cellBits);
     const __m512i lows = _mm512_and_si512(v, lowBits);
     // A paper that is named twice finds its pixels gone the second time. No byte of the sums

@@ -20,6 +20,7 @@ void AddRow(const uint8_t* pixels, size_t count, CellSums* cells) {
     uint64_t sums[3] = {};
     size_t blocks = 0;
     for (; blocks < kFlatBlocks && x + kBlock <= count; ++blocks, x += kBlock) {
+      PrefetchAhead(pixels + 3 * x);
       uint64_t words[3];
       std::memcpy(words, pixels + 3 * x, sizeof words);
       const uint64_t other = ((words[0] ^ pattern.words[0]) | (words[1] ^ pattern.words[1]) |

@@ -17,6 +17,10 @@ namespace dibkit::quantize {
 
 inline constexpr uint32_t kColorMask = 0xFFFFFF;
 
+inline Color LoadColor(const uint8_t* pixel) {
+  return static_cast<Color>(pixel[0] | pixel[1] << 8 | pixel[2] << 16);
+}
+
 // Some palette entries to search, in the order in which they are told to be met: a colour's nearest
 // is the first of those at the smallest distance. The words from `count` on, up to a multiple of
 // kCandidateStep, repeat the first.
@@ -41,23 +45,38 @@ class ColorMemory {
   bool InitCube(const CSearchCell (&cells)[8][8][8], uint64_t pixels);
   bool InitLinear(const CColorTrans2* palette, uint32_t count, uint64_t pixels);
 
-  // Multiplicative hashing; it takes colour 0 to slot 0.
+  // Colours of a picture lie close together, as do its pixels of one colour: those that differ in
+  // the two lowest bits of blue and of green only share a cache line of 16 slots. Lines are found
+  // by multiplicative hashing. Colour 0 belongs to slot 0, and colour 1 does not.
   static constexpr uint32_t kHashFactor = 0x9E3779B1;
+  static constexpr uint32_t kLineMask = 0xFFFCFC;
+  static constexpr uint32_t kLineSlots = 16;
+  uint32_t SlotOf(Color color) const {
+    return ((color & kLineMask) * kHashFactor) >> hashShift_ ^
+           ((color ^ color >> 6) & (kLineSlots - 1));
+  }
   unsigned hashShift() const { return hashShift_; }
-  ColorIndex* slots() { return slots_.get(); }
+  ColorIndex* slots() { return slots_; }
+
+  // What is remembered of a colour: `answer`, which holds the colour itself with its index.
+  ColorIndex& AnswerTo(Color color) { return slots_[SlotOf(color)]; }
+  static bool Answers(ColorIndex answer, Color color) { return (answer & kColorMask) == color; }
+  static ColorIndex Answer(ColorIndex nearest, Color color) {
+    return (nearest & ~kColorMask) | color;
+  }
 
   // The palette index of a colour, remembered from now on.
   uint8_t IndexOf(Color color) {
-    ColorIndex& slot = slots_[(color * kHashFactor) >> hashShift_];
-    if ((slot & kColorMask) != color) slot = (search_(*this, color) & ~kColorMask) | color;
-    return static_cast<uint8_t>(slot >> 24);
+    ColorIndex& answer = AnswerTo(color);
+    if (!Answers(answer, color)) answer = Answer(search_(*this, color), color);
+    return static_cast<uint8_t>(answer >> 24);
   }
 
-  // The candidates of the cell of a colour, made ready when first asked for.
-  Candidates CellOf(Color color) {
-    const size_t cell = (color >> 21 & 7) << 6 | (color >> 13 & 7) << 3 | (color >> 5 & 7);
-    if (!ready_[cell]) Prepare(cell);
-    return {entries_.get() + begins_[cell], counts_[cell]};
+  // What the cube search has to compare a colour with.
+  Candidates CandidatesFor(Color color) {
+    const Part& part = parts_[PartOf(color)];
+    if (part.count == 0) return CandidatesOfCell(color);
+    return {entries_.get() + part.begin, part.count};
   }
 
   bool linear() const { return linear_; }
@@ -67,12 +86,30 @@ class ColorMemory {
   uint32_t StartOf(Color color) const { return starts_[color & 0xFF]; }
 
  private:
+  // An eighth of a cell. Once some of its colours were asked for it gets a list of its own, of
+  // those candidates of the cell that are nearest to any colour of the part.
+  struct Part {
+    uint32_t begin;
+    uint16_t count;  // 0: no list yet
+    uint16_t asked;
+  };
+  static constexpr size_t kParts = 4096;
+  static size_t PartOf(Color color) {
+    return (color >> 20 & 15) << 8 | (color >> 12 & 15) << 4 | (color >> 4 & 15);
+  }
+
   bool AllocateSlots(uint64_t pixels);
+  Candidates CandidatesOfCell(Color color);
   void Prepare(size_t cell);
+  void List(Candidates candidates, Color color, Part& part);
 
   ColorIndex (*search_)(ColorMemory& memory, Color color);
-  std::unique_ptr<ColorIndex[]> slots_;
+  std::unique_ptr<ColorIndex[]> slotMemory_;
+  ColorIndex* slots_ = nullptr;  // from the first cache line in slotMemory_ on
   std::unique_ptr<ColorIndex[]> entries_;
+  std::unique_ptr<Part[]> parts_;
+  uint32_t used_ = 0;  // of entries_
+  uint32_t room_ = 0;
   const CSearchCell* cells_ = nullptr;
   unsigned hashShift_ = 0;
   bool linear_ = false;

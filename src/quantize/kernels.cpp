@@ -6,7 +6,7 @@ namespace dibkit::quantize {
 const QuantizeKernels kPortableKernels = {AddToCellsPortable, SortKeysPortable, MapRowPortable,
                                           SearchPortable};
 #ifdef DIBKIT_X86
-const QuantizeKernels kAvx2Kernels = {AddToCellsAvx2, SortKeysPortable, MapRowPortable, SearchAvx2};
+const QuantizeKernels kAvx2Kernels = {AddToCellsAvx2, SortKeysPortable, MapRowAvx2, SearchAvx2};
 const QuantizeKernels kAvx512Kernels = {AddToCellsAvx512, SortKeysAvx512, MapRowAvx512,
                                         SearchAvx512};
 #endif

@@ -35,6 +35,13 @@ using ColorIndex = uint32_t;
 
 class ColorMemory;
 
+// Asks for what is read a page later. Rows are read once and from end to end, and what a CPU
+// foresees by itself ends with the page.
+inline void PrefetchAhead(const uint8_t* at) {
+  constexpr uintptr_t kAhead = 4096;
+  __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(at) + kAhead));
+}
+
 struct QuantizeKernels {
   // Adds rows of 24-bit pixels, `stride` bytes apart, to their cells.
   void (*addToCells)(const uint8_t* rows, size_t stride, size_t width, size_t height,
@@ -72,6 +79,7 @@ ColorIndex SearchPortable(ColorMemory& memory, Color color);
 #ifdef DIBKIT_X86
 void AddToCellsAvx2(const uint8_t* rows, size_t stride, size_t width, size_t height,
                     CellSums* cells);
+void MapRowAvx2(const uint8_t* pixels, size_t width, uint8_t* indices, ColorMemory& memory);
 ColorIndex SearchAvx2(ColorMemory& memory, Color color);
 void AddToCellsAvx512(const uint8_t* rows, size_t stride, size_t width, size_t height,
                       CellSums* cells);

@@ -41,6 +41,17 @@ DIBKIT_TARGET_AVX512 inline __m512i LoadColors(const uint8_t* at, __mmask64 byte
                                        _mm512_maskz_loadu_epi8(bytes, at));
 }
 
+// As ColorMemory::SlotOf.
+DIBKIT_TARGET_AVX512 inline __m512i SlotsOf(__m512i colors, __m128i shift) {
+  const __m512i lines = _mm512_srl_epi32(
+      _mm512_mullo_epi32(_mm512_and_si512(colors, Broadcast(ColorMemory::kLineMask)),
+                         Broadcast(ColorMemory::kHashFactor)),
+      shift);
+  const __m512i within = _mm512_and_si512(_mm512_xor_si512(colors, _mm512_srli_epi32(colors, 6)),
+                                          Broadcast(ColorMemory::kLineSlots - 1));
+  return _mm512_xor_si512(lines, within);
+}
+
 // The squared distances of 16 entries to a colour whose blue and red, and whose green, are given as
 // pairs of 16-bit lanes.
 DIBKIT_TARGET_AVX512 inline __m512i Distances(__m512i entries, __m512i blueRed, __m512i green) {
@@ -55,7 +66,7 @@ DIBKIT_TARGET_AVX512 inline __m512i Keys(__m512i distances, __m512i places) {
   return _mm512_or_si512(_mm512_slli_epi32(distances, kPlaceBits), places);
 }
 
-DIBKIT_TARGET_AVX512 ColorIndex SearchInOrder(Candidates candidates, Color color) {
+DIBKIT_TARGET_AVX512 inline ColorIndex SearchInOrder(Candidates candidates, Color color) {
   const __m512i blueRed = Broadcast(color & 0x00FF00FF);
   const __m512i green = Broadcast(color >> 8 & 0xFF);
   __m512i places = Lanes();
@@ -87,9 +98,14 @@ DIBKIT_TARGET_AVX512 ColorIndex SearchLinearly(Candidates candidates, uint32_t s
   return candidates.entries[LinearPlace(order, start)];
 }
 
+DIBKIT_TARGET_AVX512 inline ColorIndex Search(ColorMemory& memory, Color color) {
+  return memory.linear() ? SearchLinearly(memory.All(), memory.StartOf(color), color)
+                         : SearchInOrder(memory.CandidatesFor(color), color);
+}
+
 DIBKIT_TARGET_AVX512 void MapStretch(const uint8_t* pixels, size_t count, uint8_t* indices,
                                      ColorMemory& memory, Misses& misses) {
-  const Color flatColor = static_cast<Color>(pixels[0] | pixels[1] << 8 | pixels[2] << 16);
+  const Color flatColor = LoadColor(pixels);
   const __m512i flat = Broadcast(flatColor);
   const __m128i flatIndex = _mm_set1_epi8(static_cast<char>(memory.IndexOf(flatColor)));
   const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(memory.hashShift()));
@@ -100,13 +116,12 @@ DIBKIT_TARGET_AVX512 void MapStretch(const uint8_t* pixels, size_t count, uint8_
     const auto left = static_cast<unsigned>(std::min(kLanes, count - x));
     const auto lanes = static_cast<__mmask16>(_bzhi_u32(0xFFFF, left));
     const __m512i colors = LoadColors(pixels + 3 * x, (uint64_t{1} << 3 * left) - 1);
+    PrefetchAhead(pixels + 3 * x);
     if (_mm512_mask_cmpneq_epi32_mask(lanes, colors, flat) == 0) {
       _mm_mask_storeu_epi8(indices + x, lanes, flatIndex);
       continue;
     }
-    const __m512i hashes =
-        _mm512_srl_epi32(_mm512_mullo_epi32(colors, Broadcast(ColorMemory::kHashFactor)), shift);
-    const __m512i found = _mm512_i32gather_epi32(hashes, slots, 4);
+    const __m512i found = _mm512_i32gather_epi32(SlotsOf(colors, shift), slots, 4);
     const __mmask16 misses16 =
         _mm512_mask_test_epi32_mask(lanes, _mm512_xor_si512(found, colors), colorMask);
     _mm_mask_storeu_epi8(indices + x, lanes, _mm512_cvtepi32_epi8(_mm512_srli_epi32(found, 24)));
@@ -121,8 +136,7 @@ DIBKIT_TARGET_AVX512 void MapStretch(const uint8_t* pixels, size_t count, uint8_
 }  // namespace
 
 DIBKIT_TARGET_AVX512 ColorIndex SearchAvx512(ColorMemory& memory, Color color) {
-  return memory.linear() ? SearchLinearly(memory.All(), memory.StartOf(color), color)
-                         : SearchInOrder(memory.CellOf(color), color);
+  return Search(memory, color);
 }
 
 DIBKIT_TARGET_AVX512 void MapRowAvx512(const uint8_t* pixels, size_t width, uint8_t* indices,
@@ -131,7 +145,12 @@ DIBKIT_TARGET_AVX512 void MapRowAvx512(const uint8_t* pixels, size_t width, uint
   for (size_t x = 0; x < width; x += kStretch) {
     MapStretch(pixels + 3 * x, std::min(kStretch, width - x), indices + x, memory, misses);
     for (size_t i = 0; i < misses.count; ++i) {
-      indices[x + misses.places[i]] = memory.IndexOf(misses.colors[i]);
+      const Color color = misses.colors[i];
+      ColorIndex& answer = memory.AnswerTo(color);
+      if (!ColorMemory::Answers(answer, color)) {
+        answer = ColorMemory::Answer(Search(memory, color), color);
+      }
+      indices[x + misses.places[i]] = static_cast<uint8_t>(answer >> 24);
     }
   }
 }

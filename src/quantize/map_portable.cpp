@@ -44,10 +44,6 @@ ColorIndex SearchLinearly(Candidates candidates, uint32_t start, Color color) {
   return entries[bestPlace];
 }
 
-Color Load(const uint8_t* pixel) {
-  return static_cast<Color>(pixel[0] | pixel[1] << 8 | pixel[2] << 16);
-}
-
 // How many of `limit` pixels from `pixels` on, in steps of 8, are as the first.
 size_t FlatRun(const uint8_t* pixels, size_t limit) {
   constexpr size_t kBlock = 8;
@@ -63,19 +59,20 @@ size_t FlatRun(const uint8_t* pixels, size_t limit) {
 
 ColorIndex SearchPortable(ColorMemory& memory, Color color) {
   return memory.linear() ? SearchLinearly(memory.All(), memory.StartOf(color), color)
-                         : SearchInOrder(memory.CellOf(color), color);
+                         : SearchInOrder(memory.CandidatesFor(color), color);
 }
 
 void MapRowPortable(const uint8_t* pixels, size_t width, uint8_t* indices, ColorMemory& memory) {
   for (size_t x = 0; x < width;) {
+    PrefetchAhead(pixels + 3 * x);
     const size_t run = FlatRun(pixels + 3 * x, width - x);
     if (run != 0) {
-      std::memset(indices + x, memory.IndexOf(Load(pixels + 3 * x)), run);
+      std::memset(indices + x, memory.IndexOf(LoadColor(pixels + 3 * x)), run);
       x += run;
       continue;
     }
     for (const size_t end = std::min(width, x + 8); x < end; ++x) {
-      indices[x] = memory.IndexOf(Load(pixels + 3 * x));
+      indices[x] = memory.IndexOf(LoadColor(pixels + 3 * x));
     }
   }
 }

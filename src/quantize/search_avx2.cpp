@@ -73,7 +73,7 @@ DIBKIT_TARGET_AVX2 ColorIndex SearchLinearly(Candidates candidates, uint32_t sta
 
 DIBKIT_TARGET_AVX2 ColorIndex SearchAvx2(ColorMemory& memory, Color color) {
   return memory.linear() ? SearchLinearly(memory.All(), memory.StartOf(color), color)
-                         : SearchInOrder(memory.CellOf(color), color);
+                         : SearchInOrder(memory.CandidatesFor(color), color);
 }
 
 }  // namespace dibkit::quantize
