@@ -25,6 +25,28 @@ namespace {
 
 constexpr uint32_t kGroup = 32;  // output bytes of a group
 
+// Those of the plan's tables and counts that a pass looks at: in a local of a row's own they stay
+// in registers, for no store of output bytes can change them.
+struct Tables {
+  const uint32_t* offsets;
+  const uint8_t* index;
+  const int8_t* weights;
+  const int16_t* wideWeights;
+  const int16_t* xError;
+  uint32_t chunks, groups, nearGroups, samples;
+
+  explicit Tables(const LinePlan& plan)
+      : offsets(plan.offsets),
+        index(plan.index),
+        weights(plan.weights),
+        wideWeights(plan.wideWeights),
+        xError(plan.xError),
+        chunks(plan.chunks),
+        groups(plan.groups),
+        nearGroups(plan.nearGroups),
+        samples(plan.samples) {}
+};
+
 // What is known of a row's numbers before its samples are.
 enum class NarrowKind {
   kSmooth,     // ErrorForm::kSmooth
@@ -103,10 +125,10 @@ DIBKIT_AVX512_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase&
 
 // The pairs (left, right) of a group's 32 samples.
 template <int kChunks>
-DIBKIT_AVX512_INLINE __m512i Pairs(const LinePlan& plan, const uint8_t* row, size_t group) {
-  const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
-  const uint32_t* offsets = plan.offsets + group * chunks;
-  const uint8_t* index = plan.index + group * chunks * 64;
+DIBKIT_AVX512_INLINE __m512i Pairs(const Tables& tables, const uint8_t* row, size_t group) {
+  const uint32_t chunks = kChunks != 0 ? kChunks : tables.chunks;
+  const uint32_t* offsets = tables.offsets + group * chunks;
+  const uint8_t* index = tables.index + group * chunks * 64;
   __m512i pairs =
       _mm512_permutexvar_epi8(_mm512_load_si512(index), _mm512_loadu_si512(row + offsets[0]));
   for (uint32_t chunk = 1; chunk < chunks; ++chunk) {
@@ -138,26 +160,26 @@ DIBKIT_AVX512_INLINE void Carry(PassTraffic* traffic) {
 }
 
 // Asks for the output's cache line a little ahead, for writing.
-DIBKIT_AVX512_INLINE void PrefetchOutput(const LinePlan& plan, const uint8_t* out, uint32_t done) {
+DIBKIT_AVX512_INLINE void PrefetchOutput(const Tables& tables, const uint8_t* out, uint32_t done) {
   constexpr uint32_t kLead = 768;
-  if (plan.samples - done > kLead) __builtin_prefetch(out + done + kLead, 1, 3);
+  if (tables.samples - done > kLead) __builtin_prefetch(out + done + kLead, 1, 3);
 }
 
 // The lanes of 64 output bytes that the row has.
-DIBKIT_AVX512_INLINE __mmask64 UsedLanes(const LinePlan& plan, uint32_t done) {
-  const uint32_t left = plan.samples - done;
+DIBKIT_AVX512_INLINE __mmask64 UsedLanes(const Tables& tables, uint32_t done) {
+  const uint32_t left = tables.samples - done;
   return left >= 64 ? ~__mmask64{0} : (uint64_t{1} << left) - 1;
 }
 
 // Stores the 64 output bytes of two groups, in the order that packing leaves them in.
-DIBKIT_AVX512_INLINE void StorePass(const LinePlan& plan, uint8_t* out, uint32_t done,
+DIBKIT_AVX512_INLINE void StorePass(const Tables& tables, uint8_t* out, uint32_t done,
                                     __m512i packed) {
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   const __m512i bytes = _mm512_permutexvar_epi64(order, packed);
-  if (plan.samples - done >= 64) {
+  if (tables.samples - done >= 64) {
     _mm512_storeu_si512(out + done, bytes);
   } else {
-    _mm512_mask_storeu_epi8(out + done, UsedLanes(plan, done), bytes);
+    _mm512_mask_storeu_epi8(out + done, UsedLanes(tables, done), bytes);
   }
 }
 
@@ -197,14 +219,14 @@ DIBKIT_AVX512_INLINE __mmask32 GridUnsure(const RowLanes& lanes, __mmask32 candi
 }
 
 // A group of a level row. From kFarColumn on every step is exact, and so is the sign of the error.
-DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& lanes,
+DIBKIT_AVX512_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& lanes,
                                           __mmask32 near, __m512i a, size_t group) {
   Group g{};
   g.a = g.b = a;
   g.number = _mm512_mullo_epi16(
-      _mm512_maddubs_epi16(a, _mm512_load_si512(plan.weights + group * 64)), lanes.weightA);
+      _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + group * 64)), lanes.weightA);
   g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
-  g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
+  g.errorX = _mm512_load_si512(tables.xError + group * kGroup);
   g.across = _mm512_maddubs_epi16(a, lanes.stepA);
   const __mmask32 whole =
       _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(g.value, lanes.divisor), g.number);
@@ -216,12 +238,12 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& 
 
 // The numbers of a group, and its error sum.
 template <NarrowKind kKind>
-DIBKIT_AVX512_INLINE Group WeighGroup(const LinePlan& plan, const RowLanes& lanes, __m512i a,
+DIBKIT_AVX512_INLINE Group WeighGroup(const Tables& tables, const RowLanes& lanes, __m512i a,
                                       __m512i b, size_t group) {
   Group g{};
   g.a = a;
   g.b = b;
-  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
+  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
   g.sumA = _mm512_maddubs_epi16(a, weights);
   g.sumB = _mm512_maddubs_epi16(b, weights);
   g.down = _mm512_sub_epi16(g.sumB, g.sumA);
@@ -229,7 +251,7 @@ DIBKIT_AVX512_INLINE Group WeighGroup(const LinePlan& plan, const RowLanes& lane
   if (kKind != NarrowKind::kTop) {
     g.across = _mm512_add_epi16(g.across, _mm512_maddubs_epi16(b, lanes.stepB));
   }
-  g.errorX = _mm512_load_si512(plan.xError + group * kGroup);
+  g.errorX = _mm512_load_si512(tables.xError + group * kGroup);
   g.error = ErrorSum(g, lanes.errorY);
   return g;
 }
@@ -250,9 +272,9 @@ DIBKIT_AVX512_INLINE __m512i SumToDivide(const Group& g) {
 // An error is large enough if it exceeds the larger of |H| and |V| by the guard; where steps are
 // short the guard may count once for each unit of theirs, which is one operation for both.
 template <NarrowKind kKind>
-DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const LinePlan& plan, const RowLanes& lanes,
+DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const Tables& tables, const RowLanes& lanes,
                                            __mmask32 near, __m512i a, __m512i b, size_t group) {
-  Group g = WeighGroup<kKind>(plan, lanes, a, b, group);
+  Group g = WeighGroup<kKind>(tables, lanes, a, b, group);
   const __m512i below = _mm512_srli_epi16(g.error, 15);
   const __m512i size = _mm512_abs_epi16(g.error);
   g.steps = _mm512_or_si512(_mm512_abs_epi16(g.across), _mm512_abs_epi16(g.down));
@@ -269,9 +291,9 @@ DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const LinePlan& plan, const RowLanes&
   return g;
 }
 
-DIBKIT_AVX512_INLINE Group MakeGridGroup(const LinePlan& plan, const RowLanes& lanes,
+DIBKIT_AVX512_INLINE Group MakeGridGroup(const Tables& tables, const RowLanes& lanes,
                                          __mmask32 near, __m512i a, __m512i b, size_t group) {
-  Group g = WeighGroup<NarrowKind::kGrid>(plan, lanes, a, b, group);
+  Group g = WeighGroup<NarrowKind::kGrid>(tables, lanes, a, b, group);
   g.number = Number(lanes, g);
   g.steps = _mm512_or_si512(g.across, g.down);
   const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
@@ -285,11 +307,11 @@ DIBKIT_AVX512_INLINE Group MakeGridGroup(const LinePlan& plan, const RowLanes& l
 }
 
 template <NarrowKind kKind>
-DIBKIT_AVX512_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes, __mmask32 near,
+DIBKIT_AVX512_INLINE Group MakeGroup(const Tables& tables, const RowLanes& lanes, __mmask32 near,
                                      __m512i a, __m512i b, size_t group) {
-  if (kKind == NarrowKind::kGridLevel) return MakeLevelGroup(plan, lanes, near, a, group);
-  if (kKind == NarrowKind::kGrid) return MakeGridGroup(plan, lanes, near, a, b, group);
-  return MakeSmoothGroup<kKind>(plan, lanes, near, a, b, group);
+  if (kKind == NarrowKind::kGridLevel) return MakeLevelGroup(tables, lanes, near, a, group);
+  if (kKind == NarrowKind::kGrid) return MakeGridGroup(tables, lanes, near, a, b, group);
+  return MakeSmoothGroup<kKind>(tables, lanes, near, a, b, group);
 }
 
 // Lanes whose four samples are not all equal.
@@ -395,13 +417,13 @@ DIBKIT_AVX512_INLINE void Look(const LinePlan& plan, const RowLanes& lanes, bool
 // Paper is flat. If in each of 64 samples all four are equal, gives those; tried after a pass that
 // looked flat.
 template <int kChunks>
-DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, const uint8_t* rowB,
+DIBKIT_AVX512_INLINE bool FlatBytes(const Tables& tables, const uint8_t* rowA, const uint8_t* rowB,
                                     size_t group, __m512i* bytes) {
   constexpr int kOrXor = 0xF6;  // x | (y ^ z)
-  const __m512i a0 = Pairs<kChunks>(plan, rowA, group);
-  const __m512i a1 = Pairs<kChunks>(plan, rowA, group + 1);
-  __m512i other = _mm512_xor_si512(a0, Pairs<kChunks>(plan, rowB, group));
-  other = _mm512_ternarylogic_epi64(other, a1, Pairs<kChunks>(plan, rowB, group + 1), kOrXor);
+  const __m512i a0 = Pairs<kChunks>(tables, rowA, group);
+  const __m512i a1 = Pairs<kChunks>(tables, rowA, group + 1);
+  __m512i other = _mm512_xor_si512(a0, Pairs<kChunks>(tables, rowB, group));
+  other = _mm512_ternarylogic_epi64(other, a1, Pairs<kChunks>(tables, rowB, group + 1), kOrXor);
   const __m512i value0 = _mm512_srli_epi16(a0, 8), value1 = _mm512_srli_epi16(a1, 8);
   other = _mm512_ternarylogic_epi64(other, a0, _mm512_or_si512(value0, _mm512_slli_epi16(a0, 8)),
                                     kOrXor);
@@ -414,28 +436,29 @@ DIBKIT_AVX512_INLINE bool FlatBytes(const LinePlan& plan, const uint8_t* rowA, c
 template <NarrowKind kKind, int kChunks>
 DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                              const uint8_t* second, const Traffic& traffic, uint8_t* out) {
+  const Tables tables(plan);
   constexpr bool kLevel = kKind == NarrowKind::kGridLevel;
   const uint8_t* rowB = kLevel ? rowA : second;  // level rows must not read the second
   const RowLanes lanes = MakeRowLanes(plan, row);
-  PassTraffic beside(traffic, plan.groups / 2);
+  PassTraffic beside(traffic, tables.groups / 2);
   bool flat = false;
-  for (uint32_t group = 0; group < plan.groups; group += 2) {
+  for (uint32_t group = 0; group < tables.groups; group += 2) {
     Carry(&beside);
     const uint32_t done = group * kGroup;
-    PrefetchOutput(plan, out, done);
+    PrefetchOutput(tables, out, done);
     __m512i bytes;
-    if (flat && FlatBytes<kChunks>(plan, rowA, rowB, group, &bytes)) {
-      StorePass(plan, out, done, bytes);
+    if (flat && FlatBytes<kChunks>(tables, rowA, rowB, group, &bytes)) {
+      StorePass(tables, out, done, bytes);
       continue;
     }
-    const bool isNear = group < plan.nearGroups;
+    const bool isNear = group < tables.nearGroups;
     const __mmask32 near = isNear ? ~__mmask32{0} : 0;
     Group g[2];
 #pragma GCC unroll 2
     for (uint32_t i = 0; i < 2; ++i) {
-      const __m512i a = Pairs<kChunks>(plan, rowA, group + i);
-      const __m512i b = kLevel ? a : Pairs<kChunks>(plan, rowB, group + i);
-      g[i] = MakeGroup<kKind>(plan, lanes, near, a, b, group + i);
+      const __m512i a = Pairs<kChunks>(tables, rowA, group + i);
+      const __m512i b = kLevel ? a : Pairs<kChunks>(tables, rowB, group + i);
+      g[i] = MakeGroup<kKind>(tables, lanes, near, a, b, group + i);
     }
     if (!kLevel) {
       const __m512i steps = _mm512_or_si512(g[0].steps, g[1].steps);
@@ -445,10 +468,10 @@ DIBKIT_AVX512 void NarrowRow(const LinePlan& plan, const RowPhase& row, const ui
       Look<kKind>(plan, lanes, isNear, &g[0]);
       Look<kKind>(plan, lanes, isNear, &g[1]);
     }
-    StorePass(plan, out, done, _mm512_packus_epi16(g[0].value, g[1].value));
+    StorePass(tables, out, done, _mm512_packus_epi16(g[0].value, g[1].value));
     const __mmask64 unsure = g[0].unsure | (uint64_t{g[1].unsure} << 32);
     if (unsure != 0) {
-      SettleSamples(plan, row, rowA, rowB, out, done, unsure & UsedLanes(plan, done));
+      SettleSamples(plan, row, rowA, rowB, out, done, unsure & UsedLanes(tables, done));
     }
   }
 }
@@ -483,11 +506,11 @@ struct ExactGroup {
 };
 
 template <int kChunks>
-DIBKIT_AVX512_INLINE ExactGroup MakeExactGroup(const LinePlan& plan, const uint8_t* rowA,
+DIBKIT_AVX512_INLINE ExactGroup MakeExactGroup(const Tables& tables, const uint8_t* rowA,
                                                const uint8_t* rowB, size_t group, __m512i shiftY) {
-  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
-  const __m512i sumA = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowA, group), weights);
-  const __m512i sumB = _mm512_maddubs_epi16(Pairs<kChunks>(plan, rowB, group), weights);
+  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
+  const __m512i sumA = _mm512_maddubs_epi16(Pairs<kChunks>(tables, rowA, group), weights);
+  const __m512i sumB = _mm512_maddubs_epi16(Pairs<kChunks>(tables, rowB, group), weights);
   return {_mm512_sllv_epi16(sumA, shiftY), _mm512_sub_epi16(sumB, sumA)};
 }
 
@@ -497,21 +520,22 @@ DIBKIT_AVX512_INLINE __m512i ExactValue(const ExactGroup& g, __m512i phase, __m5
 
 template <int kChunks>
 DIBKIT_AVX512 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
+  const Tables tables(plan);
   const __m512i shift = Log2(plan.divisor);
   const __m512i shiftY = Log2(plan.partsY);
   // A level row that is alone must not read the second.
   const bool level = batch.count == 1 && batch.phases[0].phase == 0;
   const uint8_t* rowB = level ? batch.rowA : batch.rowB;
-  PassTraffic beside(batch.traffic, plan.groups / 2);
-  for (uint32_t group = 0; group < plan.groups; group += 2) {
+  PassTraffic beside(batch.traffic, tables.groups / 2);
+  for (uint32_t group = 0; group < tables.groups; group += 2) {
     Carry(&beside);
     const uint32_t done = group * kGroup;
-    const ExactGroup first = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group, shiftY);
-    const ExactGroup last = MakeExactGroup<kChunks>(plan, batch.rowA, rowB, group + 1, shiftY);
+    const ExactGroup first = MakeExactGroup<kChunks>(tables, batch.rowA, rowB, group, shiftY);
+    const ExactGroup last = MakeExactGroup<kChunks>(tables, batch.rowA, rowB, group + 1, shiftY);
     for (uint32_t i = 0; i < batch.count; ++i) {
       const __m512i phase = Word(batch.phases[i].phase);
       StorePass(
-          plan, batch.Out(i), done,
+          tables, batch.Out(i), done,
           _mm512_packus_epi16(ExactValue(first, phase, shift), ExactValue(last, phase, shift)));
     }
   }
@@ -526,14 +550,15 @@ DIBKIT_AVX512 void MakeNarrowRows(const LinePlan& plan, const RowBatch& batch) {
 template <int kChunks>
 DIBKIT_AVX512 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traffic& traffic,
                            uint8_t* out) {
+  const Tables tables(plan);
   const __m512i low = _mm512_set1_epi16(0xFF);
-  PassTraffic beside(traffic, plan.groups / 2);
-  for (uint32_t group = 0; group < plan.groups; group += 2) {
+  PassTraffic beside(traffic, tables.groups / 2);
+  for (uint32_t group = 0; group < tables.groups; group += 2) {
     Carry(&beside);
-    PrefetchOutput(plan, out, group * kGroup);
-    const __m512i first = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group));
-    const __m512i second = _mm512_and_si512(low, Pairs<kChunks>(plan, rowA, group + 1));
-    StorePass(plan, out, group * kGroup, _mm512_packus_epi16(first, second));
+    PrefetchOutput(tables, out, group * kGroup);
+    const __m512i first = _mm512_and_si512(low, Pairs<kChunks>(tables, rowA, group));
+    const __m512i second = _mm512_and_si512(low, Pairs<kChunks>(tables, rowA, group + 1));
+    StorePass(tables, out, group * kGroup, _mm512_packus_epi16(first, second));
   }
 }
 
@@ -578,10 +603,10 @@ DIBKIT_AVX512_INLINE WideLanes MakeWideLanes(const LinePlan& plan, const RowPhas
 
 // The pairs (left, right) of a group's 16 samples, each a word.
 template <int kChunks>
-DIBKIT_AVX512_INLINE __m512i WidePairs(const LinePlan& plan, const uint8_t* row, size_t group) {
-  const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
-  const uint32_t* offsets = plan.offsets + group * chunks;
-  const uint8_t* index = plan.index + group * chunks * 64;
+DIBKIT_AVX512_INLINE __m512i WidePairs(const Tables& tables, const uint8_t* row, size_t group) {
+  const uint32_t chunks = kChunks != 0 ? kChunks : tables.chunks;
+  const uint32_t* offsets = tables.offsets + group * chunks;
+  const uint8_t* index = tables.index + group * chunks * 64;
   // The second byte of each word is 0.
   __m512i pairs = _mm512_maskz_permutexvar_epi8(0x5555555555555555, _mm512_load_si512(index),
                                                 _mm512_loadu_si512(row + offsets[0]));
@@ -650,34 +675,14 @@ struct OpenQueue {
   bool Full() const { return count > kRoom - kWideTogether * kWideGroup; }
 };
 
-// Queues those of 16 output bytes that are open.
-DIBKIT_AVX512_INLINE void QueueOpen(const LinePlan& plan, __mmask16 unsure, __m512i sample,
+// Queues those of 16 output bytes that are open and within the row.
+DIBKIT_AVX512_INLINE void QueueOpen(uint32_t samples, __mmask16 open, __m512i sample,
                                     __m512i corners, OpenQueue* queue) {
-  const __m512i samples = _mm512_set1_epi32(static_cast<int>(plan.samples));
-  const __mmask16 open = _mm512_mask_cmplt_epu32_mask(unsure, sample, samples);
+  open = _mm512_mask_cmplt_epu32_mask(open, sample, _mm512_set1_epi32(static_cast<int>(samples)));
   _mm512_storeu_si512(queue->sample + queue->count, _mm512_maskz_compress_epi32(open, sample));
   _mm512_storeu_si512(queue->corners + queue->count, _mm512_maskz_compress_epi32(open, corners));
-  queue->count += static_cast<uint32_t>(__builtin_popcount(open));
+  queue->count += static_cast<uint32_t>(std::popcount(open));
 }
-
-// The four samples of each of 16 output bytes, as bytes: A left, B left, A right, B right.
-DIBKIT_AVX512_INLINE __m512i CornersOfWords(__m512i a, __m512i b) {
-  return _mm512_or_si512(a, _mm512_slli_epi32(b, 8));
-}
-
-// Those that are not all equal; the others are right as they are, for all that single precision
-// knows.
-DIBKIT_AVX512_INLINE __mmask16 UnequalCorners(__m512i corners) {
-  return _mm512_cmpneq_epi32_mask(corners, _mm512_rol_epi32(corners, 8));
-}
-
-// Masks for the 64 output bytes of a pass, 16 lanes each.
-struct LaneMasks {
-  __mmask16 of[4];
-
-  bool Any() const { return (of[0] | of[1] | of[2] | of[3]) != 0; }
-  bool All() const { return (of[0] & of[1] & of[2] & of[3]) == 0xFFFF; }
-};
 
 // Decides 16 queued bytes: integers tell on which side of the near integer they lie; on the integer
 // itself the error sum does. Returns the lanes that stay open.
@@ -716,16 +721,12 @@ DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const R
                                                    OpenQueue* queue) {
   if (queue->count == 0) return;
   uint8_t* const out = batch.Out(row);
-  const uint32_t last = queue->count - 1;
-  _mm512_storeu_si512(queue->sample + queue->count,
-                      _mm512_set1_epi32(static_cast<int>(queue->sample[last])));
-  _mm512_storeu_si512(queue->corners + queue->count,
-                      _mm512_set1_epi32(static_cast<int>(queue->corners[last])));
+  std::fill_n(queue->sample + queue->count, kWideGroup, queue->sample[queue->count - 1]);
+  std::fill_n(queue->corners + queue->count, kWideGroup, queue->corners[queue->count - 1]);
   for (uint32_t at = 0; at < queue->count; at += kWideGroup) {
     for (uint32_t open = JudgeOpen(plan, lanes, *queue, at, out); open != 0; open &= open - 1) {
-      const auto lane = static_cast<uint32_t>(__builtin_ctz(open));
-      SettleSamples(plan, batch.phases[row], batch.rowA, batch.rowB, out, queue->sample[at + lane],
-                    1);
+      const uint32_t sample = queue->sample[at + static_cast<uint32_t>(std::countr_zero(open))];
+      SettleSamples(plan, batch.phases[row], batch.rowA, batch.rowB, out, sample, 1);
     }
   }
   queue->count = 0;
@@ -733,15 +734,15 @@ DIBKIT_AVX512 __attribute__((noinline)) void Empty(const LinePlan& plan, const R
 
 // FlatBytes for the wide form.
 template <int kChunks>
-DIBKIT_AVX512_INLINE bool WideFlatBytes(const LinePlan& plan, const uint8_t* rowA,
+DIBKIT_AVX512_INLINE bool WideFlatBytes(const Tables& tables, const uint8_t* rowA,
                                         const uint8_t* rowB, size_t group, __m512i* bytes) {
   constexpr int kOrXor = 0xF6;  // x | (y ^ z)
   __m512i other = _mm512_setzero_si512();
   __m512i value[kWideTogether];
 #pragma GCC unroll 4
   for (uint32_t i = 0; i < kWideTogether; ++i) {
-    const __m512i a = WidePairs<kChunks>(plan, rowA, group + i);
-    const __m512i b = WidePairs<kChunks>(plan, rowB, group + i);
+    const __m512i a = WidePairs<kChunks>(tables, rowA, group + i);
+    const __m512i b = WidePairs<kChunks>(tables, rowB, group + i);
     other = _mm512_ternarylogic_epi64(other, a, b, kOrXor);
     other = _mm512_ternarylogic_epi64(other, a, _mm512_rol_epi32(a, 16), kOrXor);
     value[i] = _mm512_srli_epi32(a, 16);
@@ -751,37 +752,19 @@ DIBKIT_AVX512_INLINE bool WideFlatBytes(const LinePlan& plan, const uint8_t* row
   return _mm512_test_epi64_mask(other, other) == 0;
 }
 
-// The pairs of samples of both source rows.
-struct SampleRows {
-  __m512i a, b;
+// Masks for the four groups of lanes of a pass.
+struct PassLanes {
+  __mmask16 of[4];
+
+  bool None() const { return (of[0] | of[1] | of[2] | of[3]) == 0; }
+  bool All() const { return (of[0] & of[1] & of[2] & of[3]) == 0xFFFF; }
 };
 
-// The part of 16 output bytes that all rows between the same two source rows share.
-struct WideShare {
-  __m512 top;   // A's value with 16 bits behind the point, raised by 4 of its last places
-  __m512 down;  // V
-};
-
-template <int kChunks>
-DIBKIT_AVX512_INLINE WideShare MakeWideShare(const LinePlan& plan, const WideLanes& lanes,
-                                             const RowBatch& batch, size_t group,
-                                             SampleRows* samples) {
-  const __m512i weights = _mm512_load_si512(plan.wideWeights + group * 2 * kWideGroup);
-  const __m512i a = WidePairs<kChunks>(plan, batch.rowA, group);
-  const __m512i b = WidePairs<kChunks>(plan, batch.rowB, group);
-  *samples = {a, b};
-  const __m512i sumA = _mm512_madd_epi16(a, weights);
-  const __m512i sumB = _mm512_madd_epi16(b, weights);
-  return {_mm512_fmadd_ps(_mm512_cvtepi32_ps(sumA), lanes.scaleA, _mm512_set1_ps(4)),
-          _mm512_cvtepi32_ps(_mm512_sub_epi32(sumB, sumA))};
-}
-
-// The four samples of each output byte of a pass, and which are not flat: the flat ones are right,
-// for all that single precision knows. Found when the first row of a batch asks.
+// The four samples of each lane, as bytes: A left, B left, A right, B right. A lane where they are
+// all equal is right as it is, for all that single precision knows.
 struct PassCorners {
   __m512i of[4];
-  LaneMasks uneven;
-  bool known = false;
+  PassLanes uneven;
 };
 
 DIBKIT_AVX512_INLINE void FindUneven(PassCorners* corners) {
@@ -790,72 +773,100 @@ DIBKIT_AVX512_INLINE void FindUneven(PassCorners* corners) {
     corners->uneven.of[i] =
         _mm512_cmpneq_epi32_mask(corners->of[i], _mm512_rol_epi32(corners->of[i], 8));
   }
-  corners->known = true;
 }
 
-DIBKIT_AVX512_INLINE void FindWideCorners(const SampleRows* samples, PassCorners* corners) {
-  if (corners->known) return;
+// The lanes that are near an integer and not flat: open.
+DIBKIT_AVX512_INLINE PassLanes OpenLanes(const PassLanes& near, const PassCorners& corners) {
+  PassLanes open;
 #pragma GCC unroll 4
   for (uint32_t i = 0; i < 4; ++i) {
-    corners->of[i] = _mm512_or_si512(samples[i].a, _mm512_slli_epi32(samples[i].b, 8));
+    open.of[i] = static_cast<__mmask16>(near.of[i] & corners.uneven.of[i]);
+  }
+  return open;
+}
+
+// Queues the open lanes of a pass. Lane j of group i is the pass's byte order.of[i][j].
+DIBKIT_AVX512_INLINE void QueuePass(uint32_t samples, uint32_t first, const PassLanes& open,
+                                    const PassCorners& corners, const __m512i* order,
+                                    OpenQueue* queue) {
+  const __m512i start = _mm512_set1_epi32(static_cast<int>(first));
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < 4; ++i) {
+    QueueOpen(samples, open.of[i], _mm512_add_epi32(start, order[i]), corners.of[i], queue);
+  }
+}
+
+// The part of 16 output bytes that all rows between the same two source rows share.
+struct WideShare {
+  __m512i a, b;  // pairs of samples, as words
+  __m512 top;    // A's value with 16 bits behind the point, raised by 4 of its last places
+  __m512 down;   // V
+};
+
+template <int kChunks>
+DIBKIT_AVX512_INLINE WideShare MakeWideShare(const Tables& tables, const WideLanes& lanes,
+                                             const RowBatch& batch, size_t group) {
+  const __m512i weights = _mm512_load_si512(tables.wideWeights + group * 2 * kWideGroup);
+  const __m512i a = WidePairs<kChunks>(tables, batch.rowA, group);
+  const __m512i b = WidePairs<kChunks>(tables, batch.rowB, group);
+  const __m512i sumA = _mm512_madd_epi16(a, weights);
+  const __m512i sumB = _mm512_madd_epi16(b, weights);
+  return {a, b, _mm512_fmadd_ps(_mm512_cvtepi32_ps(sumA), lanes.scaleA, _mm512_set1_ps(4)),
+          _mm512_cvtepi32_ps(_mm512_sub_epi32(sumB, sumA))};
+}
+
+DIBKIT_AVX512_INLINE void FindWideCorners(const WideShare* share, PassCorners* corners) {
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < kWideTogether; ++i) {
+    corners->of[i] = _mm512_or_si512(share[i].a, _mm512_slli_epi32(share[i].b, 8));
   }
   FindUneven(corners);
 }
 
-// Samples 0 to 15 of a pass, 16 to 31 and so on.
-DIBKIT_AVX512 __attribute__((noinline)) void QueueWide(const LinePlan& plan, uint32_t first,
-                                                       const LaneMasks& open,
-                                                       const PassCorners& corners,
-                                                       OpenQueue* queue) {
-  for (uint32_t i = 0; i < kWideTogether; ++i) {
-    if (open.of[i] == 0) continue;
-    const __m512i sample =
-        _mm512_add_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
-                         _mm512_set1_epi32(static_cast<int>(first + i * kWideGroup)));
-    QueueOpen(plan, open.of[i], sample, corners.of[i], queue);
-  }
-}
-
-// One row's 64 bytes, still in the order that packing leaves, and the lanes that lie too near to an
-// integer.
-DIBKIT_AVX512_INLINE __m512i WideBytes(const WideShare* share, __m512 scaleV, LaneMasks* unsure) {
+// One row's 64 bytes, still in the order that packing leaves; `near`: the lanes that lie too near
+// to an integer.
+DIBKIT_AVX512_INLINE __m512i WideBytes(const WideShare* share, __m512 scaleV, PassLanes* near) {
   __m512i value[kWideTogether];
 #pragma GCC unroll 4
   for (uint32_t i = 0; i < kWideTogether; ++i) {
     const __m512i fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(share[i].down, scaleV, share[i].top));
-    unsure->of[i] = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
+    near->of[i] = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
     value[i] = _mm512_srli_epi32(fixed, 16);
   }
   return _mm512_packus_epi16(_mm512_packus_epi32(value[0], value[1]),
                              _mm512_packus_epi32(value[2], value[3]));
 }
 
-// Whatever of the unsure lanes is not flat is open.
-DIBKIT_AVX512_INLINE LaneMasks OpenLanes(const LaneMasks& unsure, const LaneMasks& uneven) {
-  LaneMasks open;
-#pragma GCC unroll 4
-  for (uint32_t i = 0; i < 4; ++i) {
-    open.of[i] = static_cast<__mmask16>(unsure.of[i] & uneven.of[i]);
-  }
-  return open;
+// The bytes of each group of lanes: 16 after 16.
+struct WideOrder {
+  __m512i of[4];
+};
+
+DIBKIT_AVX512_INLINE WideOrder MakeWideOrder() {
+  const __m512i first =
+      _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+  return {first, _mm512_add_epi32(first, _mm512_set1_epi32(16)),
+          _mm512_add_epi32(first, _mm512_set1_epi32(32)),
+          _mm512_add_epi32(first, _mm512_set1_epi32(48))};
 }
 
 template <int kChunks>
 DIBKIT_AVX512 void WideRows(const LinePlan& plan, const RowBatch& batch) {
+  const Tables tables(plan);
   WideLanes lanes[RowBatch::kMost];
   OpenQueue queues[RowBatch::kMost];
   for (uint32_t row = 0; row < batch.count; ++row) {
     lanes[row] = MakeWideLanes(plan, batch.phases[row]);
   }
   const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-  PassTraffic beside(batch.traffic, plan.groups / kWideTogether);
+  PassTraffic beside(batch.traffic, tables.groups / kWideTogether);
   bool flat = false;
-  for (uint32_t group = 0; group < plan.groups; group += kWideTogether) {
+  for (uint32_t group = 0; group < tables.groups; group += kWideTogether) {
     Carry(&beside);
     const uint32_t done = group * kWideGroup;
-    const __mmask64 used = UsedLanes(plan, done);
+    const __mmask64 used = UsedLanes(tables, done);
     __m512i bytes;
-    if (flat && WideFlatBytes<kChunks>(plan, batch.rowA, batch.rowB, group, &bytes)) {
+    if (flat && WideFlatBytes<kChunks>(tables, batch.rowA, batch.rowB, group, &bytes)) {
       bytes = _mm512_permutexvar_epi32(order, bytes);
       for (uint32_t row = 0; row < batch.count; ++row) {
         _mm512_mask_storeu_epi8(batch.Out(row) + done, used, bytes);
@@ -863,24 +874,26 @@ DIBKIT_AVX512 void WideRows(const LinePlan& plan, const RowBatch& batch) {
       continue;
     }
     WideShare share[kWideTogether];
-    SampleRows samples[kWideTogether];
-    PassCorners corners;
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < kWideTogether; ++i) {
-      share[i] = MakeWideShare<kChunks>(plan, lanes[0], batch, group + i, &samples[i]);
+      share[i] = MakeWideShare<kChunks>(tables, lanes[0], batch, group + i);
     }
+    // Many passes have flat lanes: told apart once for all rows, when the first asks.
+    PassCorners corners;
+    bool known = false;
     for (uint32_t row = 0; row < batch.count; ++row) {
       uint8_t* const out = batch.Out(row);
-      PrefetchOutput(plan, out, done);
-      LaneMasks unsure;
-      bytes = WideBytes(share, lanes[row].scaleV, &unsure);
+      PrefetchOutput(tables, out, done);
+      PassLanes near;
+      bytes = WideBytes(share, lanes[row].scaleV, &near);
       _mm512_mask_storeu_epi8(out + done, used, _mm512_permutexvar_epi32(order, bytes));
-      flat = unsure.All();
-      if (!unsure.Any()) continue;
-      FindWideCorners(samples, &corners);
-      const LaneMasks open = OpenLanes(unsure, corners.uneven);
-      if (!open.Any()) continue;
-      QueueWide(plan, done, open, corners, &queues[row]);
+      flat = near.All();
+      if (near.None()) continue;
+      if (!known) FindWideCorners(share, &corners);
+      known = true;
+      const PassLanes open = OpenLanes(near, corners);
+      if (open.None()) continue;
+      QueuePass(tables.samples, done, open, corners, MakeWideOrder().of, &queues[row]);
       if (queues[row].Full()) Empty(plan, batch, row, lanes[row], &queues[row]);
     }
   }
@@ -891,66 +904,59 @@ DIBKIT_AVX512 void WideRows(const LinePlan& plan, const RowBatch& batch) {
 
 // ---- The wide form with weights of a byte: sums of 16 bits, 32 to a vector ----
 
-// The weighted sums (A, B) of samples 0 to 3, 8 to 11, ... and of the others.
 struct MixedShare {
-  __m512i low, high;
+  __m512i a, b;       // pairs of samples
+  __m512i low, high;  // weighted sums (A, B) of samples 0 to 3, 8 to 11, ... and of the others
 };
 
 template <int kChunks>
-DIBKIT_AVX512_INLINE MixedShare MakeMixedShare(const LinePlan& plan, const RowBatch& batch,
-                                               size_t group, SampleRows* samples) {
-  const __m512i weights = _mm512_load_si512(plan.weights + group * 64);
-  const __m512i a = Pairs<kChunks>(plan, batch.rowA, group);
-  const __m512i b = Pairs<kChunks>(plan, batch.rowB, group);
-  *samples = {a, b};
+DIBKIT_AVX512_INLINE MixedShare MakeMixedShare(const Tables& tables, const uint8_t* rowA,
+                                               const uint8_t* rowB, size_t group) {
+  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
+  const __m512i a = Pairs<kChunks>(tables, rowA, group);
+  const __m512i b = Pairs<kChunks>(tables, rowB, group);
   const __m512i sumA = _mm512_maddubs_epi16(a, weights);
   const __m512i sumB = _mm512_maddubs_epi16(b, weights);
-  return {_mm512_unpacklo_epi16(sumA, sumB), _mm512_unpackhi_epi16(sumA, sumB)};
+  return {a, b, _mm512_unpacklo_epi16(sumA, sumB), _mm512_unpackhi_epi16(sumA, sumB)};
 }
 
-DIBKIT_AVX512_INLINE void FindMixedCorners(const SampleRows* samples, PassCorners* corners) {
-  if (corners->known) return;
+DIBKIT_AVX512_INLINE void FindMixedCorners(const MixedShare* share, PassCorners* corners) {
 #pragma GCC unroll 2
   for (uint32_t i = 0; i < 2; ++i) {
-    corners->of[2 * i] = _mm512_unpacklo_epi8(samples[i].a, samples[i].b);
-    corners->of[2 * i + 1] = _mm512_unpackhi_epi8(samples[i].a, samples[i].b);
+    corners->of[2 * i] = _mm512_unpacklo_epi8(share[i].a, share[i].b);
+    corners->of[2 * i + 1] = _mm512_unpackhi_epi8(share[i].a, share[i].b);
   }
   FindUneven(corners);
 }
 
-// Samples 0 to 3, 8 to 11, ..., 24 to 27 of a pass, 4 to 7, 12 to 15, ..., and the same from 32.
-DIBKIT_AVX512 __attribute__((noinline)) void QueueMixed(const LinePlan& plan, uint32_t first,
-                                                        const LaneMasks& open,
-                                                        const PassCorners& corners,
-                                                        OpenQueue* queue) {
-  for (uint32_t i = 0; i < 4; ++i) {
-    if (open.of[i] == 0) continue;
-    const __m512i sample = _mm512_add_epi32(
-        _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27),
-        _mm512_set1_epi32(static_cast<int>(first + i / 2 * kGroup + i % 2 * 4)));
-    QueueOpen(plan, open.of[i], sample, corners.of[i], queue);
-  }
-}
-
 // The value with 16 bits behind the point, raised by 4 of its last places, as a word.
 DIBKIT_AVX512_INLINE __m512i MixedValue(__m512i sums, __m512i weights, __m512 scale,
-                                        __mmask16* unsure) {
+                                        __mmask16* near) {
   const __m512i fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(
       _mm512_cvtepi32_ps(_mm512_madd_epi16(sums, weights)), scale, _mm512_set1_ps(4)));
-  *unsure = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
+  *near = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
   return _mm512_srli_epi32(fixed, 16);
 }
 
+// WideBytes of these.
 DIBKIT_AVX512_INLINE __m512i MixedBytes(const MixedShare* share, __m512i weights, __m512 scale,
-                                        LaneMasks* unsure) {
-  __m512i words[2];
-#pragma GCC unroll 2
-  for (uint32_t i = 0; i < 2; ++i) {
-    words[i] =
-        _mm512_packus_epi32(MixedValue(share[i].low, weights, scale, &unsure->of[2 * i]),
-                            MixedValue(share[i].high, weights, scale, &unsure->of[2 * i + 1]));
-  }
-  return _mm512_packus_epi16(words[0], words[1]);
+                                        PassLanes* near) {
+  const __m512i first =
+      _mm512_packus_epi32(MixedValue(share[0].low, weights, scale, &near->of[0]),
+                          MixedValue(share[0].high, weights, scale, &near->of[1]));
+  const __m512i last =
+      _mm512_packus_epi32(MixedValue(share[1].low, weights, scale, &near->of[2]),
+                          MixedValue(share[1].high, weights, scale, &near->of[3]));
+  return _mm512_packus_epi16(first, last);
+}
+
+// The bytes of each group of lanes: fours of the first 32 in turns, then fours of the others.
+DIBKIT_AVX512_INLINE WideOrder MakeMixedOrder() {
+  const __m512i first =
+      _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
+  return {first, _mm512_add_epi32(first, _mm512_set1_epi32(4)),
+          _mm512_add_epi32(first, _mm512_set1_epi32(32)),
+          _mm512_add_epi32(first, _mm512_set1_epi32(36))};
 }
 
 // Pairs of words (Qy - q, q).
@@ -958,53 +964,61 @@ DIBKIT_AVX512_INLINE __m512i MixedWeights(const LinePlan& plan, const RowPhase& 
   return _mm512_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16)));
 }
 
-template <int kChunks>
+template <int kChunks, bool kOne>
 DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
-  WideLanes lanes[RowBatch::kMost];
-  OpenQueue queues[RowBatch::kMost];
-  for (uint32_t row = 0; row < batch.count; ++row) {
+  const Tables tables(plan);
+  constexpr uint32_t kMost = kOne ? 1 : RowBatch::kMost;
+  const uint32_t count = kOne ? 1 : batch.count;
+  WideLanes lanes[kMost];
+  OpenQueue queues[kMost];
+  __m512i weights[kMost];
+  uint8_t* out[kMost];
+  for (uint32_t row = 0; row < count; ++row) {
     lanes[row] = MakeWideLanes(plan, batch.phases[row]);
+    weights[row] = MixedWeights(plan, batch.phases[row]);
+    out[row] = batch.Out(row);
   }
+  const uint8_t* const rowA = batch.rowA;
+  const uint8_t* const rowB = batch.rowB;
   const __m512 scale = _mm512_set1_ps(static_cast<float>(65536.0 / plan.divisor));
-  PassTraffic beside(batch.traffic, plan.groups / 2);
+  PassTraffic beside(batch.traffic, tables.groups / 2);
   bool flat = false;
-  for (uint32_t group = 0; group < plan.groups; group += 2) {
+  for (uint32_t group = 0; group < tables.groups; group += 2) {
     Carry(&beside);
     const uint32_t done = group * kGroup;
     __m512i bytes;
-    if (flat && FlatBytes<kChunks>(plan, batch.rowA, batch.rowB, group, &bytes)) {
-      for (uint32_t row = 0; row < batch.count; ++row) {
-        StorePass(plan, batch.Out(row), done, bytes);
-      }
+    if (flat && FlatBytes<kChunks>(tables, rowA, rowB, group, &bytes)) {
+      for (uint32_t row = 0; row < count; ++row) StorePass(tables, out[row], done, bytes);
       continue;
     }
-    SampleRows samples[2];
+    const MixedShare share[2] = {MakeMixedShare<kChunks>(tables, rowA, rowB, group),
+                                 MakeMixedShare<kChunks>(tables, rowA, rowB, group + 1)};
     PassCorners corners;
-    const MixedShare share[2] = {MakeMixedShare<kChunks>(plan, batch, group, &samples[0]),
-                                 MakeMixedShare<kChunks>(plan, batch, group + 1, &samples[1])};
-    for (uint32_t row = 0; row < batch.count; ++row) {
-      uint8_t* const out = batch.Out(row);
-      PrefetchOutput(plan, out, done);
-      LaneMasks unsure;
-      bytes = MixedBytes(share, MixedWeights(plan, batch.phases[row]), scale, &unsure);
-      StorePass(plan, out, done, bytes);
-      flat = unsure.All();
-      if (!unsure.Any()) continue;
-      FindMixedCorners(samples, &corners);
-      const LaneMasks open = OpenLanes(unsure, corners.uneven);
-      if (!open.Any()) continue;
-      QueueMixed(plan, done, open, corners, &queues[row]);
+    bool known = false;
+    for (uint32_t row = 0; row < count; ++row) {
+      PrefetchOutput(tables, out[row], done);
+      PassLanes near;
+      bytes = MixedBytes(share, weights[row], scale, &near);
+      StorePass(tables, out[row], done, bytes);
+      flat = near.All();
+      if (near.None()) continue;
+      if (kOne || !known) FindMixedCorners(share, &corners);
+      known = true;
+      const PassLanes open = OpenLanes(near, corners);
+      if (open.None()) continue;
+      QueuePass(tables.samples, done, open, corners, MakeMixedOrder().of, &queues[row]);
       if (queues[row].Full()) Empty(plan, batch, row, lanes[row], &queues[row]);
     }
   }
-  for (uint32_t row = 0; row < batch.count; ++row) {
-    Empty(plan, batch, row, lanes[row], &queues[row]);
-  }
+  for (uint32_t row = 0; row < count; ++row) Empty(plan, batch, row, lanes[row], &queues[row]);
 }
 
 DIBKIT_AVX512 void MakeWideRows(const LinePlan& plan, const RowBatch& batch) {
   if (plan.byteWeights) {
-    return plan.chunks == 1 ? MixedRows<1>(plan, batch) : MixedRows<0>(plan, batch);
+    if (batch.count == 1) {
+      return plan.chunks == 1 ? MixedRows<1, true>(plan, batch) : MixedRows<0, true>(plan, batch);
+    }
+    return plan.chunks == 1 ? MixedRows<1, false>(plan, batch) : MixedRows<0, false>(plan, batch);
   }
   return plan.chunks == 1 ? WideRows<1>(plan, batch) : WideRows<0>(plan, batch);
 }
