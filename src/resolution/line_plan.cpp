@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <numeric>
 
 namespace dibkit::resolution {
 
@@ -301,6 +302,7 @@ class GroupBytes {
 struct GroupTables {
   uint32_t* offsets;
   uint8_t* index;
+  uint32_t* alike;
   int8_t* weights;
   int16_t* wideWeights;
   int16_t* xError;
@@ -435,12 +437,38 @@ void FillWideErrors(const LinePlan& plan, float* errors) {
       [errors](size_t slot, float error) { errors[slot] = error; });
 }
 
+template <typename T>
+bool SameGroups(const T* table, size_t size, size_t a, size_t b) {
+  return table == nullptr ||
+         std::memcmp(table + a * size, table + b * size, size * sizeof(T)) == 0;
+}
+
+// The columns' parts, and so most groups, repeat with a period. Kernels that read the tables of an
+// early group instead of later ones find them in the nearest cache.
+void FillAlike(const LinePlan& plan, const GroupTables& tables) {
+  const uint32_t slots = plan.shape.Slots();
+  const uint32_t samples = plan.partsX * plan.channels;
+  const uint32_t period = samples / std::gcd(samples, slots);
+  const size_t lookUps = size_t{plan.chunks} * plan.shape.lookUpBytes;
+  for (uint32_t group = 0; group < plan.groups; ++group) {
+    tables.alike[group] = group;
+    if (group < period) continue;
+    const uint32_t early = tables.alike[group - period];
+    if (SameGroups(plan.index, lookUps, early, group) &&
+        SameGroups(plan.weights, 2 * slots, early, group) &&
+        SameGroups(plan.wideWeights, 2 * slots, early, group)) {
+      tables.alike[group] = early;
+    }
+  }
+}
+
 void FillTables(const LinePlan& plan, const GroupTables& tables) {
   plan.shape.lookUpBytes == 0 ? FillOffsets(plan, tables.offsets) : FillLookUps(plan, tables);
   if (tables.weights != nullptr) FillWeights(plan, tables.weights);
   if (tables.wideWeights != nullptr) FillWeights(plan, tables.wideWeights);
   if (tables.xError != nullptr) FillErrors(plan, tables.xError);
   if (tables.wideError != nullptr) FillWideErrors(plan, tables.wideError);
+  FillAlike(plan, tables);
 }
 
 uint32_t CountNearGroups(const LinePlan& plan) {
@@ -478,11 +506,13 @@ bool MakeTables(LinePlan* plan) {
   const size_t wideWeights = layout.Add(narrow ? 0 : 2 * slots * sizeof(int16_t));
   const size_t errors = layout.Add(slots * (narrow ? sizeof(int16_t) : sizeof(float)));
   const size_t offsets = layout.Add(places * sizeof(uint32_t));
+  const size_t alike = layout.Add(groups * sizeof(uint32_t));
   plan->tableStorage.reset(static_cast<unsigned char*>(std::aligned_alloc(64, layout.size())));
   unsigned char* block = plan->tableStorage.get();
   if (block == nullptr) return false;
   GroupTables tables{};
   plan->offsets = tables.offsets = Place<uint32_t>(block, offsets, places);
+  plan->alike = tables.alike = Place<uint32_t>(block, alike, groups);
   plan->index = tables.index = Place<uint8_t>(block, index, lookUps * plan->shape.lookUpBytes);
   if (plan->byteWeights) {
     plan->weights = tables.weights = Place<int8_t>(block, weights, 2 * slots);

@@ -107,6 +107,7 @@ struct LinePlan {
   const Column* columns = nullptr;
   const uint32_t* offsets = nullptr;     // [groups][chunks], or [groups][slots][2]
   const uint8_t* index = nullptr;        // [groups][chunks][lookUpBytes], 0x80: in another chunk
+  const uint32_t* alike = nullptr;       // [groups]: an early group with the same index and weights
   const int8_t* weights = nullptr;       // byteWeights: [groups][slots], pairs (Qx - p, p)
   const int16_t* wideWeights = nullptr;  // wide: likewise
   const int16_t* xError = nullptr;       // narrow: [groups][slots]

@@ -29,6 +29,7 @@ constexpr uint32_t kGroup = 32;  // output bytes of a group
 // in registers, for no store of output bytes can change them.
 struct Tables {
   const uint32_t* offsets;
+  const uint32_t* alike;
   const uint8_t* index;
   const int8_t* weights;
   const int16_t* wideWeights;
@@ -37,6 +38,7 @@ struct Tables {
 
   explicit Tables(const LinePlan& plan)
       : offsets(plan.offsets),
+        alike(plan.alike),
         index(plan.index),
         weights(plan.weights),
         wideWeights(plan.wideWeights),
@@ -128,7 +130,7 @@ template <int kChunks>
 DIBKIT_AVX512_INLINE __m512i Pairs(const Tables& tables, const uint8_t* row, size_t group) {
   const uint32_t chunks = kChunks != 0 ? kChunks : tables.chunks;
   const uint32_t* offsets = tables.offsets + group * chunks;
-  const uint8_t* index = tables.index + group * chunks * 64;
+  const uint8_t* index = tables.index + size_t{tables.alike[group]} * chunks * 64;
   __m512i pairs =
       _mm512_permutexvar_epi8(_mm512_load_si512(index), _mm512_loadu_si512(row + offsets[0]));
   for (uint32_t chunk = 1; chunk < chunks; ++chunk) {
@@ -224,7 +226,7 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& 
   Group g{};
   g.a = g.b = a;
   g.number = _mm512_mullo_epi16(
-      _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + group * 64)), lanes.weightA);
+      _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64)), lanes.weightA);
   g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
   g.errorX = _mm512_load_si512(tables.xError + group * kGroup);
   g.across = _mm512_maddubs_epi16(a, lanes.stepA);
@@ -243,7 +245,7 @@ DIBKIT_AVX512_INLINE Group WeighGroup(const Tables& tables, const RowLanes& lane
   Group g{};
   g.a = a;
   g.b = b;
-  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
+  const __m512i weights = _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64);
   g.sumA = _mm512_maddubs_epi16(a, weights);
   g.sumB = _mm512_maddubs_epi16(b, weights);
   g.down = _mm512_sub_epi16(g.sumB, g.sumA);
@@ -508,7 +510,7 @@ struct ExactGroup {
 template <int kChunks>
 DIBKIT_AVX512_INLINE ExactGroup MakeExactGroup(const Tables& tables, const uint8_t* rowA,
                                                const uint8_t* rowB, size_t group, __m512i shiftY) {
-  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
+  const __m512i weights = _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64);
   const __m512i sumA = _mm512_maddubs_epi16(Pairs<kChunks>(tables, rowA, group), weights);
   const __m512i sumB = _mm512_maddubs_epi16(Pairs<kChunks>(tables, rowB, group), weights);
   return {_mm512_sllv_epi16(sumA, shiftY), _mm512_sub_epi16(sumB, sumA)};
@@ -606,7 +608,7 @@ template <int kChunks>
 DIBKIT_AVX512_INLINE __m512i WidePairs(const Tables& tables, const uint8_t* row, size_t group) {
   const uint32_t chunks = kChunks != 0 ? kChunks : tables.chunks;
   const uint32_t* offsets = tables.offsets + group * chunks;
-  const uint8_t* index = tables.index + group * chunks * 64;
+  const uint8_t* index = tables.index + size_t{tables.alike[group]} * chunks * 64;
   // The second byte of each word is 0.
   __m512i pairs = _mm512_maskz_permutexvar_epi8(0x5555555555555555, _mm512_load_si512(index),
                                                 _mm512_loadu_si512(row + offsets[0]));
@@ -806,7 +808,7 @@ struct WideShare {
 template <int kChunks>
 DIBKIT_AVX512_INLINE WideShare MakeWideShare(const Tables& tables, const WideLanes& lanes,
                                              const RowBatch& batch, size_t group) {
-  const __m512i weights = _mm512_load_si512(tables.wideWeights + group * 2 * kWideGroup);
+  const __m512i weights = _mm512_load_si512(tables.wideWeights + size_t{tables.alike[group]} * 2 * kWideGroup);
   const __m512i a = WidePairs<kChunks>(tables, batch.rowA, group);
   const __m512i b = WidePairs<kChunks>(tables, batch.rowB, group);
   const __m512i sumA = _mm512_madd_epi16(a, weights);
@@ -912,7 +914,7 @@ struct MixedShare {
 template <int kChunks>
 DIBKIT_AVX512_INLINE MixedShare MakeMixedShare(const Tables& tables, const uint8_t* rowA,
                                                const uint8_t* rowB, size_t group) {
-  const __m512i weights = _mm512_load_si512(tables.weights + group * 64);
+  const __m512i weights = _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64);
   const __m512i a = Pairs<kChunks>(tables, rowA, group);
   const __m512i b = Pairs<kChunks>(tables, rowB, group);
   const __m512i sumA = _mm512_maddubs_epi16(a, weights);
