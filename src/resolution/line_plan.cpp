@@ -439,8 +439,7 @@ void FillWideErrors(const LinePlan& plan, float* errors) {
 
 template <typename T>
 bool SameGroups(const T* table, size_t size, size_t a, size_t b) {
-  return table == nullptr ||
-         std::memcmp(table + a * size, table + b * size, size * sizeof(T)) == 0;
+  return table == nullptr || std::memcmp(table + a * size, table + b * size, size * sizeof(T)) == 0;
 }
 
 // The columns' parts, and so most groups, repeat with a period. Kernels that read the tables of an

@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 
 namespace dibkit::resolution {
 
@@ -22,15 +21,10 @@ bool X87IsExtended() {
   return (control & 0x0F00) == 0x0300;
 }
 
+// Both factors are exact, and so is their product.
 long double X87Value(const Extended& value) {
-  if (value.significand == 0) return 0.0L;
-  struct {
-    uint64_t significand;
-    uint64_t exponent;
-  } const bits = {value.significand, static_cast<uint64_t>(value.exponent + 63 + 16383)};
-  long double result = 0.0L;
-  std::memcpy(&result, &bits, 10);
-  return result;
+  const auto power = std::bit_cast<double>(static_cast<uint64_t>(value.exponent + 1023) << 52);
+  return static_cast<long double>(value.significand) * static_cast<long double>(power);
 }
 
 uint8_t X87Sample(int aLeft, int aRight, int bLeft, int bRight, long double fx, long double fy) {
@@ -63,37 +57,33 @@ uint8_t SoftSample(int aLeft, int aRight, int bLeft, int bRight, const Extended&
 
 namespace {
 
-// What the samples around one output byte say about it.
+enum class Verdict { kIdeal, kBelow, kUnknown };
+
+// What the samples around one output byte of a far column say about it, whose ideal value is an
+// integer.
 struct Weighed {
   uint32_t number;  // the ideal value times the divisor
   double across;    // H * X
   double down;      // V * Y
+  double cross;     // X * Y
   double steep;     // 2 * |V| * Qy: bounds the rounding of the vertical product
-  double step;      // the larger horizontal step
 };
 
-enum class Verdict { kIdeal, kBelow, kUnknown };
-
-// For an ideal value that is an integer n. In units of 2^-65 / divisor, n lies `number` to 2 *
-// `number` above the numbers that round to something less than n, and the vertical product is
-// rounded by no more than `steep`.
-Verdict Judge(const LinePlan& plan, const Column& column, const RowPhase& row, const Weighed& w) {
+// In units of 2^-65 / divisor, an integer lies `number` to 2 * `number` above the numbers that
+// round to something less, and the vertical product is rounded by no more than `steep`.
+Verdict Judge(const Weighed& w) {
   if (w.number == 0) return Verdict::kIdeal;
-  const bool far = column.left >= kFarColumn;
   const double sum = (w.across + w.down) * 0x1p65;
-  const double doubt = (std::fabs(w.across) + std::fabs(w.down)) * 0x1p25 +
-                       std::fabs(column.error * row.error) * 0x1p74;
-  const double rounding =
-      far ? w.steep : 2.0 * w.steep + plan.divisor * (kNearRounding + 2.0 * w.step);
-  const double up = rounding - w.number;
-  const double down = rounding + 2.0 * w.number;
-  if (sum - doubt > up) return Verdict::kIdeal;
-  if (sum + doubt < -down) return Verdict::kBelow;
+  const double doubt =
+      (std::fabs(w.across) + std::fabs(w.down)) * 0x1p25 + std::fabs(w.cross) * 0x1p74;
+  if (sum - doubt > w.steep - w.number) return Verdict::kIdeal;
+  if (sum + doubt < -w.steep - 2.0 * w.number) return Verdict::kBelow;
   return Verdict::kUnknown;
 }
 
 // One output byte: the ideal value by integers; where it is an integer, the sign of the error sum;
-// where that is too small to be sure of, the defining arithmetic.
+// where that is too small to be sure of, the defining arithmetic. It nearly always is in near
+// columns, so there nothing is judged.
 uint8_t SettleSample(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
                      const uint8_t* rowB, uint32_t sample) {
   const Column& column = plan.columns[sample / plan.channels];
@@ -106,20 +96,16 @@ uint8_t SettleSample(const LinePlan& plan, const RowPhase& row, const uint8_t* r
   const auto number = static_cast<uint32_t>(a * restY + b * q);
   const uint32_t ideal = number / plan.divisor;
   if (number % plan.divisor != 0) return static_cast<uint8_t>(ideal);
-  const bool productExact =
-      row.fraction.significand == 0 || (plan.shortParts && column.error == 0.0);
-  const Weighed weighed = {number, ((ar - al) * restY + (br - bl) * q) * column.error,
-                           (b - a) * row.error,
-                           productExact ? 0.0 : 2.0 * std::abs(b - a) * plan.partsY,
-                           1.0 * std::max(std::abs(ar - al), std::abs(br - bl))};
-  switch (Judge(plan, column, row, weighed)) {
-    case Verdict::kIdeal:
-      return static_cast<uint8_t>(ideal);
-    case Verdict::kBelow:
-      return static_cast<uint8_t>(ideal - 1);
-    default:
-      return ExactSample(al, ar, bl, br, column.fraction, row.fraction);
+  if (column.left >= kFarColumn) {
+    const bool productExact =
+        row.fraction.significand == 0 || (plan.shortParts && column.error == 0.0);
+    const Verdict verdict =
+        Judge({number, ((ar - al) * restY + (br - bl) * q) * column.error, (b - a) * row.error,
+               column.error * row.error, productExact ? 0.0 : 2.0 * std::abs(b - a) * plan.partsY});
+    if (verdict == Verdict::kIdeal) return static_cast<uint8_t>(ideal);
+    if (verdict == Verdict::kBelow) return static_cast<uint8_t>(ideal - 1);
   }
+  return ExactSample(al, ar, bl, br, column.fraction, row.fraction);
 }
 
 }  // namespace

@@ -187,15 +187,15 @@ DIBKIT_AVX512_INLINE void StorePass(const Tables& tables, uint8_t* out, uint32_t
 
 // One group on its way.
 struct Group {
-  __m512i a, b;          // pairs of samples
+  __m512i a, b;  // pairs of samples
   __m512i sumA, sumB;
   __m512i number;        // ideal value * divisor
   __m512i across, down;  // H and V
   __m512i steps;         // 0 where both are
   __m512i errorX;
-  __m512i error;      // their weighted sum
-  __m512i value;      // the output, in words
-  __mmask32 unsure;   // lanes whose error sum is too small
+  __m512i error;     // their weighted sum
+  __m512i value;     // the output, in words
+  __mmask32 unsure;  // lanes whose error sum is too small
 };
 
 // H * X + V * Y, saturated to 16 bits.
@@ -226,7 +226,8 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& 
   Group g{};
   g.a = g.b = a;
   g.number = _mm512_mullo_epi16(
-      _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64)), lanes.weightA);
+      _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64)),
+      lanes.weightA);
   g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
   g.errorX = _mm512_load_si512(tables.xError + group * kGroup);
   g.across = _mm512_maddubs_epi16(a, lanes.stepA);
@@ -281,8 +282,8 @@ DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const Tables& tables, const RowLanes&
   const __m512i size = _mm512_abs_epi16(g.error);
   g.steps = _mm512_or_si512(_mm512_abs_epi16(g.across), _mm512_abs_epi16(g.down));
   if (kKind == NarrowKind::kSmooth) {
-    g.value = Divide(
-        _mm512_add_epi16(_mm512_subs_epu16(Number(lanes, g), below), lanes.bias), lanes);
+    g.value =
+        Divide(_mm512_add_epi16(_mm512_subs_epu16(Number(lanes, g), below), lanes.bias), lanes);
     const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
     g.unsure = near | _mm512_mask_cmple_epu16_mask(stepped, size,
                                                    _mm512_adds_epu16(g.steps, lanes.fineGuard));
@@ -808,7 +809,8 @@ struct WideShare {
 template <int kChunks>
 DIBKIT_AVX512_INLINE WideShare MakeWideShare(const Tables& tables, const WideLanes& lanes,
                                              const RowBatch& batch, size_t group) {
-  const __m512i weights = _mm512_load_si512(tables.wideWeights + size_t{tables.alike[group]} * 2 * kWideGroup);
+  const __m512i weights =
+      _mm512_load_si512(tables.wideWeights + size_t{tables.alike[group]} * 2 * kWideGroup);
   const __m512i a = WidePairs<kChunks>(tables, batch.rowA, group);
   const __m512i b = WidePairs<kChunks>(tables, batch.rowB, group);
   const __m512i sumA = _mm512_madd_epi16(a, weights);
@@ -845,8 +847,7 @@ struct WideOrder {
 };
 
 DIBKIT_AVX512_INLINE WideOrder MakeWideOrder() {
-  const __m512i first =
-      _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+  const __m512i first = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
   return {first, _mm512_add_epi32(first, _mm512_set1_epi32(16)),
           _mm512_add_epi32(first, _mm512_set1_epi32(32)),
           _mm512_add_epi32(first, _mm512_set1_epi32(48))};
@@ -946,16 +947,14 @@ DIBKIT_AVX512_INLINE __m512i MixedBytes(const MixedShare* share, __m512i weights
   const __m512i first =
       _mm512_packus_epi32(MixedValue(share[0].low, weights, scale, &near->of[0]),
                           MixedValue(share[0].high, weights, scale, &near->of[1]));
-  const __m512i last =
-      _mm512_packus_epi32(MixedValue(share[1].low, weights, scale, &near->of[2]),
-                          MixedValue(share[1].high, weights, scale, &near->of[3]));
+  const __m512i last = _mm512_packus_epi32(MixedValue(share[1].low, weights, scale, &near->of[2]),
+                                           MixedValue(share[1].high, weights, scale, &near->of[3]));
   return _mm512_packus_epi16(first, last);
 }
 
 // The bytes of each group of lanes: fours of the first 32 in turns, then fours of the others.
 DIBKIT_AVX512_INLINE WideOrder MakeMixedOrder() {
-  const __m512i first =
-      _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
+  const __m512i first = _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
   return {first, _mm512_add_epi32(first, _mm512_set1_epi32(4)),
           _mm512_add_epi32(first, _mm512_set1_epi32(32)),
           _mm512_add_epi32(first, _mm512_set1_epi32(36))};
