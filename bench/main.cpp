@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit_bench [--quick] [--only=REGEX] [--output=DIRECTORY]
+// dibkit_bench [--quick] [--only=REGEX] [--output=DIRECTORY] [--name=NAME]
 //
 // Measures and prints the report as Markdown. --quick takes fewer turns. --only measures just those
 // tasks whose name contains a match and leaves out growth and memory. --output writes the report
-// and its plot there too, as speed.md and speed.svg.
+// and its plot there too, as NAME.md and NAME.svg ("speed" unless told).
 #include <fstream>
 #include <iostream>
 #include <regex>
@@ -22,6 +22,7 @@ struct Options {
   bool isQuick = false;
   std::string only;
   std::string output;
+  std::string name = "speed";
 };
 
 // False when an option is not known.
@@ -34,6 +35,8 @@ bool Parse(int argc, char** argv, Options& options) {
       options.only = argument.substr(7);
     } else if (argument.starts_with("--output=")) {
       options.output = argument.substr(9);
+    } else if (argument.starts_with("--name=")) {
+      options.name = argument.substr(7);
     } else {
       return false;
     }
@@ -152,19 +155,20 @@ bool Write(const std::string& path, const std::string& content) {
 int main(int argc, char** argv) {
   Options options;
   if (!Parse(argc, argv, options)) {
-    std::cerr << "usage: dibkit_bench [--quick] [--only=REGEX] [--output=DIRECTORY]\n";
+    std::cerr
+        << "usage: dibkit_bench [--quick] [--only=REGEX] [--output=DIRECTORY] [--name=NAME]\n";
     return 2;
   }
   const Results results = Measure(options);
   std::ostringstream report;
-  WriteMarkdown(results, KernelsOfThisCpu(), report);
+  WriteMarkdown(results, KernelsOfThisCpu(), options.name + ".svg", report);
   std::cout << report.str();
   if (options.output.empty()) return 0;
-  bool written = Write(options.output + "/speed.md", report.str());
+  bool written = Write(options.output + "/" + options.name + ".md", report.str());
   if (!results.growth.empty()) {
     std::ostringstream plot;
     WritePlot(results, plot);
-    written = written && Write(options.output + "/speed.svg", plot.str());
+    written = written && Write(options.output + "/" + options.name + ".svg", plot.str());
   }
   return written ? 0 : 1;
 }

@@ -7,16 +7,28 @@
 #   bench.sh                 everything; about ten minutes
 #   bench.sh --quick         the same with fewer turns
 #   bench.sh --only=REGEX    only tasks with a matching name; writes nothing into docs
+#   bench.sh --avx2          as a CPU without AVX-512 runs it, peers included; writes speed-avx2.md
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 output=docs
+options=()
 for argument in "$@"; do
   case $argument in
-    --quick) ;;
-    --only=*) output= ;;
-    *) die "usage: bench.sh [--quick] [--only=REGEX]" ;;
+    --quick) options+=("$argument") ;;
+    --only=*)
+      options+=("$argument")
+      output=
+      ;;
+    --avx2)
+      options+=(--name=speed-avx2)
+      # The library asks glibc what the CPU can do, OpenCV has a switch of its own.
+      export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX512F,-AVX512BW,-AVX512DQ,-AVX512VL
+      export OPENCV_CPU_DISABLE=AVX512_SKX,AVX512_ICL
+      export LIBYUV_DISABLE_AVX512BW=1
+      ;;
+    *) die "usage: bench.sh [--quick] [--only=REGEX] [--avx2]" ;;
   esac
 done
 
@@ -28,4 +40,4 @@ build build/bench --preset release \
 
 # Some peers would start threads of their own.
 export OMP_NUM_THREADS=1
-build/bench/bench/dibkit_bench "$@" ${output:+--output="$output"}
+build/bench/bench/dibkit_bench "${options[@]}" ${output:+--output="$output"}

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "common/cpu.h"
+
 namespace dibkit::bench {
 namespace {
 
@@ -57,16 +59,16 @@ void AddGrowth(const std::vector<GrowthResult>& growth, Kernels kernels,
 
 }  // namespace
 
-#if defined(__x86_64__) || defined(__i386__)
 Kernels KernelsOfThisCpu() {
-  if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi")) {
-    return Kernels::kAvx512;
+  switch (BestCpuLevel()) {
+    case CpuLevel::kAvx512:
+      return Kernels::kAvx512;
+    case CpuLevel::kAvx2:
+      return Kernels::kAvx2;
+    default:
+      return Kernels::kPortable;
   }
-  return __builtin_cpu_supports("avx2") ? Kernels::kAvx2 : Kernels::kPortable;
 }
-#else
-Kernels KernelsOfThisCpu() { return Kernels::kPortable; }
-#endif
 
 std::vector<Verdict> Judge(const Results& results, Kernels kernels) {
   std::vector<Verdict> verdicts;

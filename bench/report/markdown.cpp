@@ -179,8 +179,8 @@ void WriteLines(const std::vector<Result>& results, std::ostream& out) {
   out << "\n";
 }
 
-void WriteGrowth(const std::vector<GrowthResult>& results, const char* title, const char* axis,
-                 std::ostream& out) {
+void WriteGrowth(const std::vector<GrowthResult>& results, const std::string& title,
+                 const char* axis, std::ostream& out) {
   out << title << "| " << axis << " | dibkit, ms | ms a megapixel | OpenCV linear, ms | ms a "
       << "megapixel |\n|---|---|---|---|---|\n";
   for (const GrowthResult& point : results) {
@@ -209,16 +209,18 @@ void WriteMemory(const std::vector<PeakMemory>& results, std::ostream& out) {
 
 }  // namespace
 
-void WriteMarkdown(const Results& results, Kernels kernels, std::ostream& out) {
+void WriteMarkdown(const Results& results, Kernels kernels, const std::string& plot,
+                   std::ostream& out) {
   WriteHead(kernels, out);
   WriteGoals(Judge(results, kernels), out);
   WritePages(results.pages, out);
   WriteSmall(results.small, out);
   WriteLines(results.lines, out);
-  WriteGrowth(results.growth,
-              "## How cost grows\n\n24 bits, 300→200, a megapixel of the source.\n\n"
-              "![Cost of a megapixel by size of the picture and by resolution](speed.svg)\n\n",
-              "megapixels", out);
+  const std::string title =
+      "## How cost grows\n\n24 bits, 300→200, a megapixel of the source.\n\n"
+      "![Cost of a megapixel by size of the picture and by resolution](" +
+      plot + ")\n\n";
+  WriteGrowth(results.growth, title, "megapixels", out);
   WriteGrowth(results.ratios, "An A4 page of 300 dpi, a megapixel of the result.\n\n", "to dpi",
               out);
   WriteMemory(results.memory, out);

@@ -5,12 +5,15 @@
 #define DIBKIT_BENCH_REPORT_MARKDOWN_H
 
 #include <ostream>
+#include <string>
 
 #include "report/goals.h"
 
 namespace dibkit::bench {
 
-void WriteMarkdown(const Results& results, Kernels kernels, std::ostream& out);
+// `plot`: the file that the page shows.
+void WriteMarkdown(const Results& results, Kernels kernels, const std::string& plot,
+                   std::ostream& out);
 
 }  // namespace dibkit::bench
 

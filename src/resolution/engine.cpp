@@ -129,7 +129,7 @@ class RowWalk {
       : together_(together),
         left_(engine.m_wOutputHeight),
         sourceHeight_(engine.m_wSourceHeight),
-        places_(engine.m_dScaleY, engine.m_wOutputHeight + 1u),
+        places_(engine.m_dScaleY, engine.m_wOutputHeight),
         next_(PairRows(places_.Next(), sourceHeight_)) {}
 
   // The next output rows; none at the end.
@@ -138,13 +138,12 @@ class RowWalk {
     do {
       if (left_ == 0) break;
       rows_[count++] = next_;
-      --left_;
-      next_ = PairRows(places_.Next(), sourceHeight_);
+      if (--left_ != 0) next_ = PairRows(places_.Next(), sourceHeight_);
     } while (count < together_ && next_.first == rows_[0].first);
     return {rows_, count};
   }
 
-  // The source rows of the row after those.
+  // The source rows of the row after those, or of the last.
   const RowPair& Next() const { return next_; }
 
  private:
