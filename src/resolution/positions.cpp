@@ -4,9 +4,10 @@
 namespace dibkit::resolution {
 namespace {
 
-// Every place has an index of 16 bits, and the scale suits the stepper.
+// Every place has an index of 16 bits, and the scale suits the stepper. The first place is 0 without
+// any steps.
 bool CanStep(double scale, uint32_t count) {
-  return scale > 0x1p-17 && scale < 0x1p17 && count <= scale * 65535 + 1;
+  return count > 1 && scale > 0x1p-17 && scale < 0x1p17 && count <= scale * 65535 + 1;
 }
 
 StoredPlace PlainPlace(unsigned outputIndex, double scale) {
