@@ -4,8 +4,8 @@
 namespace dibkit::resolution {
 namespace {
 
-// Every place has an index of 16 bits, and the scale suits the stepper. The first place is 0 without
-// any steps.
+// Every place has an index of 16 bits, and the scale suits the stepper. The first place is 0
+// without any steps.
 bool CanStep(double scale, uint32_t count) {
   return count > 1 && scale > 0x1p-17 && scale < 0x1p17 && count <= scale * 65535 + 1;
 }
