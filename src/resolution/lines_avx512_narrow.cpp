@@ -122,6 +122,13 @@ DIBKIT_AVX512_INLINE __mmask32 GridUnsure(const RowLanes& lanes, __mmask32 candi
   return _mm512_mask_cmpge_epu16_mask(candidates, rounding, reach);
 }
 
+// The ideal value, or one less where `error` is below 0 and the ideal value is an integer: 1 taken
+// off the number before the division does that without a look at the remainder.
+DIBKIT_AVX512_INLINE __m512i ValueOf(__m512i number, __m512i error, const RowLanes& lanes) {
+  const __m512i below = _mm512_srli_epi16(error, 15);
+  return Divide(_mm512_add_epi16(_mm512_subs_epu16(number, below), lanes.bias), lanes);
+}
+
 // A group of a level row. From kFarColumn on every step is exact, and so is the sign of the error.
 DIBKIT_AVX512_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& lanes,
                                           __mmask32 near, __m512i a, size_t group) {
@@ -130,14 +137,10 @@ DIBKIT_AVX512_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& 
   g.number = _mm512_mullo_epi16(
       _mm512_maddubs_epi16(a, _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64)),
       lanes.weightA);
-  g.value = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
   g.errorX = _mm512_load_si512(tables.xError + group * kGroup);
   g.across = _mm512_maddubs_epi16(a, lanes.stepA);
-  const __mmask32 whole =
-      _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(g.value, lanes.divisor), g.number);
-  const __mmask32 negative = _mm512_movepi16_mask(_mm512_mulhi_epi16(g.across, g.errorX));
-  g.value = _mm512_mask_sub_epi16(g.value, whole & negative, g.value, _mm512_set1_epi16(1));
-  g.unsure = whole & near;
+  g.value = ValueOf(g.number, _mm512_mulhi_epi16(g.across, g.errorX), lanes);
+  g.unsure = near;
   return g;
 }
 
@@ -173,24 +176,22 @@ DIBKIT_AVX512_INLINE __m512i SumToDivide(const Group& g) {
   return kKind == NarrowKind::kTop ? g.sumA : _mm512_add_epi16(g.sumA, g.sumB);
 }
 
-// An error below 0 takes 1 off the number before the division, so there is no remainder to look at.
 // An error is large enough if it exceeds the larger of |H| and |V| by the guard; where steps are
 // short the guard may count once for each unit of theirs, which is one operation for both.
 template <NarrowKind kKind>
 DIBKIT_AVX512_INLINE Group MakeSmoothGroup(const Tables& tables, const RowLanes& lanes,
                                            __mmask32 near, __m512i a, __m512i b, size_t group) {
   Group g = WeighGroup<kKind>(tables, lanes, a, b, group);
-  const __m512i below = _mm512_srli_epi16(g.error, 15);
   const __m512i size = _mm512_abs_epi16(g.error);
   g.steps = _mm512_or_si512(_mm512_abs_epi16(g.across), _mm512_abs_epi16(g.down));
   if (kKind == NarrowKind::kSmooth) {
-    g.value =
-        Divide(_mm512_add_epi16(_mm512_subs_epu16(Number(lanes, g), below), lanes.bias), lanes);
+    g.value = ValueOf(Number(lanes, g), g.error, lanes);
     const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
     g.unsure = near | _mm512_mask_cmple_epu16_mask(stepped, size,
                                                    _mm512_adds_epu16(g.steps, lanes.fineGuard));
   } else {
-    g.value = _mm512_srlv_epi16(_mm512_subs_epu16(SumToDivide<kKind>(g), below), lanes.shift);
+    g.value = _mm512_srlv_epi16(
+        _mm512_subs_epu16(SumToDivide<kKind>(g), _mm512_srli_epi16(g.error, 15)), lanes.shift);
     g.unsure = near | _mm512_cmplt_epu16_mask(size, _mm512_sllv_epi16(g.steps, lanes.guardShift));
   }
   return g;
@@ -201,13 +202,12 @@ DIBKIT_AVX512_INLINE Group MakeGridGroup(const Tables& tables, const RowLanes& l
   Group g = WeighGroup<NarrowKind::kGrid>(tables, lanes, a, b, group);
   g.number = Number(lanes, g);
   g.steps = _mm512_or_si512(g.across, g.down);
-  const __mmask32 stepped = _mm512_test_epi16_mask(g.steps, g.steps);
   const __m512i ideal = Divide(_mm512_add_epi16(g.number, lanes.bias), lanes);
   const __mmask32 whole =
       _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(ideal, lanes.divisor), g.number);
   const __mmask32 negative = _mm512_movepi16_mask(g.error);
   g.value = _mm512_mask_sub_epi16(ideal, whole & negative, ideal, _mm512_set1_epi16(1));
-  g.unsure = GridUnsure(lanes, whole & stepped, negative, g) | (whole & near);
+  g.unsure = GridUnsure(lanes, whole, negative, g) | (whole & near);
   return g;
 }
 
