@@ -14,9 +14,12 @@
 
 #include "line_comparison.h"
 #include "quantize_comparison.h"
+#include "rle_comparison.h"
 
 namespace dibtest {
 namespace {
+
+using dibkit::resolution::HistogramUse;
 
 using Clock = std::chrono::steady_clock;
 
@@ -121,7 +124,8 @@ void CompareSomeImage(Random& random, Subject& subject) {
                 .resY = r.y,
                 .rows = static_cast<RowKind>(random.Below(kRowKinds)),
                 .plainTable = random.Below(2) != 0,
-                .threshold = static_cast<int>(random.Below(258))},
+                .threshold = static_cast<int>(random.Below(258)),
+                .use = random.Below(2) != 0 ? HistogramUse::kCounted : HistogramUse::kUnseen},
                random, subject.tallies);
 }
 
@@ -138,6 +142,13 @@ void CompareSomeQuantizing(Random& random, Subject& subject) {
   const unsigned keys = random.Below(257);
   for (Tally& tally : subject.tallies) {
     tally.Note(CompareSorts(keys, random, tally.family), std::to_string(keys) + " sort keys");
+  }
+}
+
+// There is one decoder for all CPUs.
+void CompareSomeStreams(Random& random, Tally& tally) {
+  for (unsigned mix = 0; mix < kRecordMixes; ++mix) {
+    CompareRle(random.Below(2) != 0 ? 8 : 4, static_cast<RecordMix>(mix), random, tally);
   }
 }
 
@@ -162,15 +173,19 @@ int Run(const Options& options) {
   Subject lines("lines");
   Subject images("images");
   Subject colors("quantizer");
+  Subject streams("rle");
+  streams.tallies.resize(1);
   Random random(options.seed);
   const auto end = Clock::now() + std::chrono::duration<double, std::ratio<60>>(options.minutes);
   while (Clock::now() < end) {
     for (int turn = 0; turn < 20; ++turn) CompareSomeLines(random, lines);
     for (int turn = 0; turn < 4; ++turn) CompareSomeImage(random, images);
     CompareSomeQuantizing(random, colors);
+    CompareSomeStreams(random, streams.tallies[0]);
   }
   bool same = true;
-  for (const Subject* subject : {&lines, &images, &colors}) same = Report(*subject) && same;
+  for (const Subject* subject : {&lines, &images, &colors, &streams})
+    same = Report(*subject) && same;
   return same ? 0 : 1;
 }
 

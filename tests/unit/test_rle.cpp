@@ -5,6 +5,7 @@
 #include "DIBHelp.h"
 #include "dib/rle.h"
 #include "reference/rle_model.h"
+#include "rle_comparison.h"
 #include "support/call_image.h"
 #include "support/dib.h"
 #include "support/guarded_bytes.h"
@@ -187,6 +188,19 @@ TEST_F(Rle, ResultHasAFreshHeaderAndAFullTable) {
     ASSERT_EQ(block.size(), 40 + 4 * entries + expected.Stride());
     EXPECT_EQ(block, expected.Bytes());
   }
+}
+
+TEST_F(Rle, StreamsOfAllMannersDecodeAsInThePlainForm) {
+  Random random(77);
+  Tally tally;
+  for (int round = 0; round < 120; ++round) {
+    for (const unsigned bits : {8U, 4U}) {
+      for (unsigned mix = 0; mix < kRecordMixes; ++mix) {
+        CompareRle(bits, static_cast<RecordMix>(mix), random, tally);
+      }
+    }
+  }
+  EXPECT_EQ(tally.differences, 0U) << tally.first;
 }
 
 TEST_F(Rle, WidthsAndHeightsThatAreNone) {
