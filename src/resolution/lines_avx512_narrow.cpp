@@ -25,10 +25,13 @@ constexpr bool IsSmooth(NarrowKind kind) {
 }
 
 // Few parts, powers of two: shifts divide, and steps are so short that one multiplied by more than
-// the guard still fits 16 bits.
+// the guard still fits 16 bits. Where a row of phase 0 has H = V = 0 the left samples are equal to
+// the ideal value n and A is exact, so that the result is n + (b - n) * fy. Both factors are errors
+// (b's is 255 * X / Qx and its rounding); when their product is below 2^-66 the sum is n again.
 bool IsBinary(const LinePlan& plan) {
+  const double errorX = 32766 / plan.errorScale;  // at least as large as any
   return std::has_single_bit(plan.divisor) && plan.partsX <= 4 && plan.partsY <= 2 &&
-         plan.fineGuard < 32;
+         plan.fineGuard < 32 && (255 * errorX + 0x1p-55) * plan.rowErrorBound < 0x1p-66;
 }
 
 // What a row's arithmetic needs in every lane.
@@ -310,6 +313,10 @@ DIBKIT_AVX512_INLINE void LookNearGrid(const RowLanes& lanes, Group* g) {
 // Takes a closer look at the unsure lanes of a group and settles what it can.
 template <NarrowKind kKind>
 DIBKIT_AVX512_INLINE void Look(const LinePlan& plan, const RowLanes& lanes, bool near, Group* g) {
+  // See IsBinary(): where there is no step there is nothing to look at.
+  if (kKind == NarrowKind::kTop) {
+    g->unsure = _mm512_mask_test_epi16_mask(g->unsure, g->steps, g->steps);
+  }
   if (IsSmooth(kKind)) {
     LookSmooth(lanes, near ? Word(plan.nearFineGuard) : lanes.fineGuard, g);
   } else if (near) {
