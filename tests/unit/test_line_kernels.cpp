@@ -111,37 +111,30 @@ TEST_P(LineKernelFamilies, BytesDoNotDependOnTheX87Precision) {
 
 constexpr ImageKind kKinds[] = {KIND_TRUE_COLOR, KIND_GRAY_8BIT, KIND_BILEVEL, KIND_PALETTE_8BIT};
 
-TEST_P(LineKernelFamilies, WholeImagesWithTheirHistogramAndColumns) {
+void CompareSmallImages(HistogramUse use, Random& random, std::vector<Tally>& tallies) {
   for (const Resolutions& r : kCommon) {
     for (const ImageKind kind : kKinds) {
       ImageCase image{.kind = kind,
-                      .width = 1 + m_random.Below(220),
-                      .height = 1 + m_random.Below(90),
+                      .width = 1 + random.Below(220),
+                      .height = 1 + random.Below(90),
                       .dpi = r.dpi,
                       .resX = r.source,
-                      .resY = m_random.Below(3) == 0 ? r.source + 50 : r.source,
-                      .rows = static_cast<RowKind>(m_random.Below(kRowKinds))};
-      CompareImage(image, m_random, m_tallies);
+                      .resY = random.Below(3) == 0 ? r.source + 50 : r.source,
+                      .rows = static_cast<RowKind>(random.Below(kRowKinds)),
+                      .use = use};
+      CompareImage(image, random, tallies);
     }
   }
+}
+
+TEST_P(LineKernelFamilies, WholeImagesWithTheirHistogramAndColumns) {
+  CompareSmallImages(HistogramUse::kCounted, m_random, m_tallies);
   ExpectNoDifference();
 }
 
 // Several rows are made at a time there.
 TEST_P(LineKernelFamilies, ImagesThatNobodySeesInTheMaking) {
-  for (const Resolutions& r : kCommon) {
-    for (const ImageKind kind : kKinds) {
-      ImageCase image{.kind = kind,
-                      .width = 1 + m_random.Below(220),
-                      .height = 1 + m_random.Below(90),
-                      .dpi = r.dpi,
-                      .resX = r.source,
-                      .resY = m_random.Below(3) == 0 ? r.source + 50 : r.source,
-                      .rows = static_cast<RowKind>(m_random.Below(kRowKinds)),
-                      .use = HistogramUse::kUnseen};
-      CompareImage(image, m_random, m_tallies);
-    }
-  }
+  CompareSmallImages(HistogramUse::kUnseen, m_random, m_tallies);
   ExpectNoDifference();
 }
 
