@@ -64,16 +64,8 @@ DIBKIT_AVX2_INLINE void DealGroup(const BilevelPlan& plan, const unsigned char* 
   row.right[group] = right ^ light;
 }
 
-DIBKIT_AVX2 BilevelTone DealRow(const BilevelPlan& plan, const unsigned char* source,
-                                const DealtRow& row) {
-  if (IsFlatRow(plan, source)) {
-    const bool isDark = (source[0] != 0) == plan.setIsDark;
-    std::memset(row.left, isDark ? 0xFF : 0, plan.groups * sizeof *row.left);
-    std::memset(row.right, isDark ? 0xFF : 0, plan.groups * sizeof *row.right);
-    return ToneOf(isDark);
-  }
-  for (size_t group = 0; group < plan.groups; ++group) DealGroup(plan, source, group, row);
-  return BilevelTone::kMixed;
+DIBKIT_AVX2 void DealRow(const BilevelPlan& plan, const DealtRow& row) {
+  for (size_t group = 0; group < plan.groups; ++group) DealGroup(plan, row.source, group, row);
 }
 
 // Words of all ones for the slots that are set.
@@ -129,8 +121,7 @@ DIBKIT_AVX2 void Judge(const BilevelPlan& plan, const BilevelRow& row, size_t gr
 }
 
 DIBKIT_AVX2 void WeighRow(const BilevelPlan& plan, const BilevelRow& row, const SourceRows& rows,
-                          const DealtRow& a, const DealtRow& b, size_t from, size_t to,
-                          unsigned char* out) {
+                          DealtRow& a, DealtRow& b, size_t from, size_t to, unsigned char* out) {
   const RowLanes lanes = MakeRowLanes(plan, row);
   for (size_t group = from; group < to; ++group) {
     const FourBits bits = BitsOf(a, b, group);
@@ -198,8 +189,14 @@ DIBKIT_AVX2 void CombineRow(const BilevelPlan& plan, const BilevelOutcomes& outc
 
 }  // namespace
 
-const BilevelKernels kAvx2BilevelKernels = {BilevelPicking::kWindowOf16, DealRow, Judge, CombineRow,
-                                            WeighRow};
+const BilevelKernels kAvx2BilevelKernels = {.picking = BilevelPicking::kWindowOf16,
+                                            .weighsDealt = true,
+                                            .place = PlaceByWeights,
+                                            .read = ReadTone,
+                                            .deal = DealRow,
+                                            .judge = Judge,
+                                            .combine = CombineRow,
+                                            .weigh = WeighRow};
 
 }  // namespace dibkit::resolution
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 #include "dib/bytes.h"
 
@@ -28,6 +29,10 @@ struct Tables {
   uint64_t* dealt;
   uint64_t* outcomes;
   uint8_t* doubtful;
+  uint8_t* tails;
+  uint8_t* pairs;
+  uint64_t* below;
+  uint64_t* doubts;
 };
 
 constexpr size_t kBlockSlots = kBilevelGroup * kBilevelBlock;
@@ -39,10 +44,18 @@ constexpr size_t kOutcomeWords = kMixedPatterns * kBilevelBlock;
 constexpr size_t kBlockBytes = kBlockSlots * (3 * 2 + 4) + kBilevelBlock * ((4 + 2) * 2 + 5 * 8) +
                                kBilevelClasses * (kOutcomeWords * 8 + 1);
 
+size_t StorageBytes(const BilevelPlan& plan) {
+  return plan.blocks * (kBlockBytes + 2 * kBlockSlots + 16 * kBilevelBlock) + 2 * kTailBytes;
+}
+
 Tables Divide(unsigned char* block, size_t blocks) {
   const size_t groups = blocks * kBilevelBlock;
   const size_t slots = groups * kBilevelGroup;
   Tables t;
+  t.pairs = block + blocks * kBlockBytes;
+  t.below = reinterpret_cast<uint64_t*>(t.pairs + 2 * slots);
+  t.doubts = t.below + groups;
+  t.tails = reinterpret_cast<uint8_t*>(t.doubts + groups);
   t.outcomes = reinterpret_cast<uint64_t*>(block);
   t.dealt = t.outcomes + blocks * kBilevelClasses * kOutcomeWords;
   t.inside = t.dealt + groups * 4;
@@ -151,49 +164,111 @@ bool FillWindowsOf16(const BilevelPlan& plan, const Tables& t) {
   return true;
 }
 
-// The numbers of eight bits counted from `first`.
-void FillNumbers(const uint16_t* bits, int first, uint8_t* numbers) {
-  uint8_t eight[8];
-  for (size_t i = 0; i < 8; ++i) eight[i] = static_cast<uint8_t>(bits[i] - first);
-  std::memcpy(numbers, eight, sizeof eight);
+// The column of a slot; slots beyond the last column repeat it.
+const CPosition& ColumnOf(const BilevelPlan& plan, size_t slot) {
+  return plan.columns[std::min(BilevelColumn(slot), plan.count - 1)];
 }
 
 // One eight of slots. False when they depend on more than eight bytes.
-bool FillEight(const Tables& t, uint16_t window, size_t slot) {
-  const Bounds bounds = BoundsOf(t, slot, 8);
-  if (bounds.last - bounds.first >= 8) return false;
-  // Bytes past the window are not depended on: the place wraps. Eight bytes make one word.
+bool FillEight(const BilevelPlan& plan, const Tables& t, size_t window, size_t slot) {
+  const size_t firstByte = ColumnOf(plan, BilevelColumn(slot)).leftByte;
+  const size_t lastRight = ColumnOf(plan, BilevelColumn(slot + 7)).leftColumn + 1u;
+  if (lastRight / 8 - firstByte >= 8) return false;
+  // The eight bytes turned round make one word with the pixels from its highest bit on. Bytes past
+  // the window are not depended on: the place wraps.
   constexpr uint64_t kEach = 0x0101010101010101;
-  constexpr uint64_t kSteps = 0x0706050403020100;
-  const uint64_t places = (kSteps + kEach * (bounds.first - window)) & kEach * 63;
-  StoreLittle(t.leftPlace + slot, places);
-  const int firstBit = bounds.first * 8;
-  FillNumbers(t.leftBit + slot, firstBit, t.leftMask + slot);
-  FillNumbers(t.rightBit + slot, firstBit, t.rightMask + slot);
+  constexpr uint64_t kSteps = 0x0001020304050607;
+  StoreLittle(t.leftPlace + slot, (kSteps + kEach * (firstByte - window)) & kEach * 63);
+  for (size_t i = slot; i < slot + 8; ++i) {
+    t.leftMask[i] = static_cast<uint8_t>(62 + firstByte * 8 - ColumnOf(plan, i).leftColumn);
+  }
   return true;
 }
 
-bool FillWindowsOf64(const BilevelPlan& plan, const Tables& t) {
+// The first group that has a column with both bits the same one, or lies in a row too short for
+// windows: its windows lie in the row's tail.
+uint32_t FirstTailGroup(const BilevelPlan& plan, uint16_t lastColumn) {
+  if (plan.rowBytes < kTailBytes) return 0;
+  const CPosition* end = plan.columns + plan.count;
+  const CPosition* first = std::partition_point(
+      plan.columns, end, [=](const CPosition& c) { return c.leftColumn < lastColumn; });
+  if (first == end) return plan.groups;
+  return static_cast<uint32_t>(static_cast<size_t>(first - plan.columns) / kBilevelGroup);
+}
+
+// The bytes that the groups depend on. The answer: how many the widest does.
+uint32_t FillGroupBounds(const BilevelPlan& plan, const Tables& t) {
+  uint32_t widest = 0;
   for (size_t group = 0; group < plan.groups; ++group) {
-    const Bounds bounds{t.firstByte[group], t.lastByte[group]};
-    t.window[group] = WindowStart(bounds, plan.rowBytes, 64);
-    if (bounds.last - t.window[group] >= 64) return false;
-    for (size_t slot = group * kBilevelGroup; slot < (group + 1) * kBilevelGroup; slot += 8) {
-      if (!FillEight(t, t.window[group], slot)) return false;
+    const size_t slot = group * kBilevelGroup;
+    t.firstByte[group] = ColumnOf(plan, BilevelColumn(slot)).leftByte;
+    t.lastByte[group] = ColumnOf(plan, BilevelColumn(slot + kBilevelGroup - 1)).rightByte;
+    widest = std::max(widest, t.lastByte[group] - t.firstByte[group] + 1u);
+  }
+  return widest;
+}
+
+// False when a window does not hold what its slots depend on.
+bool FillWindowsOf64(BilevelPlan& plan, const Tables& t, uint16_t sourceWidth) {
+  plan.tailGroup = FirstTailGroup(plan, static_cast<uint16_t>(sourceWidth - 1));
+  plan.tailStart = plan.rowBytes < kTailBytes ? 0 : plan.rowBytes - (kTailBytes - 1u);
+  const uint32_t widest = FillGroupBounds(plan, t);
+  if (widest > kTailBytes - 1) return false;
+  plan.windowBytes = widest <= 16 ? 16 : widest <= 32 ? 32 : 64;
+  for (size_t group = 0; group < plan.groups; ++group) {
+    t.window[group] =
+        static_cast<uint16_t>(group < plan.tailGroup ? WindowStart({t.firstByte[group], 0},
+                                                                   plan.rowBytes, plan.windowBytes)
+                                                     : plan.tailStart);
+    for (size_t eight = 0; eight < kBilevelGroup; eight += 8) {
+      if (!FillEight(plan, t, t.window[group], group * kBilevelGroup + eight)) return false;
     }
   }
   return true;
 }
 
-bool FillWindows(const BilevelPlan& plan, BilevelPicking picking, const Tables& t) {
-  switch (picking) {
-    case BilevelPicking::kWindowOf16:
-      return FillWindowsOf16(plan, t);
-    case BilevelPicking::kWindowOf64:
-      return FillWindowsOf64(plan, t);
-    default:
-      return true;
+// Steps beyond so many would leave the codes too few.
+constexpr size_t kMostSteps = 2048;
+// How far from its step a fraction may lie that follows from the ratio of two resolutions.
+constexpr double kNearStep = 0x1p-21;
+
+BilevelScale ScaleOf(uint32_t parts, double slack) {
+  const uint32_t factor = std::min<uint32_t>(65536, ((kBilevelCodes << 16) + parts) / (parts + 1));
+  return {static_cast<double>(parts), slack, static_cast<int32_t>(factor)};
+}
+
+// The first column after column 0 that lies on a pixel tells into how many parts the columns divide
+// one. Without it the steps are 65535ths.
+BilevelScale GuessScale(const BilevelPlan& plan) {
+  const size_t limit = std::min(plan.count, kMostSteps + 1);
+  for (size_t i = 1; i < limit; ++i) {
+    const double fraction = plan.columns[i].fraction;
+    if (fraction < kNearStep / kMostSteps || fraction > 1 - kNearStep / kMostSteps) {
+      return ScaleOf(static_cast<uint32_t>(i), 2 * kNearStep);
+    }
   }
+  return ScaleOf(kFullWeight, 0.75);
+}
+
+// Whether all fractions are as near to their steps as the scale has it.
+bool FillCodes(const BilevelPlan& plan, const BilevelScale& scale, const Tables& t) {
+  double farthest = 0;
+  for (size_t slot = 0; slot < plan.groups * kBilevelGroup; ++slot) {
+    const double place = ColumnOf(plan, slot).fraction * scale.parts;
+    const int step = static_cast<int>(place + 0.5);
+    farthest = std::max(farthest, std::fabs(place - step));
+    const int code = scale.CodeOf(step);
+    t.rightMask[slot] = static_cast<uint8_t>(code / 2);
+    t.rightPlace[slot] = static_cast<uint8_t>(~code & 1);
+  }
+  return 2 * farthest <= scale.slack || scale.slack > 0.5;
+}
+
+void ScaleColumns(BilevelPlan& plan, const Tables& t) {
+  plan.scale = GuessScale(plan);
+  if (FillCodes(plan, plan.scale, t)) return;
+  plan.scale = ScaleOf(kFullWeight, 0.75);
+  FillCodes(plan, plan.scale, t);
 }
 
 void PointTo(const Tables& t, BilevelPlan& plan) {
@@ -207,6 +282,12 @@ void PointTo(const Tables& t, BilevelPlan& plan) {
   plan.rightPlace = t.rightPlace;
   plan.leftMask = t.leftMask;
   plan.rightMask = t.rightMask;
+  plan.place = t.leftPlace;
+  plan.bit = t.leftMask;
+  plan.code = t.rightMask;
+  plan.isEven = t.rightPlace;
+  plan.below = t.below;
+  plan.doubts = t.doubts;
 }
 
 // The weighed darkness w stands for w / 257 grey levels. Rounding the weights and dropping the
@@ -237,7 +318,18 @@ void ClearMemory(BilevelPlan& plan, const Tables& t) {
   std::memset(t.dealt, 0, groups * 4 * sizeof *t.dealt);
   for (size_t i = 0; i < 2; ++i) {
     uint64_t* bits = t.dealt + i * 2 * groups;
-    plan.dealt[i] = {nullptr, BilevelTone::kMixed, bits, bits + groups};
+    unsigned char* tail = t.tails + i * kTailBytes;
+    std::memset(tail, 0, kTailBytes);
+    plan.dealt[i] = {.source = nullptr,
+                     .tone = BilevelTone::kMixed,
+                     .isDealt = false,
+                     .isPaired = false,
+                     .left = bits,
+                     .right = bits + groups,
+                     .pairs = t.pairs + i * plan.blocks * kBlockSlots,
+                     .tail = tail,
+                     .firstDark = 0,
+                     .lastDark = 0};
   }
   plan.outcomeStorage = t.outcomes;
   plan.doubtfulStorage = t.doubtful;
@@ -249,6 +341,25 @@ void SetSize(BilevelPlan& plan, uint16_t sourceWidth) {
   plan.groups = static_cast<uint32_t>((plan.count + kBilevelGroup - 1) / kBilevelGroup);
   plan.blocks = static_cast<uint32_t>((plan.groups + kBilevelBlock - 1) / kBilevelBlock);
   plan.lastGroup = SlotsInside(plan.count - (plan.groups - 1) * kBilevelGroup);
+}
+
+// The tables of kernels that pick and weigh single bits. False when they cannot pick these.
+bool FillBits(const BilevelPlan& plan, BilevelPicking picking, const Tables& t) {
+  FillSlots(plan, t);
+  FillBounds(plan.groups, t);
+  return picking != BilevelPicking::kWindowOf16 || FillWindowsOf16(plan, t);
+}
+
+// The tables of the kernels, or of the portable ones, which can pick any bits.
+const BilevelKernels& FillTables(BilevelPlan& plan, const BilevelKernels& kernels,
+                                 uint16_t sourceWidth, const Tables& t) {
+  if (kernels.picking == BilevelPicking::kWindowOf64 && FillWindowsOf64(plan, t, sourceWidth)) {
+    ScaleColumns(plan, t);
+    return kernels;
+  }
+  return FillBits(plan, kernels.picking, t) && kernels.picking != BilevelPicking::kWindowOf64
+             ? kernels
+             : kPortableBilevelKernels;
 }
 
 }  // namespace
@@ -267,17 +378,14 @@ BilevelPlan PrepareBilevelPlan(const CPosition* columns, size_t count, uint16_t 
   if (!AreRegular(columns, count, sourceWidth)) return plan;
   SetSize(plan, sourceWidth);
   plan.storage.reset(static_cast<unsigned char*>(
-      ::operator new (plan.blocks* kBlockBytes, std::align_val_t{kBilevelGroup}, std::nothrow)));
+      ::operator new (StorageBytes(plan), std::align_val_t{kBilevelGroup}, std::nothrow)));
   if (plan.storage == nullptr) return plan;
   const Tables tables = Divide(plan.storage.get(), plan.blocks);
-  FillSlots(plan, tables);
-  FillBounds(plan.groups, tables);
   FillInside(plan, tables);
   ClearMemory(plan, tables);
   SetLimits(plan);
   PointTo(tables, plan);
-  const bool canPick = FillWindows(plan, kernels.picking, tables);
-  plan.kernels = canPick ? kernels : kPortableBilevelKernels;
+  plan.kernels = FillTables(plan, kernels, sourceWidth, tables);
   plan.form = BilevelForm::kMixed;
   return plan;
 }

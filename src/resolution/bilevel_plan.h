@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Fast 1-bit rows. An output bit depends on four source bits and the two fractions.
-//
-// Every source row is dealt out once into the left and the right bits of the output columns. The
-// kernels weigh them in 16-bit integers, which settles nearly every pixel: only where the darkness
-// comes out next to the threshold is the plain line maker asked for that pixel. Rows whose weights
-// have come up before do not even weigh: for each of the 16 patterns of four bits a row of outcomes
-// is kept, and a tree of selections reads them for hundreds of columns at a time. So the result is
-// the plain one, bit for bit.
+// Fast 1-bit rows, bit for bit those of the plain line maker. An output bit depends on four source
+// bits and the two fractions: source rows are dealt out to the output columns once, and a row's
+// pixels are then told 64 or more at a time, by their darkness (weighing, breaks) or by a row of
+// outcomes for each of the 16 patterns of four bits (combining). docs/arithmetic.md says why.
 #ifndef DIBKIT_SRC_RESOLUTION_BILEVEL_PLAN_H
 #define DIBKIT_SRC_RESOLUTION_BILEVEL_PLAN_H
 
@@ -25,10 +21,16 @@ namespace dibkit::resolution {
 
 struct BilevelPlan;
 
+// Grey levels between a darkness and the threshold that are more than such a difference and all
+// rounding can bridge.
+inline constexpr double kClearOfThreshold = 0x1p-22;
+
 // A kernel's output bits come in groups of 64, one 8-byte word of the output row. Slot s of a group
 // is bit s of that word read in little-endian order, so output column s ^ 7 of the group.
 inline constexpr size_t kBilevelGroup = 64;
 inline constexpr size_t BilevelColumn(size_t slot) { return slot ^ 7; }
+// Bytes of a source row's tail, which ends a byte after the row.
+inline constexpr uint32_t kTailBytes = 64;
 // Groups that are combined at a time.
 inline constexpr size_t kBilevelBlock = 8;
 // Patterns of four bits whose outcome depends on the weights: neither all light nor all dark.
@@ -36,20 +38,44 @@ inline constexpr size_t kMixedPatterns = 14;
 // How many rows of outcomes are kept.
 inline constexpr size_t kBilevelClasses = 32;
 
-// The vertical weights of one row, in 65536ths. Both are from 1 to 65535 and they add up.
+// A code for each pattern, in two parts.
+struct BilevelLimits {
+  alignas(16) uint8_t coarse[16];  // 255 minus half of it
+  alignas(16) uint8_t fine[16];    // bit 0: whether it is odd; bit 7: whether the pattern falls
+};
+
+// What a row's vertical fraction means to the kernels: either the weights, in 65536ths, both from 1
+// to 65535 and adding up, or the breaks. A pattern's darkness rises or falls steadily from its left
+// to its right pixel, so its break has the columns below the threshold on one side.
 struct BilevelRow {
   uint16_t weightA;
   uint16_t weightB;
+  // Per pattern, see BilevelScale: slots of lower codes, or steps, than the first lie before the
+  // break, those from the second on lie after it. The slots in between are doubtful.
+  BilevelLimits before;
+  BilevelLimits after;
+  int32_t stepsBefore[16];
+  int32_t stepsAfter[16];
+  uint16_t falls;  // the patterns that are below the threshold after their break, not before it
+  bool hasDoubts;  // the codes of a pattern differ
 };
 
 enum class BilevelTone { kMixed, kLight, kDark };
 
-// A source row dealt out to the output columns, a bit per slot, set for dark.
+// A source row as read, and dealt out to the output columns: a bit per slot, set for dark.
 struct DealtRow {
-  const unsigned char* source;  // null while nothing is dealt
+  const unsigned char* source;  // null while nothing is read
   BilevelTone tone;             // other than kMixed only if every bit is the same
+  bool isDealt;                 // `left` and `right` are made
+  bool isPaired;                // `pairs` are
   uint64_t* left;
   uint64_t* right;
+  // kWindowOf64: both bits again, a byte per slot; the row's last bytes, their last pixel twice;
+  // the first and the last byte of the row with dark pixels, in the wrong order if there are none.
+  uint8_t* pairs;
+  unsigned char* tail;
+  uint32_t firstDark;
+  uint32_t lastDark;
 };
 
 // The four bits of a group's slots.
@@ -91,12 +117,14 @@ struct BilevelOutcomes {
 enum class BilevelPicking {
   kSingly,      // bit by bit
   kWindowOf16,  // 16 output bits from 16 source bytes
-  kWindowOf64,  // 64 output bits from 64 source bytes, each eight from eight consecutive ones
+  kWindowOf64,  // 64 output bits from up to 64 source bytes, each eight from eight consecutive ones
 };
 
-// Deals a source row out.
-using DealKernel = BilevelTone (*)(const BilevelPlan& plan, const unsigned char* source,
-                                   const DealtRow& row);
+using PlaceKernel = BilevelRow (*)(const BilevelPlan& plan, double fy);
+// Reads row.source and tells its tone.
+using ReadKernel = BilevelTone (*)(const BilevelPlan& plan, DealtRow& row);
+// Deals a row out that was read.
+using DealKernel = void (*)(const BilevelPlan& plan, const DealtRow& row);
 // Weighs one group with the same bits in every slot, for each mixed pattern: pattern i + 1 is that
 // of Everywhere(i + 1).
 using JudgeKernel = void (*)(const BilevelPlan& plan, const BilevelRow& row, size_t group,
@@ -106,15 +134,28 @@ using CombineKernel = void (*)(const BilevelPlan& plan, const BilevelOutcomes& o
                                const DealtRow& a, const DealtRow& b, unsigned char* out);
 // Makes the output bits of groups `from` to `to` - 1 by weighing.
 using WeighKernel = void (*)(const BilevelPlan& plan, const BilevelRow& row, const SourceRows& rows,
-                             const DealtRow& a, const DealtRow& b, size_t from, size_t to,
-                             unsigned char* out);
+                             DealtRow& a, DealtRow& b, size_t from, size_t to, unsigned char* out);
 
 struct BilevelKernels {
   BilevelPicking picking;
+  bool weighsDealt;  // weighing takes the bits as dealt out
+  PlaceKernel place;
+  ReadKernel read;
   DealKernel deal;
   JudgeKernel judge;
   CombineKernel combine;
   WeighKernel weigh;
+};
+
+// Horizontal fractions as codes below kBilevelCodes: fraction * parts is rounded to a step, from 0
+// to parts, and step s has code s * factor >> 16, which never decreases and leaves none out.
+inline constexpr uint32_t kBilevelCodes = 510;
+struct BilevelScale {
+  double parts;
+  double slack;  // how far from its step a fraction * parts can be
+  int32_t factor;
+
+  int CodeOf(int step) const { return step * factor >> 16; }
 };
 
 // What decides a row's bits.
@@ -145,20 +186,35 @@ struct BilevelPlan {
   // Per group: the first and the last source byte that it depends on.
   const uint16_t* firstByte = nullptr;
   const uint16_t* lastByte = nullptr;
-  // Per slot: the weight of the right bit in 65535ths.
+  // kSingly and kWindowOf16, per slot: the weight of the right bit in 65535ths.
   const uint16_t* weight = nullptr;
-  // kSingly, per slot: both bits, counted from the lowest bit of the row's first byte.
+  // kSingly and kWindowOf16, per slot: both bits, counted from the lowest bit of the row's first
+  // byte.
   const uint16_t* leftBit = nullptr;
   const uint16_t* rightBit = nullptr;
   // kWindowOf16 and kWindowOf64, per window: its first source byte.
   const uint16_t* window = nullptr;
   // kWindowOf16, per slot: the byte of the window that holds the bit, and the bit's mask in it.
-  // kWindowOf64: leftPlace deals the window's bytes out to the eights, the masks are bit numbers
-  // within an eight's eight bytes, and rightPlace is not used.
   const uint8_t* leftPlace = nullptr;
   const uint8_t* rightPlace = nullptr;
   const uint8_t* leftMask = nullptr;
   const uint8_t* rightMask = nullptr;
+  // kWindowOf64, per slot: the byte of the window to put there, so that the bytes of each eight
+  // make a word of 64 pixels, the first the highest; and the right bit's number in it. The left bit
+  // is the next higher one.
+  const uint8_t* place = nullptr;
+  const uint8_t* bit = nullptr;
+  // kWindowOf64: what windows need to hold, and the first group whose windows lie in the tail.
+  uint32_t windowBytes = 0;
+  uint32_t tailGroup = 0;
+  uint32_t tailStart = 0;
+  // kWindowOf64, per slot: half the code of the horizontal fraction, and whether it is even.
+  const uint8_t* code = nullptr;
+  const uint8_t* isEven = nullptr;
+  BilevelScale scale{};
+  // kWindowOf64, per group: the slots that are, and may not be, as their breaks have it.
+  uint64_t* below = nullptr;
+  uint64_t* doubts = nullptr;
 
   // Per group of all blocks: the slots that are inside the row.
   const uint64_t* inside = nullptr;
@@ -167,8 +223,15 @@ struct BilevelPlan {
   BilevelOutcomes classes[kBilevelClasses] = {};
   size_t classCount = 0;
   size_t lastClass = 0;
+  bool isCrowded = false;  // there are more than can be remembered, and none is
   uint64_t* outcomeStorage = nullptr;
   uint8_t* doubtfulStorage = nullptr;
+
+  // How far ahead of what a row reads, and of what it makes, something can be fetched.
+  uintptr_t lastRead = 0;
+  uintptr_t lastMade = 0;
+  size_t readAhead = 0;
+  size_t makeAhead = 0;
 
   struct Free {
     void operator()(unsigned char* block) const {
@@ -189,6 +252,9 @@ void MakePlannedBilevelLine(BilevelPlan& plan, const SourceRows& rows, unsigned 
 
 // To be called when bytes of the source may have changed since a row was made.
 void ForgetSourceRows(BilevelPlan& plan);
+
+// A fraction as weights, for the families that weigh.
+BilevelRow PlaceByWeights(const BilevelPlan& plan, double fy);
 
 // The slots among `doubts` whose darkness is below the threshold, by the plain line maker.
 uint64_t SettleBilevel(const BilevelPlan& plan, const SourceRows& rows, size_t group,
@@ -274,6 +340,12 @@ inline bool IsFlatRow(const BilevelPlan& plan, const unsigned char* row) {
 }
 
 inline BilevelTone ToneOf(bool isDark) { return isDark ? BilevelTone::kDark : BilevelTone::kLight; }
+
+// A read kernel that looks at nothing but the tone.
+inline BilevelTone ReadTone(const BilevelPlan& plan, DealtRow& row) {
+  if (!IsFlatRow(plan, row.source)) return BilevelTone::kMixed;
+  return ToneOf((row.source[0] != 0) == plan.setIsDark);
+}
 
 }  // namespace dibkit::resolution
 

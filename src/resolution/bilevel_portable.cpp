@@ -25,7 +25,8 @@ uint64_t PickBits(const unsigned char* source, const uint16_t* bits) {
   return slots;
 }
 
-BilevelTone DealRow(const BilevelPlan& plan, const unsigned char* source, const DealtRow& row) {
+void DealRow(const BilevelPlan& plan, const DealtRow& row) {
+  const unsigned char* source = row.source;
   const uint64_t light = plan.setIsDark ? 0 : ~uint64_t{0};
   size_t flatEnd = 0;
   for (size_t group = 0; group < plan.groups; ++group) {
@@ -41,7 +42,6 @@ BilevelTone DealRow(const BilevelPlan& plan, const unsigned char* source, const 
       row.right[group] = PickBits(source, plan.rightBit + slot) ^ light;
     }
   }
-  return IsFlatRow(plan, source) ? ToneOf((source[0] != 0) == plan.setIsDark) : BilevelTone::kMixed;
 }
 
 void SpreadPatterns(const FourBits& bits, Patterns& patterns) {
@@ -110,8 +110,8 @@ void Judge(const BilevelPlan& plan, const BilevelRow& row, size_t group,
   }
 }
 
-void WeighRow(const BilevelPlan& plan, const BilevelRow& row, const SourceRows& rows,
-              const DealtRow& a, const DealtRow& b, size_t from, size_t to, unsigned char* out) {
+void WeighRow(const BilevelPlan& plan, const BilevelRow& row, const SourceRows& rows, DealtRow& a,
+              DealtRow& b, size_t from, size_t to, unsigned char* out) {
   for (size_t group = from; group < to; ++group) {
     const FourBits bits = BitsOf(a, b, group);
     if (bits.AnyDark() == 0) {
@@ -157,7 +157,13 @@ void CombineRow(const BilevelPlan& plan, const BilevelOutcomes& outcomes, const 
 
 }  // namespace
 
-const BilevelKernels kPortableBilevelKernels = {BilevelPicking::kSingly, DealRow, Judge, CombineRow,
-                                                WeighRow};
+const BilevelKernels kPortableBilevelKernels = {.picking = BilevelPicking::kSingly,
+                                                .weighsDealt = true,
+                                                .place = PlaceByWeights,
+                                                .read = ReadTone,
+                                                .deal = DealRow,
+                                                .judge = Judge,
+                                                .combine = CombineRow,
+                                                .weigh = WeighRow};
 
 }  // namespace dibkit::resolution

@@ -13,16 +13,6 @@ constexpr unsigned kUsesBeforeOutcomes = 3;
 // Rows whose fractions are this close share their outcomes. Ideal fractions are at least 2^-16
 // apart; what the rounding of a scale makes of one of them lies far closer.
 constexpr double kSameFraction = 0x1p-32;
-// Grey levels between a darkness and the threshold that are more than such a difference and all
-// rounding can bridge.
-constexpr double kClearOfThreshold = 0x1p-22;
-
-// A fraction from 0 to 1 as weights. Neither weight is 0, so that both fit in 16 bits.
-BilevelRow PlaceBilevelRow(double fy) {
-  const int weightA = std::clamp(static_cast<int>((1 - fy) * 65536 + 0.5), 1, 65535);
-  return {static_cast<uint16_t>(weightA), static_cast<uint16_t>(65536 - weightA)};
-}
-
 void SetEverything(size_t count, unsigned char* out) {
   std::memset(out, 0xFF, count / 8);
   if (count % 8 != 0) {
@@ -30,15 +20,31 @@ void SetEverything(size_t count, unsigned char* out) {
   }
 }
 
-// A source row as dealt out, in the place that does not hold row `keep`.
-const DealtRow& Deal(BilevelPlan& plan, const unsigned char* source, const unsigned char* keep) {
-  for (const DealtRow& row : plan.dealt) {
+// A source row as read, in the place that does not hold row `keep`.
+DealtRow& Read(BilevelPlan& plan, const unsigned char* source, const unsigned char* keep) {
+  for (DealtRow& row : plan.dealt) {
     if (row.source == source) return row;
   }
   DealtRow& row = plan.dealt[plan.dealt[0].source == keep ? 1 : 0];
   row.source = source;
-  row.tone = plan.kernels.deal(plan, source, row);
+  row.isDealt = false;
+  row.isPaired = false;
+  plan.readAhead = 2 * (reinterpret_cast<uintptr_t>(source) - plan.lastRead);
+  plan.lastRead = reinterpret_cast<uintptr_t>(source);
+  row.tone = plan.kernels.read(plan, row);
   return row;
+}
+
+void Deal(const BilevelPlan& plan, DealtRow& row) {
+  if (row.isDealt) return;
+  row.isDealt = true;
+  if (row.tone == BilevelTone::kMixed) {
+    plan.kernels.deal(plan, row);
+    return;
+  }
+  const int byte = row.tone == BilevelTone::kDark ? 0xFF : 0;
+  std::memset(row.left, byte, plan.groups * sizeof *row.left);
+  std::memset(row.right, byte, plan.groups * sizeof *row.right);
 }
 
 // The darkness of a pattern to about the precision of a double.
@@ -104,36 +110,52 @@ size_t ClassOf(BilevelPlan& plan, double fy) {
 
 // The outcomes for a row's fraction; null while they are not worth making.
 const BilevelOutcomes* OutcomesOf(BilevelPlan& plan, double fy) {
+  if (plan.isCrowded) return nullptr;
   const size_t index = ClassOf(plan, fy);
-  if (index == kBilevelClasses) return nullptr;
+  if (index == kBilevelClasses) {
+    plan.isCrowded = !plan.kernels.weighsDealt;
+    return nullptr;
+  }
   plan.lastClass = index;
   BilevelOutcomes& outcomes = plan.classes[index];
   if (outcomes.slots == nullptr) {
     if (++outcomes.uses < kUsesBeforeOutcomes) return nullptr;
-    MakeOutcomes(plan, PlaceBilevelRow(outcomes.fy), index);
+    MakeOutcomes(plan, plan.kernels.place(plan, outcomes.fy), index);
   }
   return &outcomes;
 }
 
+// The blocks that combining left out.
+void WeighDoubtfulBlocks(const BilevelPlan& plan, const BilevelOutcomes& outcomes,
+                         const SourceRows& rows, DealtRow& a, DealtRow& b, unsigned char* out) {
+  for (size_t block = 0; block < plan.blocks; ++block) {
+    if (outcomes.doubtful[block] == 0) continue;
+    const BilevelRow row = plan.kernels.place(plan, rows.fy);
+    const size_t from = block * kBilevelBlock;
+    const size_t to = std::min<size_t>(from + kBilevelBlock, plan.groups);
+    plan.kernels.weigh(plan, row, rows, a, b, from, to, out);
+  }
+}
+
 void MakeMixedRow(BilevelPlan& plan, const SourceRows& rows, unsigned char* out) {
-  const DealtRow& a = Deal(plan, rows.rowA, rows.rowB);
-  const DealtRow& b = Deal(plan, rows.rowB, rows.rowA);
+  DealtRow& a = Read(plan, rows.rowA, rows.rowB);
+  DealtRow& b = Read(plan, rows.rowB, rows.rowA);
   if (a.tone == b.tone && a.tone != BilevelTone::kMixed) {
     if (a.tone == BilevelTone::kLight) SetEverything(plan.count, out);
     return;
   }
-  const BilevelRow row = PlaceBilevelRow(rows.fy);
+  plan.makeAhead = reinterpret_cast<uintptr_t>(out) - plan.lastMade;
+  plan.lastMade = reinterpret_cast<uintptr_t>(out);
   const BilevelOutcomes* outcomes = OutcomesOf(plan, rows.fy);
-  if (outcomes == nullptr) {
-    plan.kernels.weigh(plan, row, rows, a, b, 0, plan.groups, out);
-    return;
+  if (outcomes != nullptr || plan.kernels.weighsDealt) {
+    Deal(plan, a);
+    Deal(plan, b);
   }
-  plan.kernels.combine(plan, *outcomes, a, b, out);
-  for (size_t block = 0; block < plan.blocks; ++block) {
-    if (outcomes->doubtful[block] == 0) continue;
-    const size_t from = block * kBilevelBlock;
-    const size_t to = std::min<size_t>(from + kBilevelBlock, plan.groups);
-    plan.kernels.weigh(plan, row, rows, a, b, from, to, out);
+  if (outcomes != nullptr) {
+    plan.kernels.combine(plan, *outcomes, a, b, out);
+    WeighDoubtfulBlocks(plan, *outcomes, rows, a, b, out);
+  } else {
+    plan.kernels.weigh(plan, plan.kernels.place(plan, rows.fy), rows, a, b, 0, plan.groups, out);
   }
 }
 
@@ -146,12 +168,23 @@ void MakePlannedBilevelLine(BilevelPlan& plan, const SourceRows& rows, unsigned 
   } else if (plan.form == BilevelForm::kEverything) {
     SetEverything(plan.count, out);
   } else if (plan.form == BilevelForm::kMixed) {
-    MakeMixedRow(plan, rows, out);
+    // A row that lies on its first source row does not depend on the second.
+    const auto* second = rows.fy == 0 ? rows.rowA : rows.rowB;
+    MakeMixedRow(plan, {rows.fy, rows.rowA, second}, out);
   }
 }
 
 void ForgetSourceRows(BilevelPlan& plan) {
   for (DealtRow& row : plan.dealt) row.source = nullptr;
+}
+
+// Neither weight is 0, so that both fit in 16 bits.
+BilevelRow PlaceByWeights(const BilevelPlan& /*plan*/, double fy) {
+  BilevelRow row{};
+  row.weightA =
+      static_cast<uint16_t>(std::clamp(static_cast<int>((1 - fy) * 65536 + 0.5), 1, 65535));
+  row.weightB = static_cast<uint16_t>(65536 - row.weightA);
+  return row;
 }
 
 uint64_t SettleBilevel(const BilevelPlan& plan, const SourceRows& rows, size_t group,

@@ -193,6 +193,27 @@ TEST_P(LineKernelFamilies, BilevelImagesAtEveryThreshold) {
   ExpectNoDifference();
 }
 
+// The last columns need not lie at the edge of the source.
+TEST_P(LineKernelFamilies, WideBilevelImages) {
+  constexpr double kStretches[] = {1, 1.01, 0.37, 1.7, 1.0000000000000002};
+  for (unsigned turn = 0; turn < 60; ++turn) {
+    const Resolutions& r = kCommon[turn % std::size(kCommon)];
+    ImageCase image{.kind = KIND_BILEVEL,
+                    .width = 600 + m_random.Below(2400),
+                    .height = 8 + m_random.Below(30),
+                    .dpi = r.dpi,
+                    .resX = r.source,
+                    .resY = r.source,
+                    .rows = turn % 2 == 0 ? RowKind::kRandom : RowKind::kText,
+                    .plainTable = turn % 3 == 0,
+                    .threshold = static_cast<int>(m_random.Below(256)),
+                    .stretch = kStretches[turn % std::size(kStretches)],
+                    .use = turn % 4 == 0 ? HistogramUse::kUnseen : HistogramUse::kCounted};
+    CompareImage(image, m_random, m_tallies);
+  }
+  ExpectNoDifference();
+}
+
 // A host may set scales that are not those of the resolutions.
 TEST_P(LineKernelFamilies, ScalesOfTheHostsOwn) {
   for (unsigned turn = 0; turn < 80; ++turn) {
