@@ -53,7 +53,8 @@ struct RowBatch {
   uint8_t* Out(uint32_t row) const { return out + row * outStride; }
 };
 
-// Makes the rows of a batch.
+// Makes the rows of a batch, with the traffic beside it. The portable kernels leave traffic to
+// others: they are never given lines to carry.
 using LineKernel = void (*)(const LinePlan& plan, const RowBatch& batch);
 
 // The kernel for families that make one row at a time.

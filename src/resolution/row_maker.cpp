@@ -84,7 +84,9 @@ void RowMaker::Plan(unsigned channels, CpuLevel level) {
   for (int family = static_cast<int>(level); family >= 0 && kernel_ == nullptr; --family) {
     const LineKernels& kernels = LineKernelsFor(static_cast<CpuLevel>(family));
     plan_ = PrepareLinePlan(GeometryOf(engine_), channels, kernels.narrowShape, kernels.wideShape);
-    if (plan_.form != LineForm::kNone) kernel_ = kernels.For(plan_.form);
+    if (plan_.form == LineForm::kNone) continue;
+    kernel_ = kernels.For(plan_.form);
+    carries_ = static_cast<CpuLevel>(family) != CpuLevel::kPortable;
   }
   if (channels == 1 && kernel_ != nullptr && !IsIdentity(engine_.m_ColorTable)) {
     StageThroughTable();
@@ -98,6 +100,7 @@ void RowMaker::StageThroughTable() {
   staging_[1].bytes = engine_.m_pSourceRowB;
   if (engine_.m_pSourceRowA == nullptr || sourceRowBytes_ < engine_.m_wSourceWidth) {
     kernel_ = nullptr;
+    carries_ = false;
   }
 }
 
@@ -117,7 +120,7 @@ void RowMaker::MakeBilevel(const RowPair& rows, unsigned char* out) {
 // Where the arithmetic is heavy it hides the price of fetching old lines, and carrying lines would
 // only add to it. It is light when it is next to none, or shared by several rows.
 bool RowMaker::Streams() const {
-  if (kernel_ == nullptr) return false;
+  if (!carries_) return false;
   const bool enlarges = engine_.m_wOutputHeight > engine_.m_wSourceHeight;
   return plan_.form == LineForm::kCopy || plan_.errors == ErrorForm::kExact ||
          (plan_.form == LineForm::kWide && enlarges);

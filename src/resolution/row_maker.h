@@ -63,6 +63,7 @@ class RowMaker {
   PlainMaker plain_;
   LinePlan plan_;
   LineKernel kernel_ = nullptr;
+  bool carries_ = false;  // the kernel carries the lines that it is given
   std::optional<BilevelPlan> bilevel_;
   bool staged_ = false;
   StagedRow staging_[2] = {{nullptr, -1}, {nullptr, -1}};

@@ -138,22 +138,32 @@ TEST_P(LineKernelFamilies, ImagesThatNobodySeesInTheMaking) {
   ExpectNoDifference();
 }
 
+ImageCase LargeImage(ImageKind kind, unsigned wanted, const Resolutions& r) {
+  return {.kind = kind,
+          .width = wanted * r.source / r.dpi,
+          .height = wanted * r.source / r.dpi,
+          .dpi = r.dpi,
+          .resX = r.source,
+          .resY = r.source,
+          .rows = RowKind::kRandom,
+          .use = HistogramUse::kUnseen};
+}
+
 // These are large enough to go past the caches.
 TEST_P(LineKernelFamilies, LargeImages) {
   constexpr Resolutions kScales[] = {{300, 150}, {150, 300}, {300, 96}, {326, 143}, {300, 200}};
   for (const Resolutions& r : kScales) {
-    for (const ImageKind kind : {KIND_TRUE_COLOR, KIND_GRAY_8BIT}) {
-      const unsigned wanted = kind == KIND_TRUE_COLOR ? 1001 : 1603;
-      ImageCase image{.kind = kind,
-                      .width = wanted * r.source / r.dpi,
-                      .height = wanted * r.source / r.dpi,
-                      .dpi = r.dpi,
-                      .resX = r.source,
-                      .resY = r.source,
-                      .rows = RowKind::kRandom,
-                      .use = HistogramUse::kUnseen};
-      CompareImage(image, m_random, m_tallies);
-    }
+    CompareImage(LargeImage(KIND_TRUE_COLOR, 1001, r), m_random, m_tallies);
+    CompareImage(LargeImage(KIND_GRAY_8BIT, 1603, r), m_random, m_tallies);
+  }
+  ExpectNoDifference();
+}
+
+// Source rows that are too short for wide look-ups are made by kernels of a plainer family.
+TEST_P(LineKernelFamilies, LargeImagesOfVerySmallOnes) {
+  for (const Resolutions& r : {Resolutions{796, 2}, Resolutions{800, 3}, Resolutions{1024, 4}}) {
+    CompareImage(LargeImage(KIND_TRUE_COLOR, 1200, r), m_random, m_tallies);
+    CompareImage(LargeImage(KIND_GRAY_8BIT, 2200, r), m_random, m_tallies);
   }
   ExpectNoDifference();
 }
