@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 #include "common/simd.h"
 #include "resolution/line_kernels.h"
 #include "resolution/line_settle.h"
 
-// AVX2 with FMA. The same arithmetic as lines_avx512.cpp, with masks in vectors of words; a group
-// is 8 samples (4 in the wide form), two groups make a vector. docs/arithmetic.md explains the
-// numbers.
+// AVX2 with FMA. The same arithmetic as lines_avx512.cpp, with masks in vectors of words, but for
+// sums of 16 bits in the wide form, which have exact remainders here (ShortForm); a group is 8
+// samples (4 in the wide form), two groups make a vector. docs/arithmetic.md explains the numbers.
 
 #define DIBKIT_AVX2 __attribute__((target("avx2,fma,prfchw,popcnt")))
 #define DIBKIT_AVX2_INLINE __attribute__((target("avx2,fma,prfchw,popcnt"), always_inline)) inline
@@ -38,6 +40,28 @@ constexpr Repeated MakeRepeated() {
 
 constexpr Repeated kRepeated = MakeRepeated();
 
+// Those of the plan's tables and counts that a pass looks at: in a local of a row's own they stay
+// in registers, for no store of output bytes can change them.
+struct Tables {
+  const uint32_t* offsets;
+  const uint8_t* index;
+  const int8_t* weights;
+  const int16_t* wideWeights;
+  const int16_t* xError;
+  uint32_t chunks, groups, nearGroups, samples;
+
+  explicit Tables(const LinePlan& plan)
+      : offsets(plan.offsets),
+        index(plan.index),
+        weights(plan.weights),
+        wideWeights(plan.wideWeights),
+        xError(plan.xError),
+        chunks(plan.chunks),
+        groups(plan.groups),
+        nearGroups(plan.nearGroups),
+        samples(plan.samples) {}
+};
+
 DIBKIT_AVX2_INLINE __m256i Word(uint32_t value) {
   return _mm256_set1_epi16(static_cast<short>(value));
 }
@@ -54,10 +78,10 @@ DIBKIT_AVX2_INLINE __m256i Load(const void* at) {
 
 // The pairs (left, right) of two groups' samples.
 template <int kChunks>
-DIBKIT_AVX2_INLINE __m256i Pairs(const LinePlan& plan, const uint8_t* row, size_t group) {
-  const uint32_t chunks = kChunks != 0 ? kChunks : plan.chunks;
-  const uint32_t* offsets = plan.offsets + group * chunks;
-  const uint8_t* index = plan.index + group * chunks * kGroupBytes;
+DIBKIT_AVX2_INLINE __m256i Pairs(const Tables& tables, const uint8_t* row, size_t group) {
+  const uint32_t chunks = kChunks != 0 ? kChunks : tables.chunks;
+  const uint32_t* offsets = tables.offsets + group * chunks;
+  const uint8_t* index = tables.index + group * chunks * kGroupBytes;
   if (kChunks == 1) {
     return _mm256_shuffle_epi8(TwoHalves(row + offsets[0], row + offsets[1]), Load(index));
   }
@@ -73,9 +97,9 @@ DIBKIT_AVX2_INLINE __m256i Pairs(const LinePlan& plan, const uint8_t* row, size_
 }
 
 // Stores 32 output bytes, or as many as the row still has.
-DIBKIT_AVX2_INLINE void Store(const LinePlan& plan, uint8_t* out, uint32_t done, __m256i bytes) {
-  const uint32_t left = plan.samples - done;
-  if (left >= kStore) {
+DIBKIT_AVX2_INLINE void Store(const Tables& tables, uint8_t* out, uint32_t done, __m256i bytes) {
+  const uint32_t left = tables.samples - done;
+  if (left >= kStore) [[likely]] {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + done), bytes);
     return;
   }
@@ -84,33 +108,43 @@ DIBKIT_AVX2_INLINE void Store(const LinePlan& plan, uint8_t* out, uint32_t done,
   for (uint32_t i = 0; i < left; ++i) out[done + i] = staged[i];
 }
 
-DIBKIT_AVX2_INLINE uint32_t UsedLanes(const LinePlan& plan, uint32_t done) {
-  const uint32_t left = plan.samples - done;
+DIBKIT_AVX2_INLINE uint32_t UsedLanes(const Tables& tables, uint32_t done) {
+  const uint32_t left = tables.samples - done;
   return left >= kStore ? ~uint32_t{0} : (uint32_t{1} << left) - 1;
 }
 
-// One pass's share of the traffic.
-DIBKIT_AVX2_INLINE void Carry(PassTraffic* traffic) {
-  for (size_t n = std::min(traffic->fetchStep, traffic->fetchLines); n != 0; --n) {
-    _mm_prefetch(reinterpret_cast<const char*>(traffic->fetch), _MM_HINT_T0);
-    traffic->fetch += kCacheLine;
-    --traffic->fetchLines;
+// The traffic, dealt out to every fourth pass: to look for some takes as long as to carry it.
+struct RowTraffic {
+  static constexpr uint32_t kEvery = 4 * kStore;  // output bytes
+
+  PassTraffic shares;
+
+  RowTraffic(const Traffic& all, const LinePlan& plan)
+      : shares(all, (plan.groups / plan.shape.together + 3) / 4) {}
+
+  DIBKIT_AVX2_INLINE void Carry(uint32_t done) {
+    if (done % kEvery != 0) return;
+    for (size_t n = std::min(shares.fetchStep, shares.fetchLines); n != 0; --n) {
+      _mm_prefetch(reinterpret_cast<const char*>(shares.fetch), _MM_HINT_T0);
+      shares.fetch += kCacheLine;
+      --shares.fetchLines;
+    }
+    LineRun& run = shares.carry;
+    for (size_t n = std::min(shares.carryStep, run.lines); n != 0; --n) {
+      auto* const to = reinterpret_cast<__m256i*>(run.to);
+      _mm256_stream_si256(to, Load(run.from));
+      _mm256_stream_si256(to + 1, Load(run.from + 32));
+      run.from += kCacheLine;
+      run.to += kCacheLine;
+      --run.lines;
+    }
   }
-  LineRun& run = traffic->carry;
-  for (size_t n = std::min(traffic->carryStep, run.lines); n != 0; --n) {
-    auto* const to = reinterpret_cast<__m256i*>(run.to);
-    _mm256_stream_si256(to, Load(run.from));
-    _mm256_stream_si256(to + 1, Load(run.from + 32));
-    run.from += kCacheLine;
-    run.to += kCacheLine;
-    --run.lines;
-  }
-}
+};
 
 // Asks for the output's cache line a little ahead, for writing.
-DIBKIT_AVX2_INLINE void PrefetchOutput(const LinePlan& plan, const uint8_t* out, uint32_t done) {
+DIBKIT_AVX2_INLINE void PrefetchOutput(uint32_t samples, const uint8_t* out, uint32_t done) {
   constexpr uint32_t kLead = 768;
-  if (done % 64 == 0 && plan.samples - done > kLead) __builtin_prefetch(out + done + kLead, 1, 3);
+  if (done % 64 == 0 && samples - done > kLead) __builtin_prefetch(out + done + kLead, 1, 3);
 }
 
 // Whether the 32 bytes from `at` on are those of the other row and of the next pixel.
@@ -122,38 +156,41 @@ DIBKIT_AVX2_INLINE bool Calm(const LinePlan& plan, const uint8_t* rowA, const ui
   return _mm256_testz_si256(other, other) != 0;
 }
 
-// What a row is made of, and how far along it is.
+// What rows between the same two source rows are made of, and how far along their traffic is.
 struct RowWork {
   const LinePlan& plan;
   const uint8_t* rowA;
   const uint8_t* rowB;
-  PassTraffic traffic;
   uint8_t* out;
-  uint32_t together;    // groups of a pass, which makes 32 output bytes
+  size_t outStride;
+  uint32_t count;
+  RowTraffic traffic;
+  uint32_t together;    // groups of a pass, which makes 32 output bytes of each row
   uint32_t passGroups;  // groups between two searches for flat runs
 
-  RowWork(const LinePlan& p, const uint8_t* a, const uint8_t* b, const Traffic& beside, uint8_t* to)
+  RowWork(const LinePlan& p, const RowBatch& batch)
       : plan(p),
-        rowA(a),
-        rowB(b),
-        traffic(beside, p.groups / p.shape.together),
-        out(to),
+        rowA(batch.rowA),
+        rowB(batch.rowB),
+        out(batch.out),
+        outStride(batch.outStride),
+        count(batch.count),
+        traffic(batch.traffic, p),
         together(p.shape.together),
         passGroups(kSeek * p.shape.together) {}
 };
-
-DIBKIT_AVX2_INLINE void PrefetchPass(RowWork& work, uint32_t pass) {
-  Carry(&work.traffic);
-  PrefetchOutput(work.plan, work.out, pass * kStore);
-}
 
 // Stores 32 output bytes of a flat pass: the pixel at the pass's first source byte, repeated.
 DIBKIT_AVX2_INLINE void StoreFlat(const RowWork& work, uint32_t begin, uint32_t done) {
   const uint32_t turn = work.plan.channels == 1 ? 3 : (done + 2 * begin) % 3;
   const __m256i pixel = _mm256_broadcastsi128_si256(
       _mm_loadu_si128(reinterpret_cast<const __m128i*>(work.rowA + begin)));
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(work.out + done),
-                      _mm256_shuffle_epi8(pixel, Load(kRepeated.places[turn])));
+  const __m256i bytes = _mm256_shuffle_epi8(pixel, Load(kRepeated.places[turn]));
+  for (uint32_t row = 0; row < work.count; ++row) {
+    uint8_t* const out = work.out + row * work.outStride;
+    PrefetchOutput(work.plan.samples, out, done);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + done), bytes);
+  }
 }
 
 // Paper is flat. Makes the passes from `group` on that read only calm bytes, where every sample is
@@ -172,13 +209,33 @@ DIBKIT_AVX2 __attribute__((noinline)) uint32_t SkipFlat(RowWork& work, uint32_t 
       if (at + kStore + plan.channels > plan.rowBytes) return group;
       if (!Calm(plan, work.rowA, work.rowB, at)) return group;
     }
-    PrefetchPass(work, group / work.together);
-    StoreFlat(work, begin, group / work.together * kStore);
+    const uint32_t done = group / work.together * kStore;
+    work.traffic.Carry(done);
+    StoreFlat(work, begin, done);
   }
   return group;
 }
 
 // ---- The narrow form: 16 samples in lanes of 16 bits ----
+
+// What is known of a row's numbers before its samples are.
+enum class NarrowKind {
+  kSmooth,     // ErrorForm::kSmooth
+  kTop,        // of those, where IsHalves() holds: rows whose phase is 0
+  kMiddle,     // and rows in the middle between two
+  kGrid,       // ErrorForm::kGrid
+  kGridLevel,  // of those, rows whose fraction is 0: only A counts
+};
+
+constexpr bool IsSmooth(NarrowKind kind) {
+  return kind != NarrowKind::kGrid && kind != NarrowKind::kGridLevel;
+}
+
+// Two parts each way: shifts divide, and steps are so short that one multiplied by more than the
+// guard still fits 16 bits.
+bool IsHalves(const LinePlan& plan) {
+  return plan.partsX == 2 && plan.partsY == 2 && plan.fineGuard < 32;
+}
 
 // What a row's arithmetic needs in every lane.
 struct RowLanes {
@@ -189,6 +246,8 @@ struct RowLanes {
   __m256i steep;       // Qy, or 0 where vertical products are exact
   __m256i roundsFlat;  // all ones where products of columns without error are rounded too
   __m256i forgiven;    // what the last rounding forgives at most
+  __m256i fineGuard;
+  __m256i guardPower;  // a power of two that exceeds the guard
   __m128i reciprocalShift;
   bool nearFits, exactRow;
 };
@@ -216,11 +275,13 @@ DIBKIT_AVX2_INLINE RowLanes MakeRowLanes(const LinePlan& plan, const RowPhase& r
   lanes.steep = Word(lanes.exactRow ? 0 : plan.partsY);
   lanes.roundsFlat = Word(plan.shortParts ? 0 : 0xFFFF);
   lanes.forgiven = Word(lanes.exactRow ? 0 : 128 * plan.divisor);
+  lanes.fineGuard = Word(plan.fineGuard);
+  lanes.guardPower = Word(uint32_t{1} << std::bit_width(plan.fineGuard));
   lanes.reciprocalShift = _mm_cvtsi32_si128(static_cast<int>(plan.reciprocalShift));
   return lanes;
 }
 
-// Unsigned comparisons, which AVX2 lacks.
+// An unsigned comparison, which AVX2 lacks.
 DIBKIT_AVX2_INLINE __m256i AtMost(__m256i a, __m256i b) {
   return _mm256_cmpeq_epi16(_mm256_min_epu16(a, b), a);
 }
@@ -237,13 +298,14 @@ DIBKIT_AVX2_INLINE __m256i Divide(__m256i number, const RowLanes& lanes) {
 
 // Two groups on their way.
 struct Group {
-  __m256i a, b;          // pairs of samples
+  __m256i a, b;  // pairs of samples
+  __m256i sumA, sumB;
   __m256i number;        // ideal value * divisor
   __m256i across, down;  // H and V
   __m256i errorX;
   __m256i error;   // their weighted sum
   __m256i value;   // the output, in words
-  __m256i unsure;  // lanes whose error sum is too small
+  __m256i unsure;  // not 0 in lanes whose error sum is too small
 };
 
 // H * X + V * Y, saturated to 16 bits.
@@ -255,82 +317,122 @@ DIBKIT_AVX2_INLINE __m256i ErrorSum(const Group& g, __m256i errorY) {
   return _mm256_packs_epi32(low, high);
 }
 
-// Of `candidates`, the lanes whose sum does not decide (see lines_avx512.cpp).
-DIBKIT_AVX2_INLINE __m256i GridUnsure(const RowLanes& lanes, __m256i candidates, __m256i negative,
+// Of the lanes without a remainder, those whose sum does not decide (see lines_avx512.cpp). What
+// the last rounding forgives exceeds half the number by half the divisor, so half of it and 1 may
+// be counted, for there are three parts or more. Thereby flat lanes, black ones too, are decided.
+DIBKIT_AVX2_INLINE __m256i GridUnsure(const RowLanes& lanes, __m256i whole, __m256i negative,
                                       const Group& g) {
   const __m256i size =
       _mm256_slli_epi16(_mm256_min_epu16(_mm256_abs_epi16(g.error), _mm256_set1_epi16(255)), 8);
-  const __m256i room = _mm256_adds_epu16(size, _mm256_srli_epi16(g.number, 1));
-  const __m256i reach = _mm256_blendv_epi8(room, _mm256_subs_epu16(size, lanes.forgiven), negative);
+  const __m256i forgiven = _mm256_avg_epu16(g.number, _mm256_set1_epi16(1));
+  const __m256i room = _mm256_adds_epu16(size, _mm256_andnot_si256(negative, forgiven));
+  const __m256i reach = _mm256_subs_epu16(room, _mm256_and_si256(negative, lanes.forgiven));
   const __m256i rounding = _mm256_mullo_epi16(_mm256_abs_epi16(g.down), lanes.steep);
-  return _mm256_and_si256(candidates, AtMost(reach, rounding));
+  return _mm256_and_si256(whole, AtMost(reach, rounding));
 }
 
 // A group of a level row, one whose fraction is 0: only A counts. From kFarColumn on every step is
 // exact, and so is the sign of the error.
-template <ErrorForm kErrors>
-DIBKIT_AVX2_INLINE Group MakeLevelGroup(const LinePlan& plan, const RowLanes& lanes, __m256i near,
-                                        __m256i a, size_t group) {
+DIBKIT_AVX2_INLINE Group MakeLevelGroup(const Tables& tables, const RowLanes& lanes, __m256i a,
+                                        size_t group) {
   Group g{};
   g.a = g.b = a;
-  g.number = _mm256_mullo_epi16(_mm256_maddubs_epi16(a, Load(plan.weights + group * kGroupBytes)),
+  g.number = _mm256_mullo_epi16(_mm256_maddubs_epi16(a, Load(tables.weights + group * kGroupBytes)),
                                 lanes.weightA);
-  g.value = Divide(g.number, lanes);
-  if (kErrors == ErrorForm::kExact) return g;
-  g.errorX = Load(plan.xError + group * (kGroupBytes / 2));
+  const __m256i ideal = Divide(g.number, lanes);
+  g.errorX = Load(tables.xError + group * (kGroupBytes / 2));
   g.across = _mm256_maddubs_epi16(a, lanes.stepA);
-  const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(g.value, lanes.divisor), g.number);
+  const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(ideal, lanes.divisor), g.number);
   const __m256i negative = _mm256_srai_epi16(_mm256_mulhi_epi16(g.across, g.errorX), 15);
-  g.value = _mm256_add_epi16(g.value, _mm256_and_si256(whole, negative));
-  g.unsure = _mm256_and_si256(whole, near);
+  g.value = _mm256_add_epi16(ideal, _mm256_and_si256(whole, negative));
   return g;
 }
 
-template <ErrorForm kErrors>
-DIBKIT_AVX2_INLINE Group MakeGroup(const LinePlan& plan, const RowLanes& lanes, __m256i most,
-                                   __m256i near, __m256i a, __m256i b, size_t group) {
+// The numbers of a group, and its error sum.
+template <NarrowKind kKind>
+DIBKIT_AVX2_INLINE Group WeighGroup(const Tables& tables, const RowLanes& lanes, __m256i a,
+                                    __m256i b, size_t group) {
   Group g;
   g.a = a;
   g.b = b;
-  g.unsure = _mm256_setzero_si256();
-  const __m256i weights = Load(plan.weights + group * kGroupBytes);
-  const __m256i sumA = _mm256_maddubs_epi16(a, weights);
-  const __m256i sumB = _mm256_maddubs_epi16(b, weights);
-  g.number = _mm256_add_epi16(_mm256_mullo_epi16(sumA, lanes.weightA),
-                              _mm256_mullo_epi16(sumB, lanes.weightB));
-  if (kErrors == ErrorForm::kExact) {
-    g.value = Divide(g.number, lanes);
+  const __m256i weights = Load(tables.weights + group * kGroupBytes);
+  g.sumA = _mm256_maddubs_epi16(a, weights);
+  g.sumB = _mm256_maddubs_epi16(b, weights);
+  g.down = _mm256_sub_epi16(g.sumB, g.sumA);
+  g.across = _mm256_maddubs_epi16(a, lanes.stepA);
+  if (kKind != NarrowKind::kTop) {
+    g.across = _mm256_add_epi16(g.across, _mm256_maddubs_epi16(b, lanes.stepB));
+  }
+  g.errorX = Load(tables.xError + group * (kGroupBytes / 2));
+  g.error = ErrorSum(g, lanes.errorY);
+  return g;
+}
+
+// The ideal value times the divisor.
+DIBKIT_AVX2_INLINE __m256i Number(const RowLanes& lanes, const Group& g) {
+  return _mm256_add_epi16(_mm256_mullo_epi16(g.sumA, lanes.weightA),
+                          _mm256_mullo_epi16(g.sumB, lanes.weightB));
+}
+
+// An error below 0 takes 1 off the number before the division, so there is no remainder to look at.
+// An error is large enough if it exceeds the larger of |H| and |V| by the guard; where steps are
+// short the guard may count once for each unit of theirs, which is one operation for both.
+template <NarrowKind kKind>
+DIBKIT_AVX2_INLINE Group MakeSmoothGroup(const Tables& tables, const RowLanes& lanes, __m256i a,
+                                         __m256i b, size_t group) {
+  Group g = WeighGroup<kKind>(tables, lanes, a, b, group);
+  const __m256i below = _mm256_srli_epi16(g.error, 15);
+  const __m256i size = _mm256_abs_epi16(g.error);
+  const __m256i steps = _mm256_or_si256(_mm256_abs_epi16(g.across), _mm256_abs_epi16(g.down));
+  if (kKind == NarrowKind::kSmooth) {
+    g.value = Divide(_mm256_subs_epu16(Number(lanes, g), below), lanes);
+    const __m256i small = AtMost(size, _mm256_adds_epu16(steps, lanes.fineGuard));
+    g.unsure = _mm256_andnot_si256(IsZero(steps), small);
     return g;
   }
-  g.across =
-      _mm256_add_epi16(_mm256_maddubs_epi16(a, lanes.stepA), _mm256_maddubs_epi16(b, lanes.stepB));
-  g.down = _mm256_sub_epi16(sumB, sumA);
-  g.errorX = Load(plan.xError + group * (kGroupBytes / 2));
-  g.error = ErrorSum(g, lanes.errorY);
-  const __m256i level = IsZero(_mm256_or_si256(g.across, g.down));
-  if (kErrors == ErrorForm::kSmooth) {
-    g.value = Divide(_mm256_subs_epu16(g.number, _mm256_srli_epi16(g.error, 15)), lanes);
-    const __m256i small = AtMost(_mm256_abs_epi16(g.error), most);
-    g.unsure = _mm256_andnot_si256(_mm256_andnot_si256(near, level), small);
-  } else {
-    const __m256i ideal = Divide(g.number, lanes);
-    const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(ideal, lanes.divisor), g.number);
-    const __m256i negative = _mm256_srai_epi16(g.error, 15);
-    g.value = _mm256_add_epi16(ideal, _mm256_and_si256(whole, negative));
-    g.unsure = _mm256_or_si256(GridUnsure(lanes, _mm256_andnot_si256(level, whole), negative, g),
-                               _mm256_and_si256(whole, near));
-  }
+  g.value = kKind == NarrowKind::kTop
+                ? _mm256_srli_epi16(_mm256_subs_epu16(g.sumA, below), 1)
+                : _mm256_srli_epi16(_mm256_subs_epu16(_mm256_add_epi16(g.sumA, g.sumB), below), 2);
+  g.unsure = _mm256_subs_epu16(_mm256_mullo_epi16(steps, lanes.guardPower), size);
   return g;
+}
+
+DIBKIT_AVX2_INLINE Group MakeGridGroup(const Tables& tables, const RowLanes& lanes, __m256i a,
+                                       __m256i b, size_t group) {
+  Group g = WeighGroup<NarrowKind::kGrid>(tables, lanes, a, b, group);
+  g.number = Number(lanes, g);
+  const __m256i ideal = Divide(g.number, lanes);
+  const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(ideal, lanes.divisor), g.number);
+  const __m256i negative = _mm256_srai_epi16(g.error, 15);
+  g.value = _mm256_add_epi16(ideal, _mm256_and_si256(whole, negative));
+  g.unsure = GridUnsure(lanes, whole, negative, g);
+  return g;
+}
+
+template <NarrowKind kKind, int kChunks>
+DIBKIT_AVX2_INLINE Group MakeGroup(const Tables& tables, const RowLanes& lanes, const RowWork& work,
+                                   size_t group) {
+  const __m256i a = Pairs<kChunks>(tables, work.rowA, group);
+  if (kKind == NarrowKind::kGridLevel) return MakeLevelGroup(tables, lanes, a, group);
+  const __m256i b = Pairs<kChunks>(tables, work.rowB, group);
+  if (kKind == NarrowKind::kGrid) return MakeGridGroup(tables, lanes, a, b, group);
+  return MakeSmoothGroup<kKind>(tables, lanes, a, b, group);
+}
+
+// Lanes whose four samples are all equal.
+DIBKIT_AVX2_INLINE __m256i Flat(__m256i a, __m256i b) {
+  const __m256i swapped = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
+  return _mm256_and_si256(_mm256_cmpeq_epi16(a, b),
+                          _mm256_cmpeq_epi16(a, _mm256_shuffle_epi8(a, swapped)));
 }
 
 // Leaves of the unsure lanes those that the error decides: no remainder and not flat.
 DIBKIT_AVX2_INLINE __m256i FindOpen(const RowLanes& lanes, Group* g) {
-  const __m256i turned = _mm256_or_si256(_mm256_slli_epi16(g->a, 8), _mm256_srli_epi16(g->a, 8));
-  const __m256i flat =
-      _mm256_and_si256(_mm256_cmpeq_epi16(g->a, g->b), _mm256_cmpeq_epi16(g->a, turned));
   const __m256i ideal = Divide(g->number, lanes);
   const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(ideal, lanes.divisor), g->number);
-  g->unsure = _mm256_and_si256(_mm256_andnot_si256(flat, whole), g->unsure);
+  const __m256i sure = _mm256_or_si256(IsZero(g->unsure), Flat(g->a, g->b));
+  g->unsure = _mm256_andnot_si256(sure, whole);
   return ideal;
 }
 
@@ -341,6 +443,7 @@ DIBKIT_AVX2_INLINE void Settle(__m256i lanes, __m256i value, Group* g) {
 
 // The sum against a guard of each lane's own.
 DIBKIT_AVX2_INLINE void LookSmooth(const RowLanes& lanes, __m256i fineGuard, Group* g) {
+  g->number = Number(lanes, *g);
   const __m256i ideal = FindOpen(lanes, g);
   const __m256i guard = _mm256_adds_epu16(
       _mm256_add_epi16(_mm256_abs_epi16(g->across), _mm256_abs_epi16(g->down)), fineGuard);
@@ -396,10 +499,13 @@ DIBKIT_AVX2_INLINE void LookNearGrid(const RowLanes& lanes, Group* g) {
   Settle(below, _mm256_sub_epi16(ideal, _mm256_set1_epi16(1)), g);
 }
 
-template <ErrorForm kErrors>
+// Takes a closer look at the unsure lanes of a group (in near columns: all lanes) and settles what
+// it can.
+template <NarrowKind kKind>
 DIBKIT_AVX2_INLINE void Look(const LinePlan& plan, const RowLanes& lanes, bool near, Group* g) {
-  if (kErrors == ErrorForm::kSmooth) {
-    LookSmooth(lanes, Word(near ? plan.nearFineGuard : plan.fineGuard), g);
+  if (near) g->unsure = _mm256_set1_epi16(-1);
+  if (IsSmooth(kKind)) {
+    LookSmooth(lanes, near ? Word(plan.nearFineGuard) : lanes.fineGuard, g);
   } else if (near) {
     LookNearGrid(lanes, g);
   } else {
@@ -412,96 +518,188 @@ DIBKIT_AVX2_INLINE __m256i InOrder(__m256i packed) {
   return _mm256_permute4x64_epi64(packed, 0xD8);
 }
 
-template <ErrorForm kErrors, bool kLevel, int kChunks>
-DIBKIT_AVX2_INLINE Group ReadGroup(const LinePlan& plan, const RowLanes& lanes, bool isNear,
-                                   const uint8_t* rowA, const uint8_t* rowB, size_t group) {
-  const __m256i near = _mm256_set1_epi16(isNear ? -1 : 0);
-  const __m256i a = Pairs<kChunks>(plan, rowA, group);
-  if (kLevel) return MakeLevelGroup<kErrors>(plan, lanes, near, a, group);
-  const __m256i most = Word((isNear ? plan.nearGuard : plan.guard) - 1);
-  return MakeGroup<kErrors>(plan, lanes, most, near, a, Pairs<kChunks>(plan, rowB, group), group);
+DIBKIT_AVX2_INLINE __m256i PassValues(const Group& first, const Group& last) {
+  return InOrder(_mm256_packus_epi16(first.value, last.value));
 }
 
-template <ErrorForm kErrors, bool kLevel, int kChunks>
-DIBKIT_AVX2_INLINE void NarrowPass(const RowWork& work, const RowPhase& row, const RowLanes& lanes,
-                                   uint32_t group) {
+// A pass that has unsure lanes. Apart from the others, and from the beginning, so that those need
+// not keep what only this looks at.
+template <NarrowKind kKind, int kChunks>
+DIBKIT_AVX2 __attribute__((noinline)) void LookAgain(const RowWork& work, const RowPhase& row,
+                                                     const RowLanes& lanes, uint32_t group) {
   const LinePlan& plan = work.plan;
-  const uint8_t *rowA = work.rowA, *rowB = work.rowB;
-  uint8_t* out = work.out;
+  const Tables tables(plan);
   const uint32_t done = group * (kGroupBytes / 2);
-  const bool isNear = group < plan.nearGroups;
-  Group first = ReadGroup<kErrors, kLevel, kChunks>(plan, lanes, isNear, rowA, rowB, group);
-  Group last = ReadGroup<kErrors, kLevel, kChunks>(plan, lanes, isNear, rowA, rowB, group + 2);
-  const __m256i unsure = _mm256_or_si256(first.unsure, last.unsure);
-  if (kErrors == ErrorForm::kExact || _mm256_testz_si256(unsure, unsure) != 0) {
-    return Store(plan, out, done, InOrder(_mm256_packus_epi16(first.value, last.value)));
-  }
-  Look<kErrors>(plan, lanes, isNear, &first);
-  Look<kErrors>(plan, lanes, isNear, &last);
-  Store(plan, out, done, InOrder(_mm256_packus_epi16(first.value, last.value)));
+  const bool isNear = group < tables.nearGroups;
+  Group first = MakeGroup<kKind, kChunks>(tables, lanes, work, group);
+  Group last = MakeGroup<kKind, kChunks>(tables, lanes, work, group + 2);
+  Look<kKind>(plan, lanes, isNear, &first);
+  Look<kKind>(plan, lanes, isNear, &last);
+  Store(tables, work.out, done, PassValues(first, last));
   const auto open = static_cast<uint32_t>(
       _mm256_movemask_epi8(InOrder(_mm256_packs_epi16(first.unsure, last.unsure))));
-  const uint32_t used = open & UsedLanes(plan, done);
-  if (used != 0) SettleSamples(plan, row, rowA, rowB, out, done, used);
+  const uint32_t used = open & UsedLanes(tables, done);
+  if (used != 0) SettleSamples(plan, row, work.rowA, work.rowB, work.out, done, used);
 }
 
-template <ErrorForm kErrors, bool kLevel, int kChunks>
-DIBKIT_AVX2 void NarrowRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                           const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  // Level rows must not read the second row.
-  RowWork work(plan, rowA, kLevel ? rowA : rowB, traffic, out);
-  const RowLanes lanes = MakeRowLanes(plan, row);
-  for (uint32_t group = 0; group < plan.groups;) {
-    // Without errors to weigh, a pass costs no more than finding out that it is flat.
-    if (kErrors != ErrorForm::kExact) group = SkipFlat(work, group);
-    const uint32_t end =
-        kErrors == ErrorForm::kExact ? plan.groups : std::min(plan.groups, group + work.passGroups);
+// Makes a pass; tells whether it is sure.
+template <NarrowKind kKind, int kChunks>
+DIBKIT_AVX2_INLINE bool NarrowPass(const Tables& tables, const RowWork& work, const RowLanes& lanes,
+                                   uint32_t group, uint8_t* out) {
+  const Group first = MakeGroup<kKind, kChunks>(tables, lanes, work, group);
+  const Group last = MakeGroup<kKind, kChunks>(tables, lanes, work, group + 2);
+  Store(tables, out, group * (kGroupBytes / 2), PassValues(first, last));
+  const __m256i unsure = _mm256_or_si256(first.unsure, last.unsure);
+  return _mm256_testz_si256(unsure, unsure) != 0;
+}
+
+template <NarrowKind kKind, int kChunks>
+DIBKIT_AVX2 void NarrowRow(const LinePlan& plan, const RowBatch& batch) {
+  const Tables tables(plan);
+  RowWork work(plan, batch);
+  const RowLanes lanes = MakeRowLanes(plan, batch.phases[0]);
+  for (uint32_t group = 0; group < tables.groups;) {
+    group = SkipFlat(work, group);
+    const uint32_t end = std::min(tables.groups, group + work.passGroups);
     for (; group < end; group += 4) {
-      PrefetchPass(work, group / 4);
-      NarrowPass<kErrors, kLevel, kChunks>(work, row, lanes, group);
+      const uint32_t done = group * (kGroupBytes / 2);
+      work.traffic.Carry(done);
+      PrefetchOutput(tables.samples, work.out, done);
+      if (group < tables.nearGroups ||
+          !NarrowPass<kKind, kChunks>(tables, work, lanes, group, batch.out)) {
+        LookAgain<kKind, kChunks>(work, batch.phases[0], lanes, group);
+      }
     }
   }
 }
 
-template <ErrorForm kErrors, bool kLevel>
-DIBKIT_AVX2 void NarrowForm(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                            const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  if (plan.chunks == 1) return NarrowRow<kErrors, kLevel, 1>(plan, row, rowA, rowB, traffic, out);
-  if (plan.chunks == 2) return NarrowRow<kErrors, kLevel, 2>(plan, row, rowA, rowB, traffic, out);
-  return NarrowRow<kErrors, kLevel, 0>(plan, row, rowA, rowB, traffic, out);
+template <NarrowKind kKind>
+DIBKIT_AVX2 void NarrowForm(const LinePlan& plan, const RowBatch& batch) {
+  if (plan.chunks == 1) return NarrowRow<kKind, 1>(plan, batch);
+  if (plan.chunks == 2) return NarrowRow<kKind, 2>(plan, batch);
+  return NarrowRow<kKind, 0>(plan, batch);
 }
 
-DIBKIT_AVX2 void MakeNarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                                const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  const bool level = row.fraction.significand == 0;
-  if (plan.errors == ErrorForm::kSmooth) {
-    return NarrowForm<ErrorForm::kSmooth, false>(plan, row, rowA, rowB, traffic, out);
+DIBKIT_AVX2 void NarrowLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
+                            const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
+  RowBatch single{rowA, rowB, 1, {row}, out, 0, traffic};
+  if (plan.errors == ErrorForm::kGrid) {
+    if (row.fraction.significand != 0) return NarrowForm<NarrowKind::kGrid>(plan, single);
+    single.rowB = rowA;  // level rows must not read the second
+    return NarrowForm<NarrowKind::kGridLevel>(plan, single);
   }
-  if (plan.errors == ErrorForm::kExact) {
-    return level ? NarrowForm<ErrorForm::kExact, true>(plan, row, rowA, rowB, traffic, out)
-                 : NarrowForm<ErrorForm::kExact, false>(plan, row, rowA, rowB, traffic, out);
+  if (!IsHalves(plan) || row.phase == plan.partsY) {
+    return NarrowForm<NarrowKind::kSmooth>(plan, single);
   }
-  return level ? NarrowForm<ErrorForm::kGrid, true>(plan, row, rowA, rowB, traffic, out)
-               : NarrowForm<ErrorForm::kGrid, false>(plan, row, rowA, rowB, traffic, out);
+  row.phase == 0 ? NarrowForm<NarrowKind::kTop>(plan, single)
+                 : NarrowForm<NarrowKind::kMiddle>(plan, single);
+}
+
+// ---- The narrow form without errors: all parts are powers of two ----
+
+struct ExactGroup {
+  __m256i top;   // A's weighted sum times Qy
+  __m256i down;  // V
+};
+
+template <int kChunks>
+DIBKIT_AVX2_INLINE ExactGroup MakeExactGroup(const Tables& tables, const uint8_t* rowA,
+                                             const uint8_t* rowB, size_t group, __m256i partsY) {
+  const __m256i weights = Load(tables.weights + group * kGroupBytes);
+  const __m256i sumA = _mm256_maddubs_epi16(Pairs<kChunks>(tables, rowA, group), weights);
+  const __m256i sumB = _mm256_maddubs_epi16(Pairs<kChunks>(tables, rowB, group), weights);
+  return {_mm256_mullo_epi16(sumA, partsY), _mm256_sub_epi16(sumB, sumA)};
+}
+
+// Multiplications are quicker than shifts that are not known beforehand.
+DIBKIT_AVX2_INLINE __m256i ExactValue(const ExactGroup& g, __m256i phase, __m256i reciprocal) {
+  return _mm256_mulhi_epu16(_mm256_add_epi16(g.top, _mm256_mullo_epi16(g.down, phase)), reciprocal);
+}
+
+template <int kChunks>
+DIBKIT_AVX2 void ExactRows(const LinePlan& plan, const RowBatch& batch) {
+  const Tables tables(plan);
+  const __m256i partsY = Word(plan.partsY);
+  const __m256i reciprocal = Word(65536 / plan.divisor);
+  // A level row that is alone must not read the second.
+  const bool level = batch.count == 1 && batch.phases[0].phase == 0;
+  const uint8_t* const rowA = batch.rowA;
+  const uint8_t* const rowB = level ? rowA : batch.rowB;
+  RowTraffic beside(batch.traffic, plan);
+  for (uint32_t group = 0; group < tables.groups; group += 4) {
+    const uint32_t done = group * (kGroupBytes / 2);
+    beside.Carry(done);
+    const ExactGroup first = MakeExactGroup<kChunks>(tables, rowA, rowB, group, partsY);
+    const ExactGroup last = MakeExactGroup<kChunks>(tables, rowA, rowB, group + 2, partsY);
+    for (uint32_t row = 0; row < batch.count; ++row) {
+      const __m256i phase = Word(batch.phases[row].phase);
+      const __m256i packed = _mm256_packus_epi16(ExactValue(first, phase, reciprocal),
+                                                 ExactValue(last, phase, reciprocal));
+      Store(tables, batch.Out(row), done, InOrder(packed));
+    }
+  }
+}
+
+// The sums of two groups for a row at a source row and for the one in the middle.
+struct DoubleGroup {
+  __m256i upper, lower;
+};
+
+template <int kChunks>
+DIBKIT_AVX2_INLINE DoubleGroup MakeDoubleGroup(const Tables& tables, const uint8_t* rowA,
+                                               const uint8_t* rowB, size_t group) {
+  const __m256i weights = Load(tables.weights + group * kGroupBytes);
+  const __m256i sumA = _mm256_maddubs_epi16(Pairs<kChunks>(tables, rowA, group), weights);
+  const __m256i sumB = _mm256_maddubs_epi16(Pairs<kChunks>(tables, rowB, group), weights);
+  return {_mm256_srli_epi16(sumA, 1), _mm256_srli_epi16(_mm256_add_epi16(sumA, sumB), 2)};
+}
+
+// Whether two rows are made of two, twice as wide as those.
+bool Doubles(const LinePlan& plan, const RowBatch& batch) {
+  return plan.partsX == 2 && plan.partsY == 2 && batch.count == 2 && batch.phases[0].phase == 0 &&
+         batch.phases[1].phase == 1;
+}
+
+template <int kChunks>
+DIBKIT_AVX2 void DoubleRows(const LinePlan& plan, const RowBatch& batch) {
+  const Tables tables(plan);
+  const uint8_t *const rowA = batch.rowA, *const rowB = batch.rowB;
+  uint8_t *const upper = batch.Out(0), *const lower = batch.Out(1);
+  RowTraffic beside(batch.traffic, plan);
+  for (uint32_t group = 0; group < tables.groups; group += 4) {
+    const uint32_t done = group * (kGroupBytes / 2);
+    beside.Carry(done);
+    const DoubleGroup first = MakeDoubleGroup<kChunks>(tables, rowA, rowB, group);
+    const DoubleGroup last = MakeDoubleGroup<kChunks>(tables, rowA, rowB, group + 2);
+    Store(tables, upper, done, InOrder(_mm256_packus_epi16(first.upper, last.upper)));
+    Store(tables, lower, done, InOrder(_mm256_packus_epi16(first.lower, last.lower)));
+  }
+}
+
+DIBKIT_AVX2 void MakeNarrowRows(const LinePlan& plan, const RowBatch& batch) {
+  if (plan.errors != ErrorForm::kExact) return EachRow<NarrowLine>(plan, batch);
+  if (plan.chunks != 1) return ExactRows<0>(plan, batch);
+  return Doubles(plan, batch) ? DoubleRows<1>(plan, batch) : ExactRows<1>(plan, batch);
 }
 
 template <int kChunks>
 DIBKIT_AVX2 void CopyRow(const LinePlan& plan, const uint8_t* rowA, const Traffic& traffic,
                          uint8_t* out) {
+  const Tables tables(plan);
   const __m256i low = _mm256_set1_epi16(0xFF);
-  PassTraffic beside(traffic, plan.groups / 4);
-  for (uint32_t group = 0; group < plan.groups; group += 4) {
+  RowTraffic beside(traffic, plan);
+  for (uint32_t group = 0; group < tables.groups; group += 4) {
     const uint32_t done = group * (kGroupBytes / 2);
-    Carry(&beside);
-    PrefetchOutput(plan, out, done);
-    const __m256i first = _mm256_and_si256(low, Pairs<kChunks>(plan, rowA, group));
-    const __m256i second = _mm256_and_si256(low, Pairs<kChunks>(plan, rowA, group + 2));
-    Store(plan, out, done, InOrder(_mm256_packus_epi16(first, second)));
+    beside.Carry(done);
+    PrefetchOutput(tables.samples, out, done);
+    const __m256i first = _mm256_and_si256(low, Pairs<kChunks>(tables, rowA, group));
+    const __m256i second = _mm256_and_si256(low, Pairs<kChunks>(tables, rowA, group + 2));
+    Store(tables, out, done, InOrder(_mm256_packus_epi16(first, second)));
   }
 }
 
-DIBKIT_AVX2 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
-                              const uint8_t* /*rowB*/, const Traffic& traffic, uint8_t* out) {
+DIBKIT_AVX2 void CopyLine(const LinePlan& plan, const RowPhase& /*row*/, const uint8_t* rowA,
+                          const uint8_t* /*rowB*/, const Traffic& traffic, uint8_t* out) {
   if (plan.chunks == 1) return CopyRow<1>(plan, rowA, traffic, out);
   if (plan.chunks == 2) return CopyRow<2>(plan, rowA, traffic, out);
   return CopyRow<0>(plan, rowA, traffic, out);
@@ -509,8 +707,7 @@ DIBKIT_AVX2 void MakeCopyLine(const LinePlan& plan, const RowPhase& /*row*/, con
 
 // ---- The wide form: 8 samples in lanes of 32 bits ----
 
-constexpr uint32_t kWideGroup = 4;    // samples of a group
-constexpr uint32_t kWideVectors = 4;  // of two groups each, made at a time
+constexpr uint32_t kWideGroup = 4;  // samples of a group
 
 struct WideLanes {
   __m256 scaleA, scaleV;  // 2^16 / Qx and 2^16 * q / (Qx * Qy)
@@ -522,8 +719,7 @@ struct WideLanes {
 struct WideGroup {
   __m256i a, b;  // pairs of samples, as words
   __m256i sumA, down;
-  __m256i fixed;   // the value with 16 bits behind the point, raised by 4 of its last places
-  __m256i unsure;  // lanes that lie within 4 last places of an integer
+  __m256i fixed;  // the value with 16 bits behind the point, raised by 4 of its last places
 };
 
 DIBKIT_AVX2_INLINE WideLanes MakeWideLanes(const LinePlan& plan, const RowPhase& row) {
@@ -548,8 +744,6 @@ DIBKIT_AVX2_INLINE WideGroup MakeWideGroup(const WideLanes& lanes, __m256i weigh
   g.down = _mm256_sub_epi32(_mm256_madd_epi16(b, weights), g.sumA);
   const __m256 top = _mm256_fmadd_ps(_mm256_cvtepi32_ps(g.sumA), lanes.scaleA, _mm256_set1_ps(4));
   g.fixed = _mm256_cvtps_epi32(_mm256_fmadd_ps(_mm256_cvtepi32_ps(g.down), lanes.scaleV, top));
-  g.unsure = _mm256_cmpeq_epi32(_mm256_and_si256(g.fixed, _mm256_set1_epi32(0xFFF8)),
-                                _mm256_setzero_si256());
   return g;
 }
 
@@ -593,32 +787,13 @@ constexpr uint32_t kWideLanes = 8;
 
 // Output bytes of a row that single precision left open, to be judged 8 at a time.
 struct OpenQueue {
-  static constexpr uint32_t kRoom = 512;
+  static constexpr uint32_t kRoom = 256;
   uint32_t count = 0;
   alignas(32) uint32_t sample[kRoom + kWideLanes];
-  alignas(
-      32) uint32_t corners[kRoom + kWideLanes];  // the bytes of A left, B left, A right, B right
+  alignas(32) uint32_t corners[kRoom + kWideLanes];  // bytes: A left, A right, B left, B right
 
-  bool Full() const { return count > kRoom - kStore; }
+  bool Full() const { return count >= kRoom - kStore; }
 };
-
-// For each set of 8 lanes, its members in order.
-struct Members {
-  uint8_t lanes[256][kWideLanes];
-};
-
-constexpr Members MakeMembers() {
-  Members members{};
-  for (uint32_t set = 0; set < 256; ++set) {
-    uint32_t count = 0;
-    for (uint32_t lane = 0; lane < kWideLanes; ++lane) {
-      if ((set >> lane & 1) != 0) members.lanes[set][count++] = static_cast<uint8_t>(lane);
-    }
-  }
-  return members;
-}
-
-constexpr Members kMembers = MakeMembers();
 
 DIBKIT_AVX2_INLINE void StoreWords(uint32_t* to, __m256i words) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), words);
@@ -626,22 +801,6 @@ DIBKIT_AVX2_INLINE void StoreWords(uint32_t* to, __m256i words) {
 
 DIBKIT_AVX2_INLINE uint32_t LaneSet(__m256i lanes) {
   return static_cast<uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
-}
-
-// Queues those of 8 output bytes that are unsure, but for flat ones, which are right as they are.
-DIBKIT_AVX2_INLINE void QueueOpen(const LinePlan& plan, __m256i unsure, __m256i sample,
-                                  __m256i corners, OpenQueue* queue) {
-  const __m256i turned =
-      _mm256_or_si256(_mm256_slli_epi32(corners, 8), _mm256_srli_epi32(corners, 24));
-  const __m256i used =
-      _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(plan.samples)), sample);
-  const uint32_t open = LaneSet(
-      _mm256_andnot_si256(_mm256_cmpeq_epi32(corners, turned), _mm256_and_si256(unsure, used)));
-  const __m256i members =
-      _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(kMembers.lanes[open])));
-  StoreWords(queue->sample + queue->count, _mm256_permutevar8x32_epi32(sample, members));
-  StoreWords(queue->corners + queue->count, _mm256_permutevar8x32_epi32(corners, members));
-  queue->count += static_cast<uint32_t>(__builtin_popcount(open));
 }
 
 // Decides 8 queued bytes: integers tell on which side of the near integer they lie; on the integer
@@ -652,9 +811,10 @@ DIBKIT_AVX2_INLINE uint32_t JudgeOpen(const LinePlan& plan, const WideLanes& lan
   const __m256i corners = Load(queue.corners + at);
   const __m256i weights =
       _mm256_i32gather_epi32(reinterpret_cast<const int*>(plan.wideWeights), sample, 4);
-  const WideGroup g =
-      MakeWideGroup(lanes, weights, _mm256_and_si256(corners, _mm256_set1_epi16(0xFF)),
-                    _mm256_srli_epi16(corners, 8));
+  const __m256i a = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1));
+  const WideGroup g = MakeWideGroup(lanes, weights, _mm256_shuffle_epi8(corners, a),
+                                    _mm256_shuffle_epi8(_mm256_srli_epi32(corners, 16), a));
   const __m256i value = _mm256_srli_epi32(g.fixed, 16);
   const __m256i number = _mm256_add_epi32(_mm256_mullo_epi32(g.sumA, lanes.partsY),
                                           _mm256_mullo_epi32(g.down, lanes.phaseY));
@@ -676,180 +836,394 @@ DIBKIT_AVX2_INLINE uint32_t JudgeOpen(const LinePlan& plan, const WideLanes& lan
   return LaneSet(_mm256_andnot_si256(_mm256_or_si256(ideal, less), whole));
 }
 
-// Judges all that is queued. The last 8 are filled up with one of them, which does no harm.
-DIBKIT_AVX2 __attribute__((noinline)) void Empty(const RowWork& work, const RowPhase& row,
-                                                 const WideLanes& lanes, OpenQueue* queue) {
+// Judges all that is queued of a row. The last 8 are filled up with one of them, which does no
+// harm.
+DIBKIT_AVX2 __attribute__((noinline)) void Empty(const LinePlan& plan, const RowBatch& batch,
+                                                 uint32_t row, const WideLanes& lanes,
+                                                 OpenQueue* queue) {
   if (queue->count == 0) return;
+  uint8_t* const out = batch.Out(row);
   const uint32_t last = queue->count - 1;
   StoreWords(queue->sample + queue->count,
              _mm256_set1_epi32(static_cast<int>(queue->sample[last])));
   StoreWords(queue->corners + queue->count,
              _mm256_set1_epi32(static_cast<int>(queue->corners[last])));
   for (uint32_t at = 0; at < queue->count; at += kWideLanes) {
-    uint32_t open = JudgeOpen(work.plan, lanes, *queue, at, work.out);
+    uint32_t open = JudgeOpen(plan, lanes, *queue, at, out);
     for (; open != 0; open &= open - 1) {
       const uint32_t sample = queue->sample[at + static_cast<uint32_t>(__builtin_ctz(open))];
-      SettleSamples(work.plan, row, work.rowA, work.rowB, work.out, sample, 1);
+      SettleSamples(plan, batch.phases[row], batch.rowA, batch.rowB, out, sample, 1);
     }
   }
   queue->count = 0;
 }
 
-template <int kChunks>
-DIBKIT_AVX2_INLINE void WidePass(const RowWork& work, const WideLanes& lanes, uint32_t group,
-                                 OpenQueue* queue) {
-  const LinePlan& plan = work.plan;
-  const uint32_t done = group * kWideGroup;
-  WideGroup g[kWideVectors];
-  __m256i unsure = _mm256_setzero_si256();
-#pragma GCC unroll 4
-  for (uint32_t i = 0; i < kWideVectors; ++i) {
-    const uint32_t at = group + 2 * i;
-    g[i] = MakeWideGroup(lanes, Load(plan.wideWeights + at * 2 * kWideGroup),
-                         Pairs<kChunks>(plan, work.rowA, at), Pairs<kChunks>(plan, work.rowB, at));
-    unsure = _mm256_or_si256(unsure, g[i].unsure);
-  }
-  if (_mm256_testz_si256(unsure, unsure) == 0) {
-#pragma GCC unroll 4
-    for (uint32_t i = 0; i < kWideVectors; ++i) {
-      const __m256i sample =
-          _mm256_add_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
-                           _mm256_set1_epi32(static_cast<int>(done + kWideLanes * i)));
-      QueueOpen(plan, g[i].unsure, sample, _mm256_or_si256(g[i].a, _mm256_slli_epi32(g[i].b, 8)),
-                queue);
-    }
-  }
-  const __m256i low =
-      _mm256_packus_epi32(_mm256_srli_epi32(g[0].fixed, 16), _mm256_srli_epi32(g[1].fixed, 16));
-  const __m256i high =
-      _mm256_packus_epi32(_mm256_srli_epi32(g[2].fixed, 16), _mm256_srli_epi32(g[3].fixed, 16));
-  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-  Store(plan, work.out, done, _mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high), order));
-}
-
-// ---- The wide form with weights of a byte: sums of 16 bits, 16 to a vector ----
-
-struct MixedLanes {
-  __m256i weightsY;  // pairs (Qy - q, q)
-  __m256 scale;      // 2^16 / (Qx * Qy)
+// The 32 output bytes of a pass, of one row, and which of them are open (bit i: byte i): too near
+// to an integer, and not flat, for then they are right as they are.
+struct PassBytes {
+  __m256i bytes;
+  uint32_t open;
 };
 
-struct MixedGroup {
-  __m256i a, b;       // pairs of samples
-  __m256i low, high;  // WideGroup::fixed of samples 0 to 3 and 8 to 11, and of the others
-  __m256i unsureLow, unsureHigh;
+// The samples of passes, for the open bytes of all rows that are made from them. An open byte is
+// looked up again only when the samples of many passes are there: hardly a vector has two, and to
+// branch for each vector that has one costs more than to make it.
+struct PassSamples {
+  static constexpr uint32_t kPasses = 32;
+  uint32_t count = 0;
+  uint32_t done[kPasses];  // the passes' first output bytes
+  alignas(32) uint8_t bytes[kPasses][4 * kStore];
 };
 
-DIBKIT_AVX2_INLINE MixedLanes MakeMixedLanes(const LinePlan& plan, const RowPhase& row) {
-  return {_mm256_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16))),
-          _mm256_set1_ps(static_cast<float>(65536.0 / plan.divisor))};
+// Of a row, the passes that have open bytes.
+struct OpenPasses {
+  uint32_t count = 0;
+  uint32_t pass[PassSamples::kPasses + 1];
+  uint32_t open[PassSamples::kPasses + 1];
+
+  void Note(uint32_t at, uint32_t set) {
+    pass[count] = at;
+    open[count] = set;
+    count += set != 0 ? 1 : 0;
+  }
+};
+
+DIBKIT_AVX2_INLINE void StoreBytes(uint8_t* to, __m256i bytes) {
+  _mm256_store_si256(reinterpret_cast<__m256i*>(to), bytes);
 }
 
-DIBKIT_AVX2_INLINE __m256i MixedValue(const MixedLanes& lanes, __m256i sums) {
-  const __m256 number = _mm256_cvtepi32_ps(_mm256_madd_epi16(sums, lanes.weightsY));
-  return _mm256_cvtps_epi32(_mm256_fmadd_ps(number, lanes.scale, _mm256_set1_ps(4)));
+template <typename T>
+T ReadAt(const uint8_t* bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
 }
 
-DIBKIT_AVX2_INLINE __m256i NearInteger(__m256i fixed) {
-  return _mm256_cmpeq_epi32(_mm256_and_si256(fixed, _mm256_set1_epi32(0xFFF8)),
-                            _mm256_setzero_si256());
+// The corners of an output byte, of pairs of bytes: those of row A before those of row B.
+inline uint32_t CornersOfPairs(const uint8_t* samples, uint32_t i) {
+  return ReadAt<uint16_t>(samples + 2 * i) | uint32_t{ReadAt<uint16_t>(samples + 2 * (kStore + i))}
+                                                 << 16;
 }
 
+// ---- Sums of 32 bits ----
+
+// The part of a pass that all rows between the same two source rows share, 8 bytes to an element.
+struct WideShare {
+  __m256i flat[4];  // lanes whose samples are all equal
+  __m256 top[4];    // A's value with 16 bits behind the point, raised by 4 of its last places
+  __m256 down[4];   // V
+};
+
+DIBKIT_AVX2_INLINE void PutWide(__m256 scaleA, __m256i sumA, __m256i sumB, uint32_t i,
+                                WideShare* share) {
+  share->top[i] = _mm256_fmadd_ps(_mm256_cvtepi32_ps(sumA), scaleA, _mm256_set1_ps(4));
+  share->down[i] = _mm256_cvtepi32_ps(_mm256_sub_epi32(sumB, sumA));
+}
+
+DIBKIT_AVX2_INLINE __m256 ScaleA(const LinePlan& plan) {
+  return _mm256_set1_ps(static_cast<float>(65536.0 / plan.partsX));
+}
+
+// A pass of one row; `order` has the places of four bytes each after packing.
+DIBKIT_AVX2_INLINE PassBytes MakeWidePass(const WideShare& share, __m256 scaleV, __m256i order) {
+  __m256i value[4], open[4];
+#pragma GCC unroll 4
+  for (uint32_t i = 0; i < 4; ++i) {
+    const __m256i fixed = _mm256_cvtps_epi32(_mm256_fmadd_ps(share.down[i], scaleV, share.top[i]));
+    open[i] = _mm256_cmpeq_epi32(_mm256_and_si256(fixed, _mm256_set1_epi32(0xFFF8)), share.flat[i]);
+    value[i] = _mm256_srli_epi32(fixed, 16);
+  }
+  const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(value[0], value[1]),
+                                            _mm256_packus_epi32(value[2], value[3]));
+  const __m256i lanes = _mm256_packs_epi16(_mm256_packs_epi32(open[0], open[1]),
+                                           _mm256_packs_epi32(open[2], open[3]));
+  return {_mm256_permutevar8x32_epi32(bytes, order),
+          static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permutevar8x32_epi32(lanes, order)))};
+}
+
+// With weights of 16 bits.
 template <int kChunks>
-DIBKIT_AVX2_INLINE MixedGroup MakeMixedGroup(const RowWork& work, const MixedLanes& lanes,
-                                             uint32_t group) {
-  MixedGroup g;
-  g.a = Pairs<kChunks>(work.plan, work.rowA, group);
-  g.b = Pairs<kChunks>(work.plan, work.rowB, group);
-  const __m256i weights = Load(work.plan.weights + group * kGroupBytes);
-  const __m256i sumA = _mm256_maddubs_epi16(g.a, weights);
-  const __m256i sumB = _mm256_maddubs_epi16(g.b, weights);
-  g.low = MixedValue(lanes, _mm256_unpacklo_epi16(sumA, sumB));
-  g.high = MixedValue(lanes, _mm256_unpackhi_epi16(sumA, sumB));
-  g.unsureLow = NearInteger(g.low);
-  g.unsureHigh = NearInteger(g.high);
-  return g;
-}
+struct WideForm {
+  static constexpr uint32_t kSlots = kWideGroup;
+  using Row = __m256;  // WideLanes::scaleV
+  using Share = WideShare;
 
-DIBKIT_AVX2_INLINE void QueueMixed(const LinePlan& plan, const MixedGroup& g, uint32_t first,
-                                   OpenQueue* queue) {
-  const __m256i sample = _mm256_add_epi32(_mm256_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11),
-                                          _mm256_set1_epi32(static_cast<int>(first)));
-  QueueOpen(plan, g.unsureLow, sample, _mm256_unpacklo_epi8(g.a, g.b), queue);
-  QueueOpen(plan, g.unsureHigh, _mm256_add_epi32(sample, _mm256_set1_epi32(4)),
-            _mm256_unpackhi_epi8(g.a, g.b), queue);
-}
+  __m256 scaleA;
 
-DIBKIT_AVX2_INLINE __m256i MixedWords(const MixedGroup& g) {
-  return _mm256_packus_epi32(_mm256_srli_epi32(g.low, 16), _mm256_srli_epi32(g.high, 16));
-}
+  DIBKIT_AVX2_INLINE explicit WideForm(const LinePlan& plan) : scaleA(ScaleA(plan)) {}
 
-template <int kChunks>
-DIBKIT_AVX2_INLINE void MixedPass(const RowWork& work, const MixedLanes& lanes, uint32_t group,
-                                  OpenQueue* queue) {
-  const uint32_t done = group * (kGroupBytes / 2);
-  const MixedGroup first = MakeMixedGroup<kChunks>(work, lanes, group);
-  const MixedGroup last = MakeMixedGroup<kChunks>(work, lanes, group + 2);
-  Store(work.plan, work.out, done,
-        InOrder(_mm256_packus_epi16(MixedWords(first), MixedWords(last))));
-  const __m256i unsure = _mm256_or_si256(_mm256_or_si256(first.unsureLow, first.unsureHigh),
-                                         _mm256_or_si256(last.unsureLow, last.unsureHigh));
-  if (_mm256_testz_si256(unsure, unsure) != 0) return;
-  QueueMixed(work.plan, first, done, queue);
-  QueueMixed(work.plan, last, done + kGroupBytes, queue);
-}
+  DIBKIT_AVX2_INLINE Row ForRow(const RowPhase& /*row*/, const WideLanes& lanes) const {
+    return lanes.scaleV;
+  }
 
-template <int kChunks>
-DIBKIT_AVX2 void MixedRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                          const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  RowWork work(plan, rowA, rowB, traffic, out);
-  const WideLanes wide = MakeWideLanes(plan, row);
-  const MixedLanes lanes = MakeMixedLanes(plan, row);
-  OpenQueue queue;
-  for (uint32_t group = 0; group < plan.groups;) {
-    group = SkipFlat(work, group);
-    const uint32_t end = std::min(plan.groups, group + work.passGroups);
-    for (; group < end; group += 4) {
-      PrefetchPass(work, group / 4);
-      MixedPass<kChunks>(work, lanes, group, &queue);
-      if (queue.Full()) Empty(work, row, wide, &queue);
+  DIBKIT_AVX2_INLINE void Read(const Tables& tables, const RowWork& work, uint32_t group,
+                               uint8_t* samples, Share* share) const {
+    const __m256i swapped = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(1, 2, 3, 0, 5, 6, 7, 4, 9, 10, 11, 8, 13, 14, 15, 12));
+#pragma GCC unroll 4
+    for (uint32_t i = 0; i < 4; ++i) {
+      const size_t at = group + 2 * i;
+      const __m256i weights = Load(tables.wideWeights + at * 2 * kWideGroup);
+      const __m256i a = Pairs<kChunks>(tables, work.rowA, at);
+      const __m256i b = Pairs<kChunks>(tables, work.rowB, at);
+      const __m256i corners = _mm256_or_si256(a, _mm256_slli_epi32(b, 8));
+      StoreBytes(samples + 32 * i, corners);
+      share->flat[i] = _mm256_cmpeq_epi32(corners, _mm256_shuffle_epi8(corners, swapped));
+      PutWide(scaleA, _mm256_madd_epi16(a, weights), _mm256_madd_epi16(b, weights), i, share);
     }
   }
-  Empty(work, row, wide, &queue);
-}
 
+  DIBKIT_AVX2_INLINE PassBytes Make(const Share& share, Row scaleV) const {
+    return MakeWidePass(share, scaleV, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+  }
+
+  static uint32_t Corners(const uint8_t* samples, uint32_t i) {
+    const uint32_t turned = ReadAt<uint32_t>(samples + 4 * i);  // A left, B left, A right, B right
+    return (turned & 0xFF0000FF) | (turned & 0xFF00) << 8 | (turned >> 8 & 0xFF00);
+  }
+};
+
+// With weights of 8 bits.
 template <int kChunks>
-DIBKIT_AVX2 void WideRow(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                         const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  RowWork work(plan, rowA, rowB, traffic, out);
-  const WideLanes lanes = MakeWideLanes(plan, row);
-  OpenQueue queue;
-  for (uint32_t group = 0; group < plan.groups;) {
-    group = SkipFlat(work, group);
-    const uint32_t end = std::min(plan.groups, group + work.passGroups);
-    for (; group < end; group += 2 * kWideVectors) {
-      PrefetchPass(work, group / (2 * kWideVectors));
-      WidePass<kChunks>(work, lanes, group, &queue);
-      if (queue.Full()) Empty(work, row, lanes, &queue);
+struct MixedForm {
+  static constexpr uint32_t kSlots = kGroupBytes / 2;
+  using Row = __m256;  // WideLanes::scaleV
+  using Share = WideShare;
+
+  __m256 scaleA;
+
+  DIBKIT_AVX2_INLINE explicit MixedForm(const LinePlan& plan) : scaleA(ScaleA(plan)) {}
+
+  DIBKIT_AVX2_INLINE Row ForRow(const RowPhase& /*row*/, const WideLanes& lanes) const {
+    return lanes.scaleV;
+  }
+
+  DIBKIT_AVX2_INLINE void Read(const Tables& tables, const RowWork& work, uint32_t group,
+                               uint8_t* samples, Share* share) const {
+    const __m256i zero = _mm256_setzero_si256();
+#pragma GCC unroll 2
+    for (uint32_t i = 0; i < 2; ++i) {
+      const size_t at = group + 2 * i;
+      const __m256i weights = Load(tables.weights + at * kGroupBytes);
+      const __m256i a = Pairs<kChunks>(tables, work.rowA, at);
+      const __m256i b = Pairs<kChunks>(tables, work.rowB, at);
+      const __m256i sumA = _mm256_maddubs_epi16(a, weights);
+      const __m256i sumB = _mm256_maddubs_epi16(b, weights);
+      const __m256i flat = Flat(a, b);
+      StoreBytes(samples + 32 * i, a);
+      StoreBytes(samples + 32 * (2 + i), b);
+      share->flat[2 * i] = _mm256_unpacklo_epi16(flat, flat);
+      share->flat[2 * i + 1] = _mm256_unpackhi_epi16(flat, flat);
+      PutWide(scaleA, _mm256_unpacklo_epi16(sumA, zero), _mm256_unpacklo_epi16(sumB, zero), 2 * i,
+              share);
+      PutWide(scaleA, _mm256_unpackhi_epi16(sumA, zero), _mm256_unpackhi_epi16(sumB, zero),
+              2 * i + 1, share);
     }
   }
-  Empty(work, row, lanes, &queue);
+
+  DIBKIT_AVX2_INLINE PassBytes Make(const Share& share, Row scaleV) const {
+    return MakeWidePass(share, scaleV, _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7));
+  }
+
+  static uint32_t Corners(const uint8_t* samples, uint32_t i) { return CornersOfPairs(samples, i); }
+};
+
+// ---- Remainders of 16 bits, where weights are bytes and the divisor is small ----
+
+// What weighted sums are multiplied by to fill 15 bits.
+uint32_t Spread(const LinePlan& plan) { return 32767 / (255 * plan.partsX); }
+
+// Whether remainders of spread numbers fit 15 bits.
+bool IsShort(const LinePlan& plan) {
+  return plan.byteWeights && Spread(plan) * plan.divisor <= 32767;
 }
 
-DIBKIT_AVX2 void MakeWideLine(const LinePlan& plan, const RowPhase& row, const uint8_t* rowA,
-                              const uint8_t* rowB, const Traffic& traffic, uint8_t* out) {
-  if (plan.byteWeights) {
-    return plan.chunks == 1 ? MixedRow<1>(plan, row, rowA, rowB, traffic, out)
-                            : MixedRow<0>(plan, row, rowA, rowB, traffic, out);
+struct ShortShare {
+  __m256i top[2];       // A's weighted sum times Qy, spread, of which 16 bits are enough
+  __m256i down[2];      // V, spread
+  __m256i estimate[2];  // 1 more than A's value, in 64ths, made too small by 2 of them
+  __m256i whole[2];     // the remainder of open lanes: 0, but none where all samples are equal
+};
+
+// Estimates the value in 64ths by two products with 15 bits of a fraction, each within 1 (not
+// quite) of the truth, and takes 2 off: the estimate is less than the truth by less than 4. So the
+// next integer above the estimate is the value or, unless the value is a whole one, 1 more, which
+// the sign of the remainder tells; and a remainder of 0 tells that the value is whole.
+template <int kChunks>
+struct ShortForm {
+  static constexpr uint32_t kSlots = kGroupBytes / 2;
+  struct Row {
+    __m256i phase, rise;
+  };
+  using Share = ShortShare;
+
+  uint32_t spreadDivisor;
+  __m256i spread, spreadParts, divisor, rise;
+
+  DIBKIT_AVX2_INLINE explicit ShortForm(const LinePlan& plan)
+      : spreadDivisor(Spread(plan) * plan.divisor),
+        spread(Word(Spread(plan))),
+        spreadParts(Word(Spread(plan) * plan.partsY)),
+        divisor(Word(spreadDivisor)),
+        rise(Rise(plan.partsY)) {}
+
+  // What a spread sum that counts `parts` times is multiplied by to become 64ths.
+  DIBKIT_AVX2_INLINE __m256i Rise(uint32_t parts) const {
+    return Word(
+        static_cast<uint32_t>(((uint64_t{parts} << 21) + spreadDivisor / 2) / spreadDivisor));
   }
-  if (plan.chunks == 1) return WideRow<1>(plan, row, rowA, rowB, traffic, out);
-  if (plan.chunks == 2) return WideRow<2>(plan, row, rowA, rowB, traffic, out);
-  return WideRow<0>(plan, row, rowA, rowB, traffic, out);
+
+  DIBKIT_AVX2_INLINE Row ForRow(const RowPhase& row, const WideLanes& /*lanes*/) const {
+    return {Word(row.phase), Rise(row.phase)};
+  }
+
+  DIBKIT_AVX2_INLINE void Read(const Tables& tables, const RowWork& work, uint32_t group,
+                               uint8_t* samples, Share* share) const {
+#pragma GCC unroll 2
+    for (uint32_t i = 0; i < 2; ++i) {
+      const size_t at = group + 2 * i;
+      const __m256i weights = Load(tables.weights + at * kGroupBytes);
+      const __m256i a = Pairs<kChunks>(tables, work.rowA, at);
+      const __m256i b = Pairs<kChunks>(tables, work.rowB, at);
+      const __m256i sumA = _mm256_maddubs_epi16(a, weights);
+      const __m256i sumB = _mm256_maddubs_epi16(b, weights);
+      const __m256i spreadA = _mm256_mullo_epi16(sumA, spread);
+      StoreBytes(samples + 32 * i, a);
+      StoreBytes(samples + 32 * (2 + i), b);
+      share->top[i] = _mm256_mullo_epi16(sumA, spreadParts);
+      share->down[i] = _mm256_sub_epi16(_mm256_mullo_epi16(sumB, spread), spreadA);
+      share->estimate[i] =
+          _mm256_add_epi16(_mm256_mulhrs_epi16(spreadA, rise), _mm256_set1_epi16(64 - 2));
+      share->whole[i] = _mm256_slli_epi16(Flat(a, b), 15);
+    }
+  }
+
+  DIBKIT_AVX2_INLINE PassBytes Make(const Share& share, const Row& row) const {
+    __m256i value[2], open[2];
+#pragma GCC unroll 2
+    for (uint32_t i = 0; i < 2; ++i) {
+      const __m256i above = _mm256_srai_epi16(
+          _mm256_add_epi16(share.estimate[i], _mm256_mulhrs_epi16(share.down[i], row.rise)), 6);
+      const __m256i number =
+          _mm256_add_epi16(share.top[i], _mm256_mullo_epi16(share.down[i], row.phase));
+      const __m256i rest = _mm256_sub_epi16(number, _mm256_mullo_epi16(above, divisor));
+      open[i] = _mm256_cmpeq_epi16(rest, share.whole[i]);
+      value[i] = _mm256_add_epi16(above, _mm256_srai_epi16(rest, 15));
+    }
+    return {
+        InOrder(_mm256_packus_epi16(value[0], value[1])),
+        static_cast<uint32_t>(_mm256_movemask_epi8(InOrder(_mm256_packs_epi16(open[0], open[1]))))};
+  }
+
+  static uint32_t Corners(const uint8_t* samples, uint32_t i) { return CornersOfPairs(samples, i); }
+};
+
+// What is open in the rows of a batch.
+template <uint32_t kMost>
+struct OpenRows {
+  PassSamples samples;
+  OpenPasses passes[kMost];
+  WideLanes lanes[kMost];
+  OpenQueue queues[kMost];
+};
+
+// Queues the open bytes of a pass. Most have one or two, which are queued without a branch.
+template <class Form>
+inline void QueueOpen(const PassSamples& samples, uint32_t pass, uint32_t open, OpenQueue* queue) {
+  const auto put = [&](uint32_t set) {
+    const auto i = static_cast<uint32_t>(__builtin_ctz(set));
+    queue->sample[queue->count] = samples.done[pass] + i;
+    queue->corners[queue->count] = Form::Corners(samples.bytes[pass], i);
+  };
+  constexpr uint32_t kNone = uint32_t{1} << 31;
+  put(open | kNone);
+  queue->count += open != 0 ? 1 : 0;
+  open &= open - 1;
+  put(open | kNone);
+  queue->count += open != 0 ? 1 : 0;
+  for (open &= open - 1; open != 0; open &= open - 1) {
+    put(open);
+    ++queue->count;
+  }
+}
+
+// Queues what is open in the passes so far.
+template <class Form, uint32_t kMost>
+DIBKIT_AVX2 __attribute__((noinline)) void QueuePasses(const LinePlan& plan, const RowBatch& batch,
+                                                       OpenRows<kMost>* open) {
+  const Tables tables(plan);
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    OpenPasses& passes = open->passes[row];
+    OpenQueue* const queue = &open->queues[row];
+    for (uint32_t i = 0; i < passes.count; ++i) {
+      const uint32_t pass = passes.pass[i];
+      const uint32_t used = UsedLanes(tables, open->samples.done[pass]);
+      QueueOpen<Form>(open->samples, pass, passes.open[i] & used, queue);
+      if (queue->Full()) Empty(plan, batch, row, open->lanes[row], queue);
+    }
+    passes.count = 0;
+  }
+  open->samples.count = 0;
+}
+
+// The rows of a batch; kOne: it is one row.
+template <class Form, bool kOne>
+DIBKIT_AVX2 void QueuedRows(const LinePlan& plan, const RowBatch& batch) {
+  constexpr uint32_t kMost = kOne ? 1 : RowBatch::kMost;
+  constexpr uint32_t kTogether = kStore / Form::kSlots;
+  const uint32_t count = kOne ? 1 : batch.count;
+  const Tables tables(plan);
+  const Form form(plan);
+  RowWork work(plan, batch);
+  typename Form::Row rows[kMost];
+  uint8_t* out[kMost];
+  OpenRows<kMost> open;
+  for (uint32_t row = 0; row < count; ++row) {
+    open.lanes[row] = MakeWideLanes(plan, batch.phases[row]);
+    rows[row] = form.ForRow(batch.phases[row], open.lanes[row]);
+    out[row] = batch.Out(row);
+  }
+  for (uint32_t group = 0; group < tables.groups;) {
+    group = SkipFlat(work, group);
+    const uint32_t end = std::min(tables.groups, group + work.passGroups);
+    for (; group < end; group += kTogether) {
+      const uint32_t done = group * Form::kSlots;
+      work.traffic.Carry(done);
+      const uint32_t pass = open.samples.count++;
+      open.samples.done[pass] = done;
+      typename Form::Share share;
+      form.Read(tables, work, group, open.samples.bytes[pass], &share);
+      for (uint32_t row = 0; row < count; ++row) {
+        PrefetchOutput(tables.samples, out[row], done);
+        const PassBytes made = form.Make(share, rows[row]);
+        Store(tables, out[row], done, made.bytes);
+        open.passes[row].Note(pass, made.open);
+      }
+    }
+    if (open.samples.count > PassSamples::kPasses - kSeek) QueuePasses<Form>(plan, batch, &open);
+  }
+  QueuePasses<Form>(plan, batch, &open);
+  for (uint32_t row = 0; row < count; ++row) {
+    Empty(plan, batch, row, open.lanes[row], &open.queues[row]);
+  }
+}
+
+template <template <int> class Form>
+DIBKIT_AVX2 void WideRows(const LinePlan& plan, const RowBatch& batch) {
+  if (plan.chunks != 1) return QueuedRows<Form<0>, false>(plan, batch);
+  if (batch.count == 1) return QueuedRows<Form<1>, true>(plan, batch);
+  return QueuedRows<Form<1>, false>(plan, batch);
+}
+
+DIBKIT_AVX2 void MakeWideRows(const LinePlan& plan, const RowBatch& batch) {
+  if (IsShort(plan)) return WideRows<ShortForm>(plan, batch);
+  if (plan.byteWeights) return WideRows<MixedForm>(plan, batch);
+  return WideRows<WideForm>(plan, batch);
 }
 
 }  // namespace
 
 const LineKernels kAvx2LineKernels = {
-    {16, 2, 4}, {16, 4, 8}, EachRow<MakeCopyLine>, EachRow<MakeNarrowLine>, EachRow<MakeWideLine>};
+    {16, 2, 4}, {16, 4, 8}, EachRow<CopyLine>, MakeNarrowRows, MakeWideRows};
 
 }  // namespace dibkit::resolution
