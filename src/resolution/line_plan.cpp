@@ -9,6 +9,8 @@
 #include <new>
 #include <numeric>
 
+#include "resolution/short_form.h"
+
 namespace dibkit::resolution {
 
 namespace {
@@ -547,9 +549,6 @@ LinePlan PrepareLinePlan(const PlanGeometry& geometry, uint32_t channels, LaneSh
   const Axis y = MeasureAxis(geometry.scaleY, geometry.dpi, geometry.resY, geometry.dstHeight);
   const LineForm form = ChooseForm(x, y);
   if (form == LineForm::kNone) return plan;
-  plan.byteWeights =
-      form != LineForm::kWide || (wide.lookUpBytes != 0 && x.ratio.parts <= kMaxNarrowParts);
-  plan.shape = plan.byteWeights ? narrow : wide;
   plan.channels = channels;
   plan.rowBytes = geometry.srcWidth * channels;
   plan.samples = geometry.dstWidth * channels;
@@ -557,6 +556,8 @@ LinePlan PrepareLinePlan(const PlanGeometry& geometry, uint32_t channels, LaneSh
   plan.partsX = x.ratio.parts;
   plan.partsY = y.ratio.parts;
   plan.divisor = plan.partsX * plan.partsY;
+  plan.byteWeights = form != LineForm::kWide || (wide.lookUpBytes != 0 && FitsShort(plan));
+  plan.shape = plan.byteWeights ? narrow : wide;
   plan.errors = x.exact && y.exact ? ErrorForm::kExact : ErrorForm::kSmooth;
   plan.rowErrorBound = y.bound;
   plan.wideDoubt = static_cast<float>(510.0 * x.bound * y.bound * kWideErrorUnit);

@@ -99,7 +99,7 @@ struct LinePlan {
   uint32_t fineGuard = 0;  // a sum above this and |H| + |V| does decide
   uint32_t nearFineGuard = 0;
   // Rows have the narrow shape and weights of a byte; in the wide form that holds for kernels with
-  // look-ups if Qx is small enough.
+  // look-ups if the numbers suit them (see short_form.h).
   bool byteWeights = false;
   float wideDoubt = 0;      // wide form: bounds the product of both errors, in its units
   uint32_t nearGroups = 0;  // groups that hold a column whose position is below 128

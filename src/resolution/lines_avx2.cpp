@@ -7,6 +7,7 @@
 #include "common/simd.h"
 #include "resolution/line_kernels.h"
 #include "resolution/line_settle.h"
+#include "resolution/short_form.h"
 
 // AVX2 with FMA. The same arithmetic as lines_avx512.cpp, with masks in vectors of words, but for
 // sums of 16 bits in the wide form, which have exact remainders here (ShortForm); a group is 8
@@ -984,59 +985,7 @@ struct WideForm {
 };
 
 // With weights of 8 bits.
-template <int kChunks>
-struct MixedForm {
-  static constexpr uint32_t kSlots = kGroupBytes / 2;
-  using Row = __m256;  // WideLanes::scaleV
-  using Share = WideShare;
-
-  __m256 scaleA;
-
-  DIBKIT_AVX2_INLINE explicit MixedForm(const LinePlan& plan) : scaleA(ScaleA(plan)) {}
-
-  DIBKIT_AVX2_INLINE Row ForRow(const RowPhase& /*row*/, const WideLanes& lanes) const {
-    return lanes.scaleV;
-  }
-
-  DIBKIT_AVX2_INLINE void Read(const Tables& tables, const RowWork& work, uint32_t group,
-                               uint8_t* samples, Share* share) const {
-    const __m256i zero = _mm256_setzero_si256();
-#pragma GCC unroll 2
-    for (uint32_t i = 0; i < 2; ++i) {
-      const size_t at = group + 2 * i;
-      const __m256i weights = Load(tables.weights + at * kGroupBytes);
-      const __m256i a = Pairs<kChunks>(tables, work.rowA, at);
-      const __m256i b = Pairs<kChunks>(tables, work.rowB, at);
-      const __m256i sumA = _mm256_maddubs_epi16(a, weights);
-      const __m256i sumB = _mm256_maddubs_epi16(b, weights);
-      const __m256i flat = Flat(a, b);
-      StoreBytes(samples + 32 * i, a);
-      StoreBytes(samples + 32 * (2 + i), b);
-      share->flat[2 * i] = _mm256_unpacklo_epi16(flat, flat);
-      share->flat[2 * i + 1] = _mm256_unpackhi_epi16(flat, flat);
-      PutWide(scaleA, _mm256_unpacklo_epi16(sumA, zero), _mm256_unpacklo_epi16(sumB, zero), 2 * i,
-              share);
-      PutWide(scaleA, _mm256_unpackhi_epi16(sumA, zero), _mm256_unpackhi_epi16(sumB, zero),
-              2 * i + 1, share);
-    }
-  }
-
-  DIBKIT_AVX2_INLINE PassBytes Make(const Share& share, Row scaleV) const {
-    return MakeWidePass(share, scaleV, _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7));
-  }
-
-  static uint32_t Corners(const uint8_t* samples, uint32_t i) { return CornersOfPairs(samples, i); }
-};
-
-// ---- Remainders of 16 bits, where weights are bytes and the divisor is small ----
-
-// What weighted sums are multiplied by to fill 15 bits.
-uint32_t Spread(const LinePlan& plan) { return 32767 / (255 * plan.partsX); }
-
-// Whether remainders of spread numbers fit 15 bits.
-bool IsShort(const LinePlan& plan) {
-  return plan.byteWeights && Spread(plan) * plan.divisor <= 32767;
-}
+// ---- The short form (see short_form.h) ----
 
 struct ShortShare {
   __m256i top[2];       // A's weighted sum times Qy, spread, of which 16 bits are enough
@@ -1045,10 +994,6 @@ struct ShortShare {
   __m256i whole[2];     // the remainder of open lanes: 0, but none where all samples are equal
 };
 
-// Estimates the value in 64ths by two products with 15 bits of a fraction, each within 1 (not
-// quite) of the truth, and takes 2 off: the estimate is less than the truth by less than 4. So the
-// next integer above the estimate is the value or, unless the value is a whole one, 1 more, which
-// the sign of the remainder tells; and a remainder of 0 tells that the value is whole.
 template <int kChunks>
 struct ShortForm {
   static constexpr uint32_t kSlots = kGroupBytes / 2;
@@ -1057,24 +1002,18 @@ struct ShortForm {
   };
   using Share = ShortShare;
 
-  uint32_t spreadDivisor;
+  const LinePlan& plan;
   __m256i spread, spreadParts, divisor, rise;
 
-  DIBKIT_AVX2_INLINE explicit ShortForm(const LinePlan& plan)
-      : spreadDivisor(Spread(plan) * plan.divisor),
+  DIBKIT_AVX2_INLINE explicit ShortForm(const LinePlan& ofPlan)
+      : plan(ofPlan),
         spread(Word(Spread(plan))),
         spreadParts(Word(Spread(plan) * plan.partsY)),
-        divisor(Word(spreadDivisor)),
-        rise(Rise(plan.partsY)) {}
-
-  // What a spread sum that counts `parts` times is multiplied by to become 64ths.
-  DIBKIT_AVX2_INLINE __m256i Rise(uint32_t parts) const {
-    return Word(
-        static_cast<uint32_t>(((uint64_t{parts} << 21) + spreadDivisor / 2) / spreadDivisor));
-  }
+        divisor(Word(SpreadDivisor(plan))),
+        rise(Word(SpreadRise(plan, plan.partsY))) {}
 
   DIBKIT_AVX2_INLINE Row ForRow(const RowPhase& row, const WideLanes& /*lanes*/) const {
-    return {Word(row.phase), Rise(row.phase)};
+    return {Word(row.phase), Word(SpreadRise(plan, row.phase))};
   }
 
   DIBKIT_AVX2_INLINE void Read(const Tables& tables, const RowWork& work, uint32_t group,
@@ -1216,9 +1155,7 @@ DIBKIT_AVX2 void WideRows(const LinePlan& plan, const RowBatch& batch) {
 }
 
 DIBKIT_AVX2 void MakeWideRows(const LinePlan& plan, const RowBatch& batch) {
-  if (IsShort(plan)) return WideRows<ShortForm>(plan, batch);
-  if (plan.byteWeights) return WideRows<MixedForm>(plan, batch);
-  return WideRows<WideForm>(plan, batch);
+  return plan.byteWeights ? WideRows<ShortForm>(plan, batch) : WideRows<WideForm>(plan, batch);
 }
 
 }  // namespace

@@ -19,9 +19,9 @@
 #endif
 
 #define DIBKIT_AVX512 \
-  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt")))
-#define DIBKIT_AVX512_INLINE                                                            \
-  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt"), \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt,bmi2")))
+#define DIBKIT_AVX512_INLINE                                                                 \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,prfchw,popcnt,bmi2"), \
                  always_inline)) inline
 
 namespace dibkit::resolution::avx512 {
@@ -73,6 +73,13 @@ DIBKIT_AVX512_INLINE __m512i Pairs(const Tables& tables, const uint8_t* row, siz
                                          _mm512_loadu_si512(row + offsets[chunk]));
   }
   return pairs;
+}
+
+// Lanes whose four samples are not all equal.
+DIBKIT_AVX512_INLINE __mmask32 NotFlat(__m512i a, __m512i b) {
+  const __m512i turned =
+      _mm512_shuffle_epi8(a, _mm512_set4_epi32(0x0E0F0C0D, 0x0A0B0809, 0x06070405, 0x02030001));
+  return _mm512_cmpneq_epi16_mask(a, b) | _mm512_cmpneq_epi16_mask(a, turned);
 }
 
 // One pass's share of the traffic.

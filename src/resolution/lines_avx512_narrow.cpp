@@ -222,16 +222,9 @@ DIBKIT_AVX512_INLINE Group MakeGroup(const Tables& tables, const RowLanes& lanes
   return MakeSmoothGroup<kKind>(tables, lanes, near, a, b, group);
 }
 
-// Lanes whose four samples are not all equal.
-DIBKIT_AVX512_INLINE __mmask32 NotFlat(const Group& g) {
-  const __m512i turned =
-      _mm512_shuffle_epi8(g.a, _mm512_set4_epi32(0x0E0F0C0D, 0x0A0B0809, 0x06070405, 0x02030001));
-  return _mm512_cmpneq_epi16_mask(g.a, g.b) | _mm512_cmpneq_epi16_mask(g.a, turned);
-}
-
 // Leaves of the unsure lanes those that the error decides: no remainder and not flat.
 DIBKIT_AVX512_INLINE __m512i FindOpen(const RowLanes& lanes, Group* g) {
-  g->unsure &= NotFlat(*g);
+  g->unsure &= NotFlat(g->a, g->b);
   if (g->unsure == 0) return g->value;
   const __m512i ideal = Divide(_mm512_add_epi16(g->number, lanes.bias), lanes);
   g->unsure =

@@ -3,6 +3,7 @@
 
 #include "resolution/line_settle.h"
 #include "resolution/lines_avx512.h"
+#include "resolution/short_form.h"
 
 // The wide form: samples in lanes of 32 bits, a group of 16 to a vector.
 
@@ -340,83 +341,170 @@ DIBKIT_AVX512 void WideRows(const LinePlan& plan, const RowBatch& batch) {
   }
 }
 
-// ---- The wide form with weights of a byte: sums of 16 bits, 32 to a vector ----
+// ---- The short form (see short_form.h): words, 32 to a vector ----
 
-struct MixedShare {
-  __m512i a, b;       // pairs of samples
-  __m512i low, high;  // weighted sums (A, B) of samples 0 to 3, 8 to 11, ... and of the others
+struct ShortShare {
+  __m512i a, b;      // pairs of samples
+  __m512i top;       // A's weighted sum times Qy, spread, of which 16 bits are enough
+  __m512i down;      // V, spread
+  __m512i estimate;  // 1 more than A's value, in 64ths, made too small by 2 of them
+  __mmask32 uneven;  // lanes whose four samples are not all equal
 };
 
+struct ShortNumbers {
+  __m512i spread, spreadParts, divisor, rise;
+};
+
+// Of a row.
+struct ShortPhase {
+  __m512i phase, rise;
+};
+
+DIBKIT_AVX512_INLINE ShortNumbers MakeShortNumbers(const LinePlan& plan) {
+  return {Word(Spread(plan)), Word(Spread(plan) * plan.partsY), Word(SpreadDivisor(plan)),
+          Word(SpreadRise(plan, plan.partsY))};
+}
+
+DIBKIT_AVX512_INLINE ShortPhase MakeShortPhase(const LinePlan& plan, const RowPhase& row) {
+  return {Word(row.phase), Word(SpreadRise(plan, row.phase))};
+}
+
 template <int kChunks>
-DIBKIT_AVX512_INLINE MixedShare MakeMixedShare(const Tables& tables, const uint8_t* rowA,
-                                               const uint8_t* rowB, size_t group) {
+DIBKIT_AVX512_INLINE ShortShare MakeShortShare(const Tables& tables, const ShortNumbers& numbers,
+                                               const uint8_t* rowA, const uint8_t* rowB,
+                                               size_t group) {
   const __m512i weights = _mm512_load_si512(tables.weights + size_t{tables.alike[group]} * 64);
   const __m512i a = Pairs<kChunks>(tables, rowA, group);
   const __m512i b = Pairs<kChunks>(tables, rowB, group);
   const __m512i sumA = _mm512_maddubs_epi16(a, weights);
   const __m512i sumB = _mm512_maddubs_epi16(b, weights);
-  return {a, b, _mm512_unpacklo_epi16(sumA, sumB), _mm512_unpackhi_epi16(sumA, sumB)};
+  const __m512i spreadA = _mm512_mullo_epi16(sumA, numbers.spread);
+  const __m512i estimate =
+      _mm512_add_epi16(_mm512_mulhrs_epi16(spreadA, numbers.rise), _mm512_set1_epi16(64 - 2));
+  return {a,
+          b,
+          _mm512_mullo_epi16(sumA, numbers.spreadParts),
+          _mm512_sub_epi16(_mm512_mullo_epi16(sumB, numbers.spread), spreadA),
+          estimate,
+          NotFlat(a, b)};
 }
 
-DIBKIT_AVX512_INLINE void FindMixedCorners(const MixedShare* share, PassCorners* corners) {
-#pragma GCC unroll 2
-  for (uint32_t i = 0; i < 2; ++i) {
-    corners->of[2 * i] = _mm512_unpacklo_epi8(share[i].a, share[i].b);
-    corners->of[2 * i + 1] = _mm512_unpackhi_epi8(share[i].a, share[i].b);
+// 32 output bytes as words; `open`: the uneven lanes whose value is whole.
+DIBKIT_AVX512_INLINE __m512i ShortValue(const ShortShare& share, const ShortNumbers& numbers,
+                                        const ShortPhase& row, __mmask32* open) {
+  const __m512i above = _mm512_srai_epi16(
+      _mm512_add_epi16(share.estimate, _mm512_mulhrs_epi16(share.down, row.rise)), 6);
+  const __m512i number = _mm512_add_epi16(share.top, _mm512_mullo_epi16(share.down, row.phase));
+  const __m512i rest = _mm512_sub_epi16(number, _mm512_mullo_epi16(above, numbers.divisor));
+  *open = _mm512_mask_testn_epi16_mask(share.uneven, rest, rest);
+  return _mm512_add_epi16(above, _mm512_srai_epi16(rest, 15));
+}
+
+// The samples of some passes, for the open bytes that are queued later.
+struct PassSamples {
+  static constexpr uint32_t kPasses = 32;
+
+  uint32_t count = 0;
+  uint32_t done[kPasses];
+  alignas(64) uint8_t pairs[kPasses][2][128];  // of A and of B
+
+  uint32_t Corners(uint32_t pass, uint32_t lane) const {
+    const uint8_t* const a = pairs[pass][0] + 2 * lane;
+    const uint8_t* const b = pairs[pass][1] + 2 * lane;
+    return a[0] | uint32_t{b[0]} << 8 | uint32_t{a[1]} << 16 | uint32_t{b[1]} << 24;
   }
-  FindUneven(corners);
+};
+
+// The passes of a row that have open bytes. Whether a pass has any is as good as random, so they
+// are noted without a branch.
+struct OpenPasses {
+  uint32_t count = 0;
+  uint32_t pass[PassSamples::kPasses + 1];
+  uint64_t open[PassSamples::kPasses + 1];
+
+  DIBKIT_AVX512_INLINE void Note(uint32_t ofPass, uint64_t lanes) {
+    pass[count] = ofPass;
+    open[count] = lanes;
+    count += lanes != 0 ? 1 : 0;
+  }
+};
+
+// Queues the open bytes of a pass. Most have one or two, which are queued without a branch.
+DIBKIT_AVX512_INLINE void QueueOpenBytes(const PassSamples& samples, uint32_t pass, uint64_t open,
+                                         OpenQueue* queue) {
+  const auto put = [&](uint64_t lanes) {
+    const auto lane = static_cast<uint32_t>(std::countr_zero(lanes));
+    queue->sample[queue->count] = samples.done[pass] + lane;
+    queue->corners[queue->count] = samples.Corners(pass, lane);
+  };
+  constexpr uint64_t kNone = uint64_t{1} << 63;
+  for (int i = 0; i < 2; ++i) {
+    put(open | kNone);
+    queue->count += open != 0 ? 1 : 0;
+    open &= open - 1;
+  }
+  for (; open != 0; open &= open - 1) {
+    put(open);
+    ++queue->count;
+  }
 }
 
-// The value with 16 bits behind the point, raised by 4 of its last places, as a word.
-DIBKIT_AVX512_INLINE __m512i MixedValue(__m512i sums, __m512i weights, __m512 scale,
-                                        __mmask16* near) {
-  const __m512i fixed = _mm512_cvtps_epi32(_mm512_fmadd_ps(
-      _mm512_cvtepi32_ps(_mm512_madd_epi16(sums, weights)), scale, _mm512_set1_ps(4)));
-  *near = _mm512_testn_epi32_mask(fixed, _mm512_set1_epi32(0xFFF8));
-  return _mm512_srli_epi32(fixed, 16);
+// What is open in the rows of a batch.
+template <uint32_t kMost>
+struct OpenRows {
+  PassSamples samples;
+  OpenPasses passes[kMost];
+  WideLanes lanes[kMost];
+  OpenQueue queues[kMost];
+};
+
+// Queues what is open in the passes so far.
+template <uint32_t kMost>
+DIBKIT_AVX512 __attribute__((noinline)) void QueuePasses(const LinePlan& plan,
+                                                         const RowBatch& batch,
+                                                         OpenRows<kMost>* open) {
+  const Tables tables(plan);
+  for (uint32_t row = 0; row < batch.count; ++row) {
+    OpenPasses& passes = open->passes[row];
+    for (uint32_t i = 0; i < passes.count; ++i) {
+      const uint64_t used = UsedLanes(tables, open->samples.done[passes.pass[i]]);
+      QueueOpenBytes(open->samples, passes.pass[i], passes.open[i] & used, &open->queues[row]);
+      if (open->queues[row].Full()) {
+        Empty(plan, batch, row, open->lanes[row], &open->queues[row]);
+      }
+    }
+    passes.count = 0;
+  }
+  open->samples.count = 0;
 }
 
-// WideBytes of these.
-DIBKIT_AVX512_INLINE __m512i MixedBytes(const MixedShare* share, __m512i weights, __m512 scale,
-                                        PassLanes* near) {
-  const __m512i first =
-      _mm512_packus_epi32(MixedValue(share[0].low, weights, scale, &near->of[0]),
-                          MixedValue(share[0].high, weights, scale, &near->of[1]));
-  const __m512i last = _mm512_packus_epi32(MixedValue(share[1].low, weights, scale, &near->of[2]),
-                                           MixedValue(share[1].high, weights, scale, &near->of[3]));
-  return _mm512_packus_epi16(first, last);
-}
-
-// The bytes of each group of lanes: fours of the first 32 in turns, then fours of the others.
-DIBKIT_AVX512_INLINE WideOrder MakeMixedOrder() {
-  const __m512i first = _mm512_setr_epi32(0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
-  return {first, _mm512_add_epi32(first, _mm512_set1_epi32(4)),
-          _mm512_add_epi32(first, _mm512_set1_epi32(32)),
-          _mm512_add_epi32(first, _mm512_set1_epi32(36))};
-}
-
-// Pairs of words (Qy - q, q).
-DIBKIT_AVX512_INLINE __m512i MixedWeights(const LinePlan& plan, const RowPhase& row) {
-  return _mm512_set1_epi32(static_cast<int>((plan.partsY - row.phase) | (row.phase << 16)));
+DIBKIT_AVX512_INLINE void KeepSamples(const ShortShare* share, uint32_t done,
+                                      PassSamples* samples) {
+  samples->done[samples->count] = done;
+  uint8_t(*const to)[128] = samples->pairs[samples->count];
+  _mm512_store_si512(to[0], share[0].a);
+  _mm512_store_si512(to[0] + 64, share[1].a);
+  _mm512_store_si512(to[1], share[0].b);
+  _mm512_store_si512(to[1] + 64, share[1].b);
+  ++samples->count;
 }
 
 template <int kChunks, bool kOne>
-DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
-  const Tables tables(plan);
+DIBKIT_AVX512 void ShortRows(const LinePlan& plan, const RowBatch& batch) {
   constexpr uint32_t kMost = kOne ? 1 : RowBatch::kMost;
   const uint32_t count = kOne ? 1 : batch.count;
-  WideLanes lanes[kMost];
-  OpenQueue queues[kMost];
-  __m512i weights[kMost];
+  const Tables tables(plan);
+  const ShortNumbers numbers = MakeShortNumbers(plan);
+  OpenRows<kMost> open;
+  ShortPhase phases[kMost];
   uint8_t* out[kMost];
   for (uint32_t row = 0; row < count; ++row) {
-    lanes[row] = MakeWideLanes(plan, batch.phases[row]);
-    weights[row] = MixedWeights(plan, batch.phases[row]);
+    open.lanes[row] = MakeWideLanes(plan, batch.phases[row]);
+    phases[row] = MakeShortPhase(plan, batch.phases[row]);
     out[row] = batch.Out(row);
   }
   const uint8_t* const rowA = batch.rowA;
   const uint8_t* const rowB = batch.rowB;
-  const __m512 scale = _mm512_set1_ps(static_cast<float>(65536.0 / plan.divisor));
   PassTraffic beside(batch.traffic, tables.groups / 2);
   bool flat = false;
   for (uint32_t group = 0; group < tables.groups; group += 2) {
@@ -427,38 +515,35 @@ DIBKIT_AVX512 void MixedRows(const LinePlan& plan, const RowBatch& batch) {
       for (uint32_t row = 0; row < count; ++row) StorePass(tables, out[row], done, bytes);
       continue;
     }
-    const MixedShare share[2] = {MakeMixedShare<kChunks>(tables, rowA, rowB, group),
-                                 MakeMixedShare<kChunks>(tables, rowA, rowB, group + 1)};
-    PassCorners corners;
-    bool known = false;
+    const ShortShare share[2] = {MakeShortShare<kChunks>(tables, numbers, rowA, rowB, group),
+                                 MakeShortShare<kChunks>(tables, numbers, rowA, rowB, group + 1)};
+    flat = (share[0].uneven | share[1].uneven) == 0;
+    const uint32_t pass = open.samples.count;
+    KeepSamples(share, done, &open.samples);
     for (uint32_t row = 0; row < count; ++row) {
       PrefetchOutput(tables, out[row], done);
-      PassLanes near;
-      bytes = MixedBytes(share, weights[row], scale, &near);
-      StorePass(tables, out[row], done, bytes);
-      flat = near.All();
-      if (near.None()) continue;
-      if (kOne || !known) FindMixedCorners(share, &corners);
-      known = true;
-      const PassLanes open = OpenLanes(near, corners);
-      if (open.None()) continue;
-      QueuePass(tables.samples, done, open, corners, MakeMixedOrder().of, &queues[row]);
-      if (queues[row].Full()) Empty(plan, batch, row, lanes[row], &queues[row]);
+      __mmask32 lanes[2];
+      const __m512i first = ShortValue(share[0], numbers, phases[row], &lanes[0]);
+      const __m512i last = ShortValue(share[1], numbers, phases[row], &lanes[1]);
+      StorePass(tables, out[row], done, _mm512_packus_epi16(first, last));
+      open.passes[row].Note(pass, lanes[0] | uint64_t{lanes[1]} << 32);
     }
+    if (open.samples.count == PassSamples::kPasses) QueuePasses(plan, batch, &open);
   }
-  for (uint32_t row = 0; row < count; ++row) Empty(plan, batch, row, lanes[row], &queues[row]);
+  QueuePasses(plan, batch, &open);
+  for (uint32_t row = 0; row < count; ++row) {
+    Empty(plan, batch, row, open.lanes[row], &open.queues[row]);
+  }
 }
 
 }  // namespace
 
 DIBKIT_AVX512 void MakeWideRows(const LinePlan& plan, const RowBatch& batch) {
-  if (plan.byteWeights) {
-    if (batch.count == 1) {
-      return plan.chunks == 1 ? MixedRows<1, true>(plan, batch) : MixedRows<0, true>(plan, batch);
-    }
-    return plan.chunks == 1 ? MixedRows<1, false>(plan, batch) : MixedRows<0, false>(plan, batch);
+  if (!plan.byteWeights) {
+    return plan.chunks == 1 ? WideRows<1>(plan, batch) : WideRows<0>(plan, batch);
   }
-  return plan.chunks == 1 ? WideRows<1>(plan, batch) : WideRows<0>(plan, batch);
+  if (plan.chunks != 1) return ShortRows<0, false>(plan, batch);
+  return batch.count == 1 ? ShortRows<1, true>(plan, batch) : ShortRows<1, false>(plan, batch);
 }
 
 }  // namespace dibkit::resolution::avx512
