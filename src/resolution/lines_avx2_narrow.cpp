@@ -111,7 +111,7 @@ DIBKIT_AVX2_INLINE __m256i ErrorSum(const Group& g, __m256i errorY) {
   return _mm256_packs_epi32(low, high);
 }
 
-// Of the lanes without a remainder, those whose sum does not decide (see lines_avx512.cpp). What
+// Of the lanes without a remainder, those whose sum does not decide (see lines_avx512_narrow.cpp). What
 // the last rounding forgives exceeds half the number by half the divisor, so half of it and 1 may
 // be counted, for there are three parts or more. Thereby flat lanes, black ones too, are decided.
 DIBKIT_AVX2_INLINE __m256i GridUnsure(const RowLanes& lanes, __m256i whole, __m256i negative,
