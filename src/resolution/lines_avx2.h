@@ -14,6 +14,7 @@
 
 #include "common/simd.h"
 #include "resolution/line_kernels.h"
+#include "resolution/line_tables.h"
 
 #ifdef DIBKIT_X86
 
@@ -45,28 +46,6 @@ constexpr Repeated MakeRepeated() {
 }
 
 inline constexpr Repeated kRepeated = MakeRepeated();
-
-// Those of the plan's tables and counts that a pass looks at: in a local of a row's own they stay
-// in registers, for no store of output bytes can change them.
-struct Tables {
-  const uint32_t* offsets;
-  const uint8_t* index;
-  const int8_t* weights;
-  const int16_t* wideWeights;
-  const int16_t* xError;
-  uint32_t chunks, groups, nearGroups, samples;
-
-  explicit Tables(const LinePlan& plan)
-      : offsets(plan.offsets),
-        index(plan.index),
-        weights(plan.weights),
-        wideWeights(plan.wideWeights),
-        xError(plan.xError),
-        chunks(plan.chunks),
-        groups(plan.groups),
-        nearGroups(plan.nearGroups),
-        samples(plan.samples) {}
-};
 
 DIBKIT_AVX2_INLINE __m256i Word(uint32_t value) {
   return _mm256_set1_epi16(static_cast<short>(value));

@@ -12,19 +12,6 @@ namespace dibkit::resolution::avx2 {
 
 namespace {
 
-// What is known of a row's numbers before its samples are.
-enum class NarrowKind {
-  kSmooth,     // ErrorForm::kSmooth
-  kTop,        // of those, where IsHalves() holds: rows whose phase is 0
-  kMiddle,     // and rows in the middle between two
-  kGrid,       // ErrorForm::kGrid
-  kGridLevel,  // of those, rows whose fraction is 0: only A counts
-};
-
-constexpr bool IsSmooth(NarrowKind kind) {
-  return kind != NarrowKind::kGrid && kind != NarrowKind::kGridLevel;
-}
-
 // Two parts each way: shifts divide, and steps are so short that one multiplied by more than the
 // guard still fits 16 bits.
 bool IsHalves(const LinePlan& plan) {
@@ -111,9 +98,10 @@ DIBKIT_AVX2_INLINE __m256i ErrorSum(const Group& g, __m256i errorY) {
   return _mm256_packs_epi32(low, high);
 }
 
-// Of the lanes without a remainder, those whose sum does not decide (see lines_avx512_narrow.cpp). What
-// the last rounding forgives exceeds half the number by half the divisor, so half of it and 1 may
-// be counted, for there are three parts or more. Thereby flat lanes, black ones too, are decided.
+// Of the lanes without a remainder, those whose sum does not decide (see lines_avx512_narrow.cpp).
+// What the last rounding forgives exceeds half the number by half the divisor, so half of it and 1
+// may be counted, for there are three parts or more. Thereby flat lanes, black ones too, are
+// decided.
 DIBKIT_AVX2_INLINE __m256i GridUnsure(const RowLanes& lanes, __m256i whole, __m256i negative,
                                       const Group& g) {
   const __m256i size =

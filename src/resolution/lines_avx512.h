@@ -11,6 +11,7 @@
 
 #include "common/simd.h"
 #include "resolution/line_kernels.h"
+#include "resolution/line_tables.h"
 
 #ifdef DIBKIT_X86
 
@@ -30,30 +31,6 @@ void MakeNarrowRows(const LinePlan& plan, const RowBatch& batch);
 void MakeWideRows(const LinePlan& plan, const RowBatch& batch);
 
 inline constexpr uint32_t kGroup = 32;  // output bytes of a group
-
-// Those of the plan's tables and counts that a pass looks at: in a local of a row's own they stay
-// in registers, for no store of output bytes can change them.
-struct Tables {
-  const uint32_t* offsets;
-  const uint32_t* alike;
-  const uint8_t* index;
-  const int8_t* weights;
-  const int16_t* wideWeights;
-  const int16_t* xError;
-  uint32_t chunks, groups, nearGroups, samples;
-
-  explicit Tables(const LinePlan& plan)
-      : offsets(plan.offsets),
-        alike(plan.alike),
-        index(plan.index),
-        weights(plan.weights),
-        wideWeights(plan.wideWeights),
-        xError(plan.xError),
-        chunks(plan.chunks),
-        groups(plan.groups),
-        nearGroups(plan.nearGroups),
-        samples(plan.samples) {}
-};
 
 DIBKIT_AVX512_INLINE __m512i Word(uint32_t value) {
   return _mm512_set1_epi16(static_cast<short>(value));

@@ -11,19 +11,6 @@ namespace dibkit::resolution::avx512 {
 
 namespace {
 
-// What is known of a row's numbers before its samples are.
-enum class NarrowKind {
-  kSmooth,     // ErrorForm::kSmooth
-  kTop,        // of those, where IsBinary() holds: rows whose phase is 0
-  kMiddle,     // and rows in the middle between two
-  kGrid,       // ErrorForm::kGrid
-  kGridLevel,  // of those, rows whose fraction is 0: only A counts
-};
-
-constexpr bool IsSmooth(NarrowKind kind) {
-  return kind != NarrowKind::kGrid && kind != NarrowKind::kGridLevel;
-}
-
 // Few parts, powers of two: shifts divide, and steps are so short that one multiplied by more than
 // the guard still fits 16 bits. Where a row of phase 0 has H = V = 0 the left samples are equal to
 // the ideal value n and A is exact, so that the result is n + (b - n) * fy. Both factors are errors
