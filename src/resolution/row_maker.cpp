@@ -25,6 +25,13 @@ unsigned ChannelsOf(unsigned short kind) {
   }
 }
 
+// Asks for a byte of each page of rows that will be fetched soon: their fetching then finds the
+// pages' addresses translated.
+void TouchPages(std::span<const unsigned char> rows) {
+  constexpr size_t kPage = 4096;
+  for (size_t at = 0; at < rows.size(); at += kPage) __builtin_prefetch(rows.data() + at);
+}
+
 bool IsIdentity(const tagRGBQUAD (&table)[256]) {
   for (unsigned i = 0; i < 256; ++i) {
     if (table[i].rgbBlue != i) return false;
@@ -176,6 +183,10 @@ void RowMaker::Fetch(const RowPair& rows, const RowPair& next, Traffic* traffic)
   if (last < first) return;
   traffic->fetch = SourceRow(first);
   traffic->fetchBytes = (last - first) * sourceRowBytes_ + plan_.rowBytes;
+  const unsigned ahead = static_cast<unsigned>(next.first - rows.first);
+  if (next.second + ahead < engine_.m_wSourceHeight) {
+    TouchPages({traffic->fetch + ahead * sourceRowBytes_, traffic->fetchBytes});
+  }
 }
 
 // A source row as samples, while the samples of row `keep` stay as well.
