@@ -12,6 +12,9 @@ namespace {
 constexpr unsigned kRowsPerPlan = 8;
 constexpr unsigned kBytesPerPlan = 512;
 constexpr unsigned kPixelsPerBilevelPlan = 576;
+// Likewise for rows that only the portable kernels and those of AVX-512 take.
+constexpr unsigned kPixelsPerNarrowBilevelPlan = 4096;
+constexpr unsigned kNarrow = 128;
 
 // Bytes of a pixel that the kernels can take, or 0.
 unsigned ChannelsOf(unsigned short kind) {
@@ -30,6 +33,11 @@ unsigned ChannelsOf(unsigned short kind) {
 void TouchPages(std::span<const unsigned char> rows) {
   constexpr size_t kPage = 4096;
   for (size_t at = 0; at < rows.size(); at += kPage) __builtin_prefetch(rows.data() + at);
+}
+
+unsigned PixelsPerBilevelPlan(const CLinearTransformMem& engine, CpuLevel level) {
+  const bool isNarrow = engine.m_wSourceWidth < kNarrow && level != CpuLevel::kAvx512;
+  return isNarrow ? kPixelsPerNarrowBilevelPlan : kPixelsPerBilevelPlan;
 }
 
 bool IsIdentity(const tagRGBQUAD (&table)[256]) {
@@ -65,7 +73,9 @@ RowMaker::RowMaker(CLinearTransformMem& engine, HistogramUse use, CpuLevel level
     return;
   }
   const unsigned pixels = static_cast<unsigned>(engine.m_wOutputWidth) * engine.m_wOutputHeight;
-  if (engine.m_wKind == KIND_BILEVEL && pixels >= kPixelsPerBilevelPlan) PlanBilevel(level);
+  if (engine.m_wKind == KIND_BILEVEL && pixels >= PixelsPerBilevelPlan(engine, level)) {
+    PlanBilevel(level);
+  }
   const unsigned channels = ChannelsOf(engine.m_wKind);
   const unsigned bytes = channels * pixels;
   if (bytes >= kBytesPerPlan && engine.m_wOutputHeight >= kRowsPerPlan) Plan(channels, level);
