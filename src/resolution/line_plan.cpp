@@ -248,7 +248,8 @@ uint32_t DealChunks(const LinePlan& plan, const GroupColumns& group, Place place
     covered = offset + size;
   };
   const uint32_t end = spans.End();
-  for (uint32_t x = group.first; covered < end; ++x) {
+  for (uint32_t x = group.first; x <= group.last; ++x) {
+    if (covered >= end) break;
     if (plan.channels * (plan.columns[x].right + 1) <= covered) continue;
     cover(spans.OfPixel(x, plan.columns[x].left));
     cover(spans.OfPixel(x, plan.columns[x].right));
