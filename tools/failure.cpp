@@ -26,16 +26,16 @@ int Report(const std::string& subject, const char* message, int code) {
 }  // namespace
 
 int Guard(const std::string& subject, const std::function<int()>& work) {
-  using host::BitmapFault;
+  using host::ImageFault;
   try {
     return work();
   } catch (const host::Cancelled&) {
     return Report(subject, "interrupted", EXIT_CODE_SIGNAL + CaughtSignal());
   } catch (const Failure& failure) {
     return Report(subject, failure.what(), failure.Code());
-  } catch (const host::BitmapError& error) {
+  } catch (const host::ImageError& error) {
     return Report(subject, error.what(),
-                  error.Fault() == BitmapFault::kNoMemory ? EXIT_CODE_RETRY : EXIT_CODE_FAILED);
+                  error.Fault() == ImageFault::kNoMemory ? EXIT_CODE_RETRY : EXIT_CODE_FAILED);
   } catch (const host::FileError& error) {
     return Report(subject, error.what(),
                   MayPass(error.ErrorNumber()) ? EXIT_CODE_RETRY : EXIT_CODE_FAILED);

@@ -30,7 +30,7 @@ std::string WhyNotConvertible(const host::BitmapFile& file) {
   try {
     file.CheckConvertible();
     return "";
-  } catch (const host::BitmapError& error) {
+  } catch (const host::ImageError& error) {
     return error.what();
   }
 }

@@ -20,8 +20,8 @@ bool IsRunLength(const BitmapDescription& bitmap) {
 }
 
 [[noreturn]] void FailTooLarge(uint64_t bytes) {
-  throw BitmapError(BitmapFault::kTooLarge, "the image needs " + std::to_string(bytes) +
-                                                " bytes, which is more than one block can hold");
+  throw ImageError(ImageFault::kTooLarge, "the image needs " + std::to_string(bytes) +
+                                              " bytes, which is more than one block can hold");
 }
 
 // The library takes the length of a stream for a signed number.
@@ -39,19 +39,20 @@ void CheckBlock(const Presentation& form) {
 
 }  // namespace
 
-BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source)
-    : source_(std::move(source)), description_(DescribeBitmap(*source_)) {}
+BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source, uint64_t maxPixels)
+    : source_(std::move(source)), description_(DescribeBitmap(*source_, maxPixels)) {}
 
-BitmapFile BitmapFile::Open(const std::string& path, CancelHook cancelled) {
-  return BitmapFile(OpenSource(path, cancelled));
+BitmapFile BitmapFile::Open(const std::string& path, const CancelHook& cancelled,
+                            uint64_t maxPixels) {
+  return BitmapFile(OpenSource(path, cancelled), maxPixels);
 }
 
 void BitmapFile::CheckConvertible() const {
   const BitmapDescription& bitmap = description_;
   if (!HasRows(bitmap) && !IsRunLength(bitmap)) {
-    throw BitmapError(BitmapFault::kCompressionNotConvertible,
-                      std::string("bitmaps with ") + CompressionName(bitmap.compression) +
-                          " pixels cannot be converted");
+    throw ImageError(ImageFault::kCompressionNotConvertible,
+                     std::string("bitmaps with ") + CompressionName(bitmap.compression) +
+                         " pixels cannot be converted");
   }
   // A run-length image takes room for its rows as soon as it is expanded.
   const DibLayout layout = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount);
@@ -72,8 +73,8 @@ OwnedBlock BitmapFile::ReadDib() {
   CheckBlock(form);
   OwnedBlock block(GlobalAlloc(GHND, static_cast<unsigned>(form.blockBytes)));
   if (!block) {
-    throw BitmapError(BitmapFault::kNoMemory,
-                      "no memory for " + std::to_string(form.blockBytes) + " bytes");
+    throw ImageError(ImageFault::kNoMemory,
+                     "no memory for " + std::to_string(form.blockBytes) + " bytes");
   }
   const LockedBlock lock(block.get());
   WritePresentedHeader(lock.Bytes(), description_, form);

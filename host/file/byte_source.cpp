@@ -18,15 +18,9 @@ constexpr uint64_t kFirstPipeBytes = 4096;
 // The largest image that fits a block, with room for headers and table.
 constexpr uint64_t kMostPipeBytes = (uint64_t{1} << 32) + (uint64_t{1} << 20);
 
-void StopIf(CancelHook cancelled) {
-  if (cancelled != nullptr && cancelled()) {
-    throw Cancelled();
-  }
-}
-
 // Runs one read call until it is not interrupted. 0 at the end of the file.
 template <typename ReadCall>
-size_t Transfer(CancelHook cancelled, ReadCall call) {
+size_t Transfer(const CancelHook& cancelled, ReadCall call) {
   for (;;) {
     StopIf(cancelled);
     const ssize_t got = call();
@@ -116,7 +110,7 @@ class Pipe : public ByteSource {
   size_t have_ = 0;
 };
 
-int OpenForReading(const std::string& path, CancelHook cancelled) {
+int OpenForReading(const std::string& path, const CancelHook& cancelled) {
   for (;;) {
     StopIf(cancelled);
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);

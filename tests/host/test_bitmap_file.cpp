@@ -140,8 +140,8 @@ TEST(BitmapFile, RefusesImagesThatNoBlockCanHold) {
   try {
     bitmap.ReadDib();
     FAIL() << "4.8 gigabytes in one block";
-  } catch (const BitmapError& error) {
-    EXPECT_EQ(error.Fault(), BitmapFault::kTooLarge);
+  } catch (const ImageError& error) {
+    EXPECT_EQ(error.Fault(), ImageFault::kTooLarge);
   }
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "status_text.h"
+#include "convert/status_text.h"
 
 #include "dibkit/Cnv_res_mem.h"
 
-namespace dibkit::tool {
+namespace dibkit::host {
 
 const char* StatusText(int status) {
   switch (status) {
@@ -24,4 +24,4 @@ const char* StatusText(int status) {
   }
 }
 
-}  // namespace dibkit::tool
+}  // namespace dibkit::host

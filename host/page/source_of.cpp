@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "page/source_of.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <istream>
+#include <utility>
+#include <vector>
+
+#include "bitmap/fields.h"
+#include "bitmap/little_endian.h"
+#include "dibkit/WinTypes.h"
+#include "dibkit/host/dib_layout.h"
+
+namespace dibkit::host {
+namespace {
+
+constexpr uint64_t kPieceBytes = uint64_t{64} << 10;
+
+class StreamSource : public ByteSource {
+ public:
+  StreamSource(std::istream& stream, CancelHook cancelled)
+      : stream_(stream), cancelled_(std::move(cancelled)) {}
+
+  uint64_t SizeUpTo(uint64_t limit) override {
+    while (bytes_.size() < limit && ReadMore(limit - bytes_.size())) {
+    }
+    return std::min<uint64_t>(bytes_.size(), limit);
+  }
+
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    if (SizeUpTo(offset + into.size()) < offset + into.size()) {
+      throw FileError("cannot read", EIO);
+    }
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
+  }
+
+ private:
+  bool ReadMore(uint64_t wanted) {
+    StopIf(cancelled_);
+    const size_t have = bytes_.size();
+    bytes_.resize(have + static_cast<size_t>(std::min(wanted, kPieceBytes)));
+    stream_.read(reinterpret_cast<char*>(bytes_.data() + have),
+                 static_cast<std::streamsize>(bytes_.size() - have));
+    const auto got = static_cast<size_t>(stream_.gcount());
+    bytes_.resize(have + got);
+    return got != 0;
+  }
+
+  std::istream& stream_;
+  CancelHook cancelled_;
+  std::vector<unsigned char> bytes_;
+};
+
+// A file header, then the block.
+class DibSource : public ByteSource {
+ public:
+  DibSource(std::span<const unsigned char> block, uint32_t pixelOffset) : block_(block) {
+    header_[0] = 'B';
+    header_[1] = 'M';
+    Store32(header_.data() + kPixelOffsetField, pixelOffset);
+  }
+
+  uint64_t SizeUpTo(uint64_t limit) override {
+    return std::min<uint64_t>(kFileHeaderBytes + block_.size(), limit);
+  }
+
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    if (offset < kFileHeaderBytes) {
+      const auto head = std::span(header_).subspan(static_cast<size_t>(offset));
+      const size_t count = std::min(head.size(), into.size());
+      std::copy_n(head.begin(), count, into.begin());
+      into = into.subspan(count);
+      offset += count;
+    }
+    if (!into.empty()) {
+      MemorySource(block_).Read(offset - kFileHeaderBytes, into);
+    }
+  }
+
+ private:
+  std::array<unsigned char, kFileHeaderBytes> header_{};
+  std::span<const unsigned char> block_;
+};
+
+// Entries of the colour table: as many as the header says, or as the depth has.
+uint64_t TableEntries(const unsigned char* header, bool isCore) {
+  const uint16_t bits = Load16(header + (isCore ? kCoreBitCount : kBiBitCount));
+  const uint32_t used = isCore ? 0 : Load32(header + kBiColorsUsed);
+  if (used != 0) {
+    return used;
+  }
+  return bits >= 1 && bits <= 8 ? uint64_t{1} << bits : 0;
+}
+
+uint64_t PixelOffset(const unsigned char* header, uint32_t headerBytes) {
+  constexpr uint32_t kMaskBytes = 12;
+  constexpr uint32_t kMaskCount = 3;
+  const bool isCore = headerBytes == kCoreHeaderBytes;
+  const uint64_t entries = TableEntries(header, isCore);
+  if (isCore) {
+    return headerBytes + entries * 3;
+  }
+  if (headerBytes != kInfoHeaderBytes || Load32(header + kBiCompression) != BI_BITFIELDS) {
+    return headerBytes + entries * 4;
+  }
+  // Hosts count the three masks as the table, so that DIBBits passes them over.
+  return headerBytes + kMaskBytes + (entries == kMaskCount ? 0 : entries * 4);
+}
+
+}  // namespace
+
+std::unique_ptr<ByteSource> SourceOfStream(std::istream& stream, const CancelHook& cancelled) {
+  return std::make_unique<StreamSource>(stream, cancelled);
+}
+
+std::unique_ptr<ByteSource> SourceOfDib(std::span<const unsigned char> block) {
+  const uint32_t headerBytes = block.size() < kCoreHeaderBytes ? 0 : Load32(block.data());
+  if (headerBytes < kCoreHeaderBytes || headerBytes > block.size() ||
+      (headerBytes != kCoreHeaderBytes && headerBytes < kInfoHeaderBytes)) {
+    throw ImageError(ImageFault::kUnsoundDib, "the block does not begin with an image header");
+  }
+  const uint64_t offset = PixelOffset(block.data(), headerBytes);
+  if (offset > block.size()) {
+    throw ImageError(ImageFault::kUnsoundDib, "the image block is smaller than its header says");
+  }
+  return std::make_unique<DibSource>(block, kFileHeaderBytes + static_cast<uint32_t>(offset));
+}
+
+}  // namespace dibkit::host
