@@ -56,4 +56,15 @@ function(dibkit_add_codec target name)
 endfunction()
 
 function(dibkit_add_codecs target)
+  if(DIBKIT_PNG)
+    dibkit_add_codec(${target} PNG
+      formats/png_context.cpp
+      formats/png_decoder.cpp
+      formats/png_filter.cpp
+      formats/png_form.cpp
+      formats/png_metadata.cpp
+      formats/png_reader.cpp
+      formats/png_rows.cpp
+      formats/png_writer.cpp)
+  endif()
 endfunction()
