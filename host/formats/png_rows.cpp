@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "formats/channels.h"
+#include "formats/grey_table.h"
 #include "formats/red_blue.h"
 
 namespace dibkit::host {
@@ -99,11 +100,6 @@ uint16_t DibBits(const spng_ihdr& header) {
   return header.bit_depth == 2 ? uint16_t{4} : std::min<uint16_t>(header.bit_depth, 8);
 }
 
-// A grey of a table of `entries`.
-unsigned char Ramp(size_t index, size_t entries) {
-  return static_cast<unsigned char>(index * 255 / (entries - 1));
-}
-
 }  // namespace
 
 PngRows::PngRows(const spng_ihdr& header, const spng_trns* transparency)
@@ -137,11 +133,11 @@ PngRows::PngRows(const spng_ihdr& header, const spng_trns* transparency)
 
 void FillPngTable(std::span<unsigned char> table, const spng_ihdr& header, const spng_plte* palette,
                   const spng_trns* transparency) {
-  const size_t entries = table.size() / 4;
+  if (table.empty()) {
+    return;
+  }
   if (palette == nullptr) {
-    for (size_t i = 0; i < entries; ++i) {
-      std::fill_n(table.begin() + static_cast<std::ptrdiff_t>(i * 4), 3, Ramp(i, entries));
-    }
+    FillGreyTable(table);
     // Fewer than 8 bits: the transparent grey becomes white in the table, not in the pixels.
     if (transparency != nullptr && header.bit_depth < 8) {
       const size_t key = transparency->gray & ((1U << header.bit_depth) - 1);
@@ -150,7 +146,7 @@ void FillPngTable(std::span<unsigned char> table, const spng_ihdr& header, const
     }
     return;
   }
-  for (size_t i = 0; i < std::min<size_t>(entries, palette->n_entries); ++i) {
+  for (size_t i = 0; i < std::min<size_t>(table.size() / 4, palette->n_entries); ++i) {
     const bool known = transparency != nullptr && i < transparency->n_type3_entries;
     const uint32_t alpha = known ? transparency->type3_alpha[i] : 255;
     const spng_plte_entry& colour = palette->entries[i];
