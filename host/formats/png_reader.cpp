@@ -7,8 +7,6 @@
 #include <vector>
 
 #include "dibkit/host/dib_layout.h"
-#include "dibkit/host/dib_view.h"
-#include "dibkit/host/locked_block.h"
 #include "formats/png.h"
 #include "formats/png/decoder.h"
 #include "formats/png/metadata.h"
@@ -212,9 +210,6 @@ class PngReader : public ImageReader {
     }
     image.metadata = std::move(all.page);
     image.metadata.resolution = UprightResolution(image.metadata.resolution, all.orientation);
-    const PelsPerMetre pels = HeaderResolution(image.metadata.resolution);
-    const LockedBlock lock(image.dib.get());
-    DibView(lock.Bytes()).SetPelsPerMeter(pels.x, pels.y);
   }
 
   std::unique_ptr<ByteSource> source_;

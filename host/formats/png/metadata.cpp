@@ -113,10 +113,8 @@ Metadata ReadMetadata(const Context& context) {
   spng_exif chunk{};
   if (context.Has(spng_get_exif, chunk)) {
     const ExifBlock exif = ReadExif(BytesOf(chunk.data, chunk.length));
+    // Its resolution is left alone: tools that add a block put 72 into it, whatever the page has.
     metadata.orientation = exif.orientation;
-    if (metadata.page.resolution.unit == ResolutionUnit::kNone) {
-      metadata.page.resolution = exif.resolution;
-    }
     for (const PageText& text : exif.texts) {
       AddText(metadata.page.texts, text.kind, text.text);
     }
