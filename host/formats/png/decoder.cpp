@@ -59,13 +59,12 @@ Decoder::Decoder(ByteSource& source, uint64_t maxPixels)
 int Decoder::ReadBytes(spng_ctx* /*context*/, void* decoder, void* into, size_t length) {
   auto& self = *static_cast<Decoder*>(decoder);
   bool there = false;
-  const bool read = self.context_.Caught([&] {
+  self.context_.Caught([&] {
     there = self.reader_.ReadFully({static_cast<unsigned char*>(into), length});
   });
-  if (!read) {
-    return SPNG_IO_ERROR;
-  }
-  return there ? SPNG_OK : SPNG_IO_EOF;
+  // Its end of file has the number of a wrong checksum in an optional chunk, and libspng takes one
+  // for the other.
+  return there ? SPNG_OK : SPNG_IO_ERROR;
 }
 
 void Decoder::BeginRows() {
