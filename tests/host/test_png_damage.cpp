@@ -8,6 +8,7 @@
 #include <streambuf>
 
 #include "damage.h"
+#include "endless_tail.h"
 #include "image_pages.h"
 #include "loaded_dib.h"
 #include "page/source_of.h"
@@ -160,28 +161,6 @@ TEST(PngDamage, ThousandsOfTextsAreTold) {
   EXPECT_NE(ReadAnyhow(file.Build()), "");
 }
 
-// A file, then bytes without an end; counts what was taken.
-class EndlessTail : public std::streambuf {
- public:
-  EndlessTail(Bytes start, char filler) : start_(std::move(start)), filler_(filler) {}
-  uint64_t Taken() const { return taken_ - static_cast<uint64_t>(egptr() - gptr()); }
-
- private:
-  int_type underflow() override {
-    constexpr uint64_t kPiece = 512;
-    for (size_t i = 0; i < kPiece; ++i, ++taken_) {
-      buffer_[i] = taken_ < start_.size() ? static_cast<char>(start_[taken_]) : filler_;
-    }
-    setg(buffer_, buffer_, buffer_ + kPiece);
-    return traits_type::to_int_type(*gptr());
-  }
-
-  Bytes start_;
-  char filler_;
-  uint64_t taken_ = 0;
-  char buffer_[512] = {};
-};
-
 std::unique_ptr<ImageReader> OpenStream(std::istream& stream) {
   return OpenImage(SourceOfStream(stream, nullptr), {1'000'000, nullptr, nullptr});
 }
@@ -191,7 +170,7 @@ TEST(PngPipes, AreReadToTheEndOfTheFileAndNoFurther) {
   file.width = 300;
   file.height = 200;
   const Bytes bytes = file.Build();
-  EndlessTail tail(bytes, 'x');
+  test::EndlessTail tail(bytes, 'x');
   std::istream stream(&tail);
   const auto reader = OpenStream(stream);
   EXPECT_EQ(reader->Describe(0).width, 300U);
@@ -212,7 +191,7 @@ TEST(PngPipes, EndlessChunksAreTold) {
   for (const size_t at : {size_t{33}, file.size() - 12}) {
     Bytes start(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(at));
     start = Joined({start, claim});
-    EndlessTail tail(start, 0);
+    test::EndlessTail tail(start, 0);
     std::istream stream(&tail);
     EXPECT_EQ(test::FaultOf([&] { OpenStream(stream)->Read(0); }), ImageFault::kDamaged);
     EXPECT_LT(tail.Taken(), 70'000'000U);
