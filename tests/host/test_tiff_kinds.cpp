@@ -288,7 +288,7 @@ TEST(TiffKinds, BothOrdersOfBits) {
   for (unsigned char& byte : page.segments[0]) {
     unsigned reversed = 0;
     for (unsigned bit = 0; bit < 8; ++bit) {
-      reversed |= (byte >> bit & 1U) << (7 - bit);
+      reversed |= (unsigned{byte} >> bit & 1U) << (7 - bit);
     }
     byte = static_cast<unsigned char>(reversed);
   }
