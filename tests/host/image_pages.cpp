@@ -29,7 +29,8 @@ uint32_t ColourOf(const DibView& view, std::span<const unsigned char> row, uint3
     return uint32_t{pixel[2]} << 16 | uint32_t{pixel[1]} << 8 | pixel[0];
   }
   const unsigned shift = 8 - bits - x * bits % 8;
-  return EntryOf(view, row[size_t{x} * bits / 8] >> shift & ((1U << bits) - 1));
+  const unsigned byte = row[size_t{x} * bits / 8];
+  return EntryOf(view, byte >> shift & ((1U << bits) - 1));
 }
 
 OwnedBlock NewBlock(uint32_t width, uint32_t height, uint16_t bitCount) {
