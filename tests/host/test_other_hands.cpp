@@ -219,8 +219,9 @@ TEST_F(JpegByOthers, OrientationsAreApplied) {
 
 TEST_F(JpegByOthers, ExifResolutionsAreRead) {
   const PageImage page = Make(
-      "exiftool -ver && cjpeg colour.ppm > made.jpg && exiftool -q -overwrite_original "
-      "-XResolution=150.5 -YResolution=300 -ResolutionUnit=inches -Artist=Me made.jpg",
+      "exiv2 -V && cjpeg colour.ppm > made.jpg && exiv2 -M'set Exif.Image.XResolution 301/2' "
+      "-M'set Exif.Image.YResolution 300/1' -M'set Exif.Image.ResolutionUnit 2' "
+      "-M'set Exif.Image.Artist Me' made.jpg",
       "made.jpg");
   if (page.dib) {
     EXPECT_EQ(page.metadata.resolution, (Resolution{ResolutionUnit::kInch, {301, 2}, {300, 1}}));
