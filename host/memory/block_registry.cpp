@@ -56,18 +56,15 @@ tagHANDLE* BlockRegistry::UnusedHandle() {
 }
 
 tagHANDLE* BlockRegistry::Allocate(unsigned bytes) {
-  // A block of no bytes has an address as well. calloc takes large blocks from the system as they
-  // are, zero and untouched.
-  std::unique_ptr<unsigned char, FreeBytes> data(
-      static_cast<unsigned char*>(std::calloc(std::max(bytes, 1U), 1)));
-  if (!data) {
+  ZeroedMemory memory(bytes);
+  if (memory.Data() == nullptr) {
     return nullptr;
   }
   PreferLargePages(data.get(), bytes);
   const uint64_t thread = ThisThread();
   const std::lock_guard guard(mutex_);
   tagHANDLE* handle = UnusedHandle();
-  blocks_.emplace(handle, Block{std::move(data), bytes, 0, nextSerial_, thread});
+  blocks_.emplace(handle, Block{std::move(memory), bytes, 0, nextSerial_, thread});
   ++nextSerial_;
   ++counters_.liveBlocks;
   counters_.liveBytes += bytes;
@@ -83,7 +80,7 @@ void* BlockRegistry::Lock(tagHANDLE* handle) {
   }
   ++block->second.locks;
   ++counters_.locks;
-  return block->second.data.get();
+  return block->second.memory.Data();
 }
 
 unsigned BlockRegistry::Unlock(tagHANDLE* handle) {
