@@ -29,6 +29,20 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+// What an exception means.
+struct Problem {
+  std::string message;  // for people: one line that names no file
+  int code = EXIT_CODE_FAILED;
+  bool cancelled = false;  // work was stopped, nothing is wrong with it
+};
+
+// Of the exception that is being handled; to be called inside a catch block only. The message names
+// the option that helps, where there is one.
+Problem ProblemInHand();
+
+// Tells it on standard error, behind `subject` (a file name) unless that is empty. Any thread.
+void TellProblem(const std::string& subject, const Problem& problem);
+
 // Runs `work` and returns its exit code. An exception becomes one line on standard error, which
 // begins with `subject` (a file name) unless that is empty, and an exit code.
 int Guard(const std::string& subject, const std::function<int()>& work);

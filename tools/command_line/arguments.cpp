@@ -20,26 +20,34 @@ class Reader {
     }
   }
 
-  std::vector<std::string> Read() {
+  Arguments Read() {
     while (at_ < words_.size() && !ended_) {
+      const size_t begin = at_;
       const std::string& word = words_[at_++];
       if (word == "--") {
-        operands_.insert(operands_.end(), words_.begin() + static_cast<std::ptrdiff_t>(at_),
-                         words_.end());
+        Append(arguments_.operands, at_, words_.size());
         break;
       }
-      if (word.starts_with("--")) {
-        ReadLong(word);
-      } else if (word.size() > 1 && word[0] == '-') {
-        ReadLetters(word);
-      } else {
-        operands_.push_back(word);
+      if (word.size() < 2 || word[0] != '-') {
+        arguments_.operands.push_back(word);
+        continue;
       }
+      if (word[1] == '-') {
+        ReadLong(word);
+      } else {
+        ReadLetters(word);
+      }
+      Append(arguments_.options, begin, at_);
     }
-    return std::move(operands_);
+    return std::move(arguments_);
   }
 
  private:
+  void Append(std::vector<std::string>& to, size_t begin, size_t end) const {
+    const auto part = words_.subspan(begin, end - begin);
+    to.insert(to.end(), part.begin(), part.end());
+  }
+
   void ReadLong(const std::string& word) {
     const size_t equals = word.find('=');
     const std::string name = word.substr(0, equals);
@@ -106,14 +114,14 @@ class Reader {
   std::vector<const Option*> options_;
   size_t at_ = 0;
   bool ended_ = false;
-  std::vector<std::string> operands_;
+  Arguments arguments_;
   std::map<const Option*, std::string> taken_;
 };
 
 }  // namespace
 
-std::vector<std::string> ReadArguments(std::span<const std::string> words,
-                                       const std::vector<OptionGroup>& groups) {
+Arguments ReadArguments(std::span<const std::string> words,
+                        const std::vector<OptionGroup>& groups) {
   return Reader(words, groups).Read();
 }
 

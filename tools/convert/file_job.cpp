@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "convert/file_job.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "batch/terminal/messages.h"
+#include "convert/page_sides.h"
+#include "dibkit/host/global_memory.h"
+#include "dibkit/host/image_writer.h"
+
+namespace dibkit::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned kMostWarnings = 3;  // of one file
+
+uint64_t MillisecondsSince(Clock::time_point begin) {
+  const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  return static_cast<uint64_t>(passed.count());
+}
+
+}  // namespace
+
+FileJob::FileJob(const PlannedFile& plan, const JobContext& context, JobHooks hooks)
+    : plan_(plan), context_(context), hooks_(std::move(hooks)) {}
+
+int FileJob::Run() {
+  try {
+    Open();
+    for (const uint32_t number : pages_) {
+      DoPage(number);
+      ++begun_;
+    }
+    Complete();
+    return code_;
+  } catch (...) {
+    const Problem problem = ProblemInHand();
+    EndWith(problem);
+    if (problem.cancelled) {
+      throw host::Cancelled();
+    }
+    return problem.code;
+  }
+}
+
+void FileJob::Open() {
+  const ConversionOptions& options = context_.options;
+  const auto warning = [this](const std::string& text) { Warn(text); };
+  document_.emplace(host::Document::Open(
+      plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
+  pages_ = options.pages.Of(document_->PageCount());
+  format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
+  RequireOneFile();
+  host::SaveOptions save{format_, options.compression, options.quality, options.outputs.force,
+                         hooks_.cancelled};
+  outputs_.emplace(plan_, std::move(save), !options.outputs.outputDir.empty());
+}
+
+// Pages that go into one file need a format that has room for them.
+void FileJob::RequireOneFile() const {
+  if (plan_.IsNumbered() || pages_.size() == 1 || host::HoldsPages(format_)) {
+    return;
+  }
+  throw Failure("the file has " + std::to_string(pages_.size()) + " pages, and a " +
+                host::FormatName(format_) +
+                " file holds one: name the results with a number in it, as -o page-%03d" +
+                host::UsualSuffix(format_) + ", or pick a page with --pages");
+}
+
+void FileJob::Warn(const std::string& text) {
+  if (!context_.options.quiet && warnings_ < kMostWarnings) {
+    const bool last = ++warnings_ == kMostWarnings;
+    Message("dibkit: " + plan_.input.path + ": warning: " + text +
+            (last ? "; further warnings are not shown" : ""));
+  }
+}
+
+void FileJob::DoPage(uint32_t number) {
+  number_ = number;
+  writing_ = false;
+  if (std::binary_search(plan_.skippedPages.begin(), plan_.skippedPages.end(), number)) {
+    context_.log.Add(Record(PageStatus::kSkipped));
+    return;
+  }
+  try {
+    MakePage();
+  } catch (...) {
+    const Problem problem = ProblemInHand();
+    if (EndsFile(problem)) {
+      throw;
+    }
+    outputs_->PassOver();
+    Tell(problem);
+    Keep(Record(PageStatus::kFailed, problem.message));
+    code_ = problem.code;
+  }
+}
+
+void FileJob::MakePage() {
+  const auto begin = Clock::now();
+  const host::ThreadMemory memory;
+  const ConversionOptions& options = context_.options;
+  const host::PageDescription description = document_->Describe(number_ - 1);
+  const PagePlan plan = context_.conversion.plan(description);
+  host::RequireHeld(format_,
+                    options.compression.value_or(host::UsualCompression(format_, plan.bits)),
+                    plan.bits, true);
+  const MemoryGate::Share share = context_.gate.Acquire(plan.bytes, hooks_.cancelled);
+  Writing([this] { outputs_->Open(number_); });
+  host::Page page = document_->Read(number_ - 1);
+  Convert(page);
+  Writing([&] { outputs_->Add(page); });
+  PageRecord record = Record(PageStatus::kDone);
+  DescribeBefore(record.input, document_->Format(), description, plan);
+  DescribeAfter(record.output, format_, page);
+  record.milliseconds = MillisecondsSince(begin);
+  record.peakBytes = memory.PeakBytes();
+  Keep(std::move(record));
+  hooks_.pageDone();
+}
+
+void FileJob::Convert(host::Page& page) {
+  const auto count = static_cast<double>(pages_.size());
+  context_.conversion.convert(page, [&](unsigned percent) {
+    hooks_.progress((static_cast<double>(begun_) + percent / 100.0) / count);
+    return !hooks_.cancelled();
+  });
+}
+
+void FileJob::Complete() {
+  number_ = pages_.size() == 1 ? number_ : 0;
+  Writing([this] { outputs_->Complete(); });
+  EnterKept();
+}
+
+// A page that fails takes the whole file along where nothing can be kept, where the next page would
+// fail like it, and where it is wished so.
+bool FileJob::EndsFile(const Problem& problem) const {
+  return problem.cancelled || problem.code == EXIT_CODE_RETRY || context_.options.failFast ||
+         pages_.size() == 1 || (writing_ && !plan_.IsNumbered());
+}
+
+void FileJob::EndWith(const Problem& problem) {
+  const bool withdrawn = context_.options.failFast && !problem.cancelled;
+  if (outputs_ && withdrawn) {
+    outputs_->Withdraw();
+  }
+  if (!problem.cancelled || context_.single) {
+    Tell(problem);
+  }
+  if (withdrawn || !plan_.IsNumbered()) {
+    kept_.clear();
+    // Of several pages in one file none is there now.
+    number_ = pages_.size() == 1 ? number_ : 0;
+  }
+  context_.log.Add(
+      Record(problem.cancelled ? PageStatus::kInterrupted : PageStatus::kFailed, problem.message));
+}
+
+void FileJob::Tell(const Problem& problem) const {
+  const bool named = number_ != 0 && document_->PageCount() > 1;
+  TellProblem(writing_ ? outputs_->Path() : plan_.input.path,
+              named ? Problem{"page " + std::to_string(number_) + ": " + problem.message,
+                              problem.code, problem.cancelled}
+                    : problem);
+}
+
+// The record of a page whose file is complete is entered at once.
+void FileJob::Keep(PageRecord record) {
+  kept_.push_back(std::move(record));
+  if (plan_.IsNumbered()) {
+    EnterKept();
+  }
+}
+
+void FileJob::EnterKept() {
+  std::string sha256;
+  for (PageRecord& record : kept_) {
+    if (record.status == PageStatus::kDone) {
+      // They are all in the same file.
+      sha256 = sha256.empty() && context_.log.HasReport()
+                   ? HashOfOutput(record.output.path, hooks_.cancelled)
+                   : sha256;
+      record.sha256 = sha256;
+    }
+    context_.log.Add(record);
+  }
+  kept_.clear();
+}
+
+// Of the page in work, or of the whole file.
+PageRecord FileJob::Record(PageStatus status, const std::string& message) const {
+  PageRecord record;
+  record.input.path = plan_.input.path;
+  record.output.path = plan_.IsNumbered() && number_ == 0 ? "" : plan_.OutputOf(number_);
+  record.page = number_;
+  record.pages = static_cast<uint32_t>(pages_.size());
+  record.status = status;
+  record.message = message;
+  return record;
+}
+
+// What fails in `work` is told of the output, not of the input.
+void FileJob::Writing(const std::function<void()>& work) {
+  writing_ = true;
+  work();
+  writing_ = false;
+}
+
+}  // namespace dibkit::tool
