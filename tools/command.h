@@ -29,6 +29,7 @@ void AddTo24(CLI::App& app, Work& work);
 void AddTo16(CLI::App& app, Work& work);
 void AddQuantize(CLI::App& app, Work& work);
 void AddGrey(CLI::App& app, Work& work);
+void AddReport(CLI::App& app, Work& work);
 
 }  // namespace dibkit::tool
 
