@@ -29,7 +29,6 @@ void AddTo24(CLI::App& app, Work& work);
 void AddTo16(CLI::App& app, Work& work);
 void AddQuantize(CLI::App& app, Work& work);
 void AddGrey(CLI::App& app, Work& work);
-void AddReport(CLI::App& app, Work& work);
 
 }  // namespace dibkit::tool
 
