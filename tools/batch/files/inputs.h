@@ -23,20 +23,26 @@ struct Input {
   std::string relative;  // where it belongs below an output folder: no "..", not absolute
 };
 
+struct InputList {
+  std::vector<Input> own;     // to work on
+  std::vector<Input> others;  // in other shards
+};
+
 // Paths first, then the list's, in their order; what is in a folder is sorted by the bytes of its
-// path. With several shards the whole is sorted so, and every shardCount-th is taken from
-// shardIndex on: machines that see the same files under the same names agree.
+// path. With several shards the whole is sorted so, and every shardCount-th from shardIndex on is
+// the run's own: machines that see the same files under the same names agree.
 //
 // A folder gives the regular files below it, and symbolic links to such, whose suffix is that of an
-// image format, under their path below it. Links to folders are not followed, and a folder that
-// cannot be read is an input itself, which fails when its turn comes. Files that are named are
+// image format, under their path below it. Links to folders are not followed, and a folder below it
+// that cannot be read is an input itself, which fails when its turn comes. Files that are named are
 // taken whatever their name and whether or not they are there; a relative path of the list keeps
 // its folders, any other gives its base name. A file that appears again, under whatever name, is
 // left out.
 //
 // Throws UsageError (a folder without `recursive`, standard input twice, nothing named) and Failure
-// (the list cannot be read, or there is no input at all; a shard may be empty).
-std::vector<Input> ListInputs(const InputOptions& options);
+// (a list or a folder that is named cannot be read, there is no input at all; a shard may be
+// empty).
+InputList ListInputs(const InputOptions& options);
 
 }  // namespace dibkit::tool
 

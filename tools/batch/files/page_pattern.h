@@ -15,6 +15,8 @@ class PagePattern {
  public:
   // Throws UsageError where there are two numbers or a width over 20.
   static PagePattern Parse(const std::string& text);
+  // A name as it is.
+  static PagePattern Plain(const std::string& name);
   // `stem`-NNN`suffix`, whatever characters these hold.
   static PagePattern Beside(const std::string& stem, const std::string& suffix);
 

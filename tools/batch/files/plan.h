@@ -40,7 +40,7 @@ struct PlannedFile {
   std::optional<host::ImageFormat> format{};  // to write; none: that of the input
   uint64_t firstNumber = 1;                   // of the input's first page in numbered outputs
   bool skipped = false;                       // all its outputs are there and are left
-  std::vector<uint32_t> skippedPages;         // of numbered outputs: those that are there, from 1
+  std::vector<uint32_t> skippedPages{};       // of numbered outputs: those that are there, from 1
 
   // One file a page; otherwise all pages go into one.
   bool IsNumbered() const { return output.HasNumber(); }
@@ -48,18 +48,21 @@ struct PlannedFile {
   std::string OutputOf(uint32_t page) const { return output.Name(firstNumber + page - 1); }
 };
 
-// One entry for each input, in their order.
+// One entry for each of the run's own inputs, in their order. Those of other shards are looked at
+// only so that no two shards make the same file.
 //
 // Below outputDir an input keeps its relative path. Its suffix is replaced where `format` is given
 // and is not what it names; a name without the suffix of a format gets one, that of `format` or of
 // the input's content. Where several pages go into a format that holds one, each gets a file
-// name-001.png and so on. With a pattern, pages count on through all inputs.
+// name-001.png and so on. With a pattern, pages count on through all inputs, which shards
+// cannot do.
 //
-// Throws UsageError for no output or two, for several inputs in one plain file, for a name that
-// tells no format, for standard output that is a terminal, for a folder as -o; Failure for two
-// inputs with one output, for an output that is an input, that is there (without `force` and
-// `skipExisting`), that is a folder or that nobody may write. Nothing has been made then.
-std::vector<PlannedFile> PlanOutputs(const std::vector<Input>& inputs, const OutputOptions& options,
+// Throws UsageError for no output or two, for several inputs in one plain file or in the
+// pattern of a shard, for a name that tells no format, for standard output that is a terminal, for
+// a folder as -o; Failure for two inputs with one output, for an output that is an input, that is
+// there (without `force` and `skipExisting`), that is a folder or that nobody may write. Nothing
+// has been made then.
+std::vector<PlannedFile> PlanOutputs(const InputList& inputs, const OutputOptions& options,
                                      const TellPages& tellPages = nullptr);
 
 }  // namespace dibkit::tool

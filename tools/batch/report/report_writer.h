@@ -6,6 +6,7 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "batch/report/page_record.h"
 
@@ -30,7 +31,7 @@ class ReportWriter {
   void Close();
 
  private:
-  void Put(const std::string& line);
+  void Put(std::string_view line);
 
   std::mutex mutex_;
   int descriptor_ = -1;

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -48,19 +47,16 @@ class PageProgress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Finish(size_t file, bool skipped);
-  void DrawIfDue(bool anyway);
-  ProgressFigures Figures(Clock::time_point now);
+  void DrawIfDue();
+  void Draw(Clock::time_point now);
 
   const bool shown_;
   const Clock::time_point start_;
   std::atomic<Clock::rep> nextDraw_;
-  std::mutex mutex_;
-  std::vector<float> shares_;  // of each file
-  size_t done_ = 0;
-  size_t skipped_ = 0;
-  uint64_t pages_ = 0;
-  double shareSum_ = 0;
+  std::vector<std::atomic<float>> shares_;  // of each file that is worked on
+  std::atomic<size_t> done_{0};
+  std::atomic<size_t> skipped_{0};
+  std::atomic<uint64_t> pages_{0};
 };
 
 }  // namespace dibkit::tool

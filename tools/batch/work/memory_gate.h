@@ -54,7 +54,7 @@ class MemoryGate {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   uint64_t used_ = 0;
-  std::list<const void*> queue_;  // who waits, the first in front
+  std::list<uint64_t> queue_;  // what each one that waits asks for, the first in front
 };
 
 }  // namespace dibkit::tool

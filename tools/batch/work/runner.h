@@ -13,13 +13,13 @@
 namespace dibkit::tool {
 
 // Does file number `index`, from 0, and returns its exit code. The hook says when to stop; work
-// that stops throws Cancelled. Called on several threads at once.
+// that stops throws Cancelled, or PageError with kCancelled. Called on several threads at once.
 using FileWork = std::function<int(size_t index, const host::CancelHook& cancelled)>;
 
 struct FileOutcome {
   size_t index = 0;
-  int code = 0;                // what the work returned; EXIT_CODE_FAILED when it threw
-  std::exception_ptr failure;  // what it threw, Cancelled among others, or null
+  int code = 0;                // what the work returned; that of a Failure, else EXIT_CODE_FAILED
+  std::exception_ptr failure;  // what it threw, or null
 };
 
 // Hears of each file that was begun when it is finished, one at a time, on any of the threads. When
@@ -37,7 +37,7 @@ struct RunTally {
   size_t failed = 0;
   size_t cancelled = 0;   // begun and stopped
   size_t notStarted = 0;  // never begun
-  int code = 0;           // the largest of all exit codes
+  int code = 0;           // the largest exit code of those done and failed
 };
 
 // Hands out files 0 to `count` - 1 in this order. Returns when no work runs any more.

@@ -14,7 +14,7 @@ namespace dibkit::tool {
 // Throws UsageError for anything else, for 0 and for what 64 bits do not hold.
 uint64_t ParseSize(std::string_view text);
 
-// "12.5 MiB": bytes below 10 KiB, else one place in the unit that leaves at most four digits
+// "1250.5 MiB": bytes below 10 KiB, else one place in the largest unit that leaves ten or more
 // before it. `up` rounds up, otherwise down.
 std::string SizeText(uint64_t bytes, bool up = false);
 

@@ -33,6 +33,8 @@ MemoryCounters ReadMemoryCounters();
 // Makes the present liveBytes the peak.
 void ResetPeakBytes();
 
+struct ThreadTally;
+
 // Follows the blocks that this thread allocates from its construction on, until they are freed by
 // whatever thread: what one piece of work takes while others run. For the thread that made it; such
 // objects may be nested.
@@ -48,8 +50,7 @@ class ThreadMemory {
   void ResetPeak();
 
  private:
-  struct Tally;
-  std::unique_ptr<Tally> tally_;
+  std::unique_ptr<ThreadTally> tally_;
 };
 
 struct BlockDeleter {
