@@ -4,6 +4,7 @@
 #ifndef DIBKIT_TOOLS_FAILURE_H
 #define DIBKIT_TOOLS_FAILURE_H
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -27,6 +28,27 @@ class Failure : public std::runtime_error {
 
  private:
   ExitCode code_;
+};
+
+// The exit code of several inputs.
+class CodeTally {
+ public:
+  void Add(int code) {
+    failed_ += code == EXIT_CODE_DONE ? 0 : 1;
+    retry_ += code == EXIT_CODE_RETRY ? 1 : 0;
+  }
+  size_t Failed() const { return failed_; }
+  // EXIT_CODE_FAILED when any failed, but EXIT_CODE_RETRY when all that did are worth another try.
+  int Code() const {
+    if (failed_ == 0) {
+      return EXIT_CODE_DONE;
+    }
+    return failed_ == retry_ ? EXIT_CODE_RETRY : EXIT_CODE_FAILED;
+  }
+
+ private:
+  size_t failed_ = 0;
+  size_t retry_ = 0;
 };
 
 // What an exception means.

@@ -11,12 +11,16 @@ namespace {
 
 constexpr size_t kExampleIndent = 2;
 
-std::string Paragraph(const std::string& text) { return "\n" + Wrapped(text, 0) + "\n"; }
+std::string Paragraph(const std::string& text) {
+  return std::string("\n") + Wrapped(text, 0) + "\n";
+}
 
 std::string Examples(const std::vector<std::string>& examples) {
   std::string text = examples.size() == 1 ? "\nExample:\n" : "\nExamples:\n";
   for (const std::string& example : examples) {
-    text += std::string(kExampleIndent, ' ') + example + "\n";
+    text += std::string(kExampleIndent, ' ');
+    text += example;
+    text += '\n';
   }
   return text;
 }
@@ -56,7 +60,8 @@ std::string HelpText(const Subcommand& subcommand, const OptionGroup& common) {
   std::vector<OptionGroup> groups = subcommand.groups;
   groups.push_back(common);
   for (const OptionGroup& group : groups) {
-    text += "\n" + OptionList(group);
+    text += '\n';
+    text += OptionList(group);
   }
   for (const std::string& note : subcommand.notes) {
     text += Paragraph(note);
@@ -67,8 +72,11 @@ std::string HelpText(const Subcommand& subcommand, const OptionGroup& common) {
 std::string VersionText() {
   std::vector<std::string> formats;
   for (const host::ImageFormat format : host::BuiltInFormats()) {
-    const std::string codec = host::CodecVersion(format);
-    formats.push_back(host::FormatName(format) + (codec.empty() ? "" : " (" + codec + ")"));
+    std::string name = host::FormatName(format);
+    if (const std::string codec = host::CodecVersion(format); !codec.empty()) {
+      name += " (" + codec + ")";
+    }
+    formats.push_back(std::move(name));
   }
   return "dibkit " DIBKIT_VERSION_STRING "\nFile formats: " + Joined(formats, ", ") + "\n";
 }

@@ -15,9 +15,9 @@ constexpr int kBarColumns = 50;
 
 std::string Bar(int percent) {
   const auto filled = static_cast<size_t>(percent * kBarColumns / 100);
-  char number[8];
+  char number[16];
   std::snprintf(number, sizeof number, "%2d %%", percent);
-  return "[" + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "] " + number;
+  return std::string("[") + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "] " + number;
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit report: what the reports of many runs and machines say together.
+// dibkit report: what the reports of conversions say together.
 #include <memory>
 
 #include "batch/report/report_summary.h"
@@ -9,31 +9,34 @@
 namespace dibkit::tool {
 
 Subcommand MakeReport() {
-  const auto options = std::make_shared<ReportOptions>();
-  Subcommand report;
-  report.name = "report";
-  report.summary = "Merges reports of many runs and tells what failed or is missing.";
-  report.operands = "FILES...";
-  report.groups = {
+  auto options = std::make_shared<ReportOptions>();
+  Subcommand subcommand;
+  subcommand.name = "report";
+  subcommand.summary = "Merges reports, and tells what failed and what is missing.";
+  subcommand.operands = "REPORT...";
+  subcommand.groups = {
       {"Report",
-       {Text("--files-from", 0, "LIST",
-             "The inputs that are to be there, one a line; - is standard input.",
-             options->filesFrom),
-        Flag("--null", 0, "The names in the list end in zero bytes.", options->nullSeparated),
-        Flag("--json", 0, "One JSON object per line.", options->json)}}};
-  report.notes = {
-      "FILES are what --report has written; - is standard input. Of several lines for a page the "
-      "last one counts, but \"skipped\" hides no \"done\".",
-      "The exit status is 1 when a page failed, was interrupted or is missing, or when a line is "
-      "no line of a report. A line that was cut off, as by a power cut, is told; its page is "
-      "missing unless another run made it."};
-  report.examples = {"dibkit report run.jsonl",
-                     "dibkit report --files-from pages.txt task-*.jsonl"};
-  report.run = [options](const Arguments& arguments) {
+       {Text(
+            "--files-from", 0, "LIST",
+            "Tells what is missing of the inputs that the file LIST names, one a line; a hyphen is "
+            "standard input.",
+            options->filesFrom),
+        Flag("--null", 0, "The names in LIST end in a zero byte instead.", options->nullSeparated),
+        Flag("--json", 0, "Prints JSON objects, one a line.", options->json)}}};
+  subcommand.notes = {
+      "A report is what --report FILE of a conversion writes: a JSON object a line for each page, "
+      "with the members input, page, pages, status (done, failed, skipped or interrupted), "
+      "message, "
+      "output, sha256 (of the output file), milliseconds, peak_bytes (of images in memory), and "
+      "format, width, height, bits, dpi_x and dpi_y with input_ and output_ before them. What says "
+      "nothing is left out. Of several lines about a page the last one counts.",
+      "The exit status is 1 when anything failed, was interrupted, is missing or cannot be read."};
+  subcommand.examples = {"dibkit report --files-from list.txt run-*.jsonl"};
+  subcommand.run = [options](const Arguments& arguments) {
     options->reports = arguments.operands;
     return RunReport(*options);
   };
-  return report;
+  return subcommand;
 }
 
 }  // namespace dibkit::tool

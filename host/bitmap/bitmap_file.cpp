@@ -66,6 +66,20 @@ void BitmapFile::CheckConvertible() const {
   CheckBlock(PresentationOf(bitmap, bitmap.pixelBytes));
 }
 
+bool BitmapFile::HasGreyTable() {
+  if (description_.bitCount == 0 || description_.bitCount > 8) {
+    return false;
+  }
+  std::vector<unsigned char> table(size_t{4} << description_.bitCount);
+  ReadTable(table);
+  for (size_t at = 0; at < table.size(); at += 4) {
+    if (table[at] != table[at + 1] || table[at] != table[at + 2]) {
+      return false;
+    }
+  }
+  return true;
+}
+
 OwnedBlock BitmapFile::ReadDib() {
   CheckConvertible();
   const std::vector<unsigned char> stream = ReadStream();

@@ -22,8 +22,7 @@ struct Arguments {
 // -nVALUE, flags of one letter together as -qf; "-" is a word like any other, and so is everything
 // behind "--". Throws UsageError for an option that does not exist, lacks its value, has one too
 // many, or is given twice with different values.
-Arguments ReadArguments(std::span<const std::string> words,
-                        const std::vector<OptionGroup>& groups);
+Arguments ReadArguments(std::span<const std::string> words, const std::vector<OptionGroup>& groups);
 
 }  // namespace dibkit::tool
 

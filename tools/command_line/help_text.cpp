@@ -27,7 +27,8 @@ std::string Wrapped(const std::string& text, size_t indent, size_t column) {
     const size_t length = end - at;
     const bool breaks = at > 0 && text[at - 1] == '\n';
     if (!first && (breaks || column + 1 + length > kColumns)) {
-      lines += "\n" + std::string(indent, ' ');
+      lines += '\n';
+      lines += std::string(indent, ' ');
       column = indent;
     } else if (!first) {
       lines += ' ';
@@ -47,7 +48,8 @@ std::string EntryList(const std::string& title, const std::vector<HelpEntry>& en
     std::string line = std::string(kNameIndent, ' ') + entry.name;
     // Two blanks at least keep name and text apart.
     if (line.size() + 2 > kTextColumn) {
-      line += "\n" + std::string(kTextColumn, ' ');
+      line += '\n';
+      line += std::string(kTextColumn, ' ');
     } else {
       line.resize(kTextColumn, ' ');
     }

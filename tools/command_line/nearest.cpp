@@ -12,8 +12,7 @@ constexpr size_t kOther = 2;  // a letter too many, another letter, two letters 
 
 // What it costs to turn `word` into `candidate`.
 size_t Changes(std::string_view word, std::string_view candidate) {
-  std::vector<std::vector<size_t>> cost(word.size() + 1,
-                                        std::vector<size_t>(candidate.size() + 1));
+  std::vector<std::vector<size_t>> cost(word.size() + 1, std::vector<size_t>(candidate.size() + 1));
   for (size_t i = 0; i <= word.size(); ++i) {
     for (size_t j = 0; j <= candidate.size(); ++j) {
       if (i == 0 || j == 0) {
@@ -22,8 +21,8 @@ size_t Changes(std::string_view word, std::string_view candidate) {
       }
       const size_t replaced = cost[i - 1][j - 1] + (word[i - 1] == candidate[j - 1] ? 0 : kOther);
       cost[i][j] = std::min({replaced, cost[i - 1][j] + kOther, cost[i][j - 1] + kMissing});
-      const bool swapped = i > 1 && j > 1 && word[i - 1] == candidate[j - 2] &&
-                           word[i - 2] == candidate[j - 1];
+      const bool swapped =
+          i > 1 && j > 1 && word[i - 1] == candidate[j - 2] && word[i - 2] == candidate[j - 1];
       if (swapped) {
         cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + kOther);
       }

@@ -32,7 +32,8 @@ std::string ShownCommand(const std::string& subcommand, const std::vector<std::s
   std::string line = "dibkit " + subcommand;
   for (const auto& words : {options, rest}) {
     for (const std::string& word : words) {
-      line += " " + Quoted(word);
+      line += ' ';
+      line += Quoted(word);
     }
   }
   return line;

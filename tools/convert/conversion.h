@@ -35,6 +35,9 @@ struct Conversion {
   std::optional<host::ImageFormat> usualFormat{};
 };
 
+// The plan for a page. Throws also for one of a kind that is not read.
+PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page);
+
 }  // namespace dibkit::tool
 
 #endif  // DIBKIT_TOOLS_CONVERT_CONVERSION_H

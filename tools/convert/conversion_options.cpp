@@ -27,9 +27,9 @@ const Choices<ImageFormat>& Formats() {
 
 const Choices<Compression>& Compressions() {
   static const Choices<Compression> compressions{
-      {"none", Compression::kNone},         {"lzw", Compression::kLzw},
-      {"deflate", Compression::kDeflate},   {"packbits", Compression::kPackBits},
-      {"g3", Compression::kG3},             {"g4", Compression::kG4},
+      {"none", Compression::kNone},       {"lzw", Compression::kLzw},
+      {"deflate", Compression::kDeflate}, {"packbits", Compression::kPackBits},
+      {"g3", Compression::kG3},           {"g4", Compression::kG4},
       {"jpeg", Compression::kJpeg}};
   return compressions;
 }
@@ -37,8 +37,7 @@ const Choices<Compression>& Compressions() {
 void ReadShard(const std::string& value, InputOptions& inputs) {
   const size_t slash = value.find('/');
   const auto index = NumberOf(value.substr(0, slash));
-  const auto count =
-      slash == std::string::npos ? std::nullopt : NumberOf(value.substr(slash + 1));
+  const auto count = slash == std::string::npos ? std::nullopt : NumberOf(value.substr(slash + 1));
   if (!index || !count || *count > kMostShards || *index >= *count) {
     throw UsageError("--shard takes K/N, as 0/4 to 3/4 for four machines, not '" +
                      EscapedName(value) + "'");
@@ -60,17 +59,16 @@ OptionGroup ResultGroup(ConversionOptions& options) {
             "are walked. Pages that the format cannot keep in one file become name-001.png and so "
             "on.",
             outputs.outputDir),
-       Choice("--format",
-              "The format of the result. By default the suffix of the result tells it.", Formats(),
-              outputs.format),
+       Choice("--format", "The format of the result. By default the suffix of the result tells it.",
+              Formats(), outputs.format),
        Choice("--compression",
               "How a result is packed. By default as the input was, from TIFF to TIFF where the "
               "depth allows it; otherwise g4 at 1 bit and deflate at other depths in TIFF, deflate "
               "in PNG, jpeg in JPEG, none in BMP.",
               Compressions(), options.compression),
        Counted("--quality",
-               "Quality of JPEG pixels, 1 to 100. The default 90 shows no loss on scanned pages.", 1,
-               100, options.quality),
+               "Quality of JPEG pixels, 1 to 100. The default 90 shows no loss on scanned pages.",
+               1, 100, options.quality),
        Flag("--force", 'f', "Replaces files that are there. By default that is refused.",
             outputs.force),
        Flag("--skip-existing", 0,
@@ -134,9 +132,10 @@ OptionGroup InputGroup(InputOptions& inputs) {
 
 Option MaxPixelsOption(uint64_t& maxPixels, const std::string& what) {
   return Counted("--max-pixels",
-                 what + " may have so many pixels; larger ones are refused before anything is "
-                        "read. The default is 250000000, enough for A4 at 1200 dpi, since a small "
-                        "file may claim to be a huge image.",
+                 what +
+                     " may have so many pixels; larger ones are refused before anything is "
+                     "read. The default is 250000000, enough for A4 at 1200 dpi, since a small "
+                     "file may claim to be a huge image.",
                  1, kMostPixels, maxPixels);
 }
 

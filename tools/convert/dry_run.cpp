@@ -64,11 +64,10 @@ class DryRun {
       ++skipped_;
       return;
     }
-    const int code = Guard(file.input.path, [&] {
+    codes_.Add(Guard(file.input.path, [&] {
       Describe(file);
       return EXIT_CODE_DONE;
-    });
-    failed_ += code == EXIT_CODE_DONE ? 0 : 1;
+    }));
   }
 
   int Finish() {
@@ -80,21 +79,21 @@ class DryRun {
     }
     text_ += Counted(costs_.size(), "file") + " with " + Counted(pages_, "page") + " to make" +
              (skipped_ == 0 ? "" : ", " + std::to_string(skipped_) + " skipped") +
-             (failed_ == 0 ? "" : ", " + std::to_string(failed_) + " would fail") + "; " +
-             Counted(jobs, "job") + ", " + SizeText(std::min(bytes, gate_.Limit()), true) +
+             (codes_.Failed() == 0 ? "" : ", " + std::to_string(codes_.Failed()) + " would fail") +
+             "; " + Counted(jobs, "job") + ", " + SizeText(std::min(bytes, gate_.Limit()), true) +
              " of memory at most, " + SizeText(gate_.Limit()) + " allowed\n";
     Print(text_);
-    return failed_ == 0 ? EXIT_CODE_DONE : EXIT_CODE_FAILED;
+    return codes_.Code();
   }
 
  private:
   void Describe(const PlannedFile& file) {
-    auto document = host::Document::Open(file.input.path,
-                                         {0, options_.maxPixels, Interrupted, nullptr});
+    auto document =
+        host::Document::Open(file.input.path, {0, options_.maxPixels, Interrupted, nullptr});
     const std::vector<uint32_t> numbers = options_.pages.Of(document.PageCount());
     Sum sum;
     for (const uint32_t number : numbers) {
-      const PagePlan plan = conversion_.plan(document.Describe(number - 1));
+      const PagePlan plan = PlanOf(conversion_, document.Describe(number - 1));
       gate_.Acquire(plan.bytes).Release();
       Add(sum, plan);
     }
@@ -113,7 +112,7 @@ class DryRun {
   std::vector<uint64_t> costs_;  // of each file that would be made
   size_t pages_ = 0;
   size_t skipped_ = 0;
-  size_t failed_ = 0;
+  CodeTally codes_;
 };
 
 }  // namespace

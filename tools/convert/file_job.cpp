@@ -49,9 +49,10 @@ int FileJob::Run() {
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
   const auto warning = [this](const std::string& text) { Warn(text); };
-  document_.emplace(host::Document::Open(
-      plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
-  pages_ = options.pages.Of(document_->PageCount());
+  document_.emplace(
+      host::Document::Open(plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
+  pageCount_ = document_->PageCount();
+  pages_ = options.pages.Of(pageCount_);
   format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
   RequireOneFile();
   host::SaveOptions save{format_, options.compression, options.quality, options.outputs.force,
@@ -104,7 +105,7 @@ void FileJob::MakePage() {
   const host::ThreadMemory memory;
   const ConversionOptions& options = context_.options;
   const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan = context_.conversion.plan(description);
+  const PagePlan plan = PlanOf(context_.conversion, description);
   host::RequireHeld(format_,
                     options.compression.value_or(host::UsualCompression(format_, plan.bits)),
                     plan.bits, true);
@@ -161,7 +162,7 @@ void FileJob::EndWith(const Problem& problem) {
 }
 
 void FileJob::Tell(const Problem& problem) const {
-  const bool named = number_ != 0 && document_->PageCount() > 1;
+  const bool named = number_ != 0 && pageCount_ > 1;
   TellProblem(writing_ ? outputs_->Path() : plan_.input.path,
               named ? Problem{"page " + std::to_string(number_) + ": " + problem.message,
                               problem.code, problem.cancelled}

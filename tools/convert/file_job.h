@@ -69,6 +69,7 @@ class FileJob {
   std::optional<host::Document> document_;
   std::optional<FileOutputs> outputs_;
   host::ImageFormat format_ = host::ImageFormat::kBmp;  // of the outputs
+  uint32_t pageCount_ = 0;                              // of the input
   std::vector<uint32_t> pages_;                         // to make, from 1
   size_t begun_ = 0;                                    // how many of them
   uint32_t number_ = 0;                                 // the page in work; 0: none yet

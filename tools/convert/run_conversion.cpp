@@ -61,10 +61,9 @@ std::vector<PlannedFile> PlanAll(const Conversion& conversion, ConversionOptions
     outputs.format = conversion.usualFormat;
   }
   CheckCompression(outputs.format, options.compression);
-  auto plan =
-      PlanOutputs(ListInputs(options.inputs), outputs,
-                  [&options](const std::string& path) { return PagesOf(path, options); });
-  StopIf(Interrupted);
+  auto plan = PlanOutputs(ListInputs(options.inputs), outputs,
+                          [&options](const std::string& path) { return PagesOf(path, options); });
+  host::StopIf(Interrupted);
   for (const PlannedFile& file : plan) {
     CheckCompression(file.format, options.compression);
   }
@@ -89,9 +88,10 @@ class Run {
     } else {
       bar_.emplace(options_.quiet);
     }
-    RunFiles(plan_.size(), RunnerOptions(), [this](size_t index, const host::CancelHook& cancelled) {
-      return DoFile(index, cancelled);
-    });
+    RunFiles(plan_.size(), RunnerOptions(),
+             [this](size_t index, const host::CancelHook& cancelled) {
+               return DoFile(index, cancelled);
+             });
     progress_.reset();
     bar_.reset();
     log_.Close();

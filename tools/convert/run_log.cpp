@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "convert/run_log.h"
 
-#include "failure.h"
-
 namespace dibkit::tool {
 
 RunLog::RunLog(size_t files, const std::string& report) : files_(files) {
@@ -24,10 +22,7 @@ void RunLog::End(const std::string& input, FileEnd end, int code) {
   }
   done_ += end == FileEnd::kDone ? 1 : 0;
   skipped_ += end == FileEnd::kSkipped ? 1 : 0;
-  if (end == FileEnd::kFailed) {
-    ++failed_;
-    worthRetry_ += code == EXIT_CODE_RETRY ? 1 : 0;
-  }
+  codes_.Add(code);
 }
 
 void RunLog::Add(const PageRecord& record) {
@@ -63,18 +58,15 @@ std::string RunLog::Summary() const {
       text += ", " + std::to_string(count) + what;
     }
   };
-  add(failed_, " failed");
+  add(codes_.Failed(), " failed");
   add(skipped_, " skipped");
-  add(files_ - done_ - failed_ - skipped_, " not done");
+  add(files_ - done_ - codes_.Failed() - skipped_, " not done");
   return text;
 }
 
 int RunLog::Code() const {
   const std::lock_guard guard(mutex_);
-  if (failed_ == 0) {
-    return EXIT_CODE_DONE;
-  }
-  return failed_ == worthRetry_ ? EXIT_CODE_RETRY : EXIT_CODE_FAILED;
+  return codes_.Code();
 }
 
 void RunLog::Abandon() {

@@ -14,6 +14,7 @@
 
 #include "batch/report/page_record.h"
 #include "batch/report/report_writer.h"
+#include "failure.h"
 
 namespace dibkit::tool {
 
@@ -38,7 +39,7 @@ class RunLog {
 
   // "12 files done, 1 failed, 3 skipped, 4 not done".
   std::string Summary() const;
-  // 0, or 1 when a file failed, or 75 when all that failed are worth another try.
+  // As CodeTally has it.
   int Code() const;
 
   // The process ends now: enters the files in work as interrupted.
@@ -52,8 +53,7 @@ class RunLog {
   std::exception_ptr failure_;
   std::multiset<std::string> inWork_;
   size_t done_ = 0;
-  size_t failed_ = 0;
-  size_t worthRetry_ = 0;  // of those that failed
+  CodeTally codes_;
   size_t skipped_ = 0;
 };
 
