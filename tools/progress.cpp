@@ -17,7 +17,8 @@ std::string Bar(int percent) {
   const auto filled = static_cast<size_t>(percent * kBarColumns / 100);
   char number[16];
   std::snprintf(number, sizeof number, "%2d %%", percent);
-  return std::string("[") + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "] " + number;
+  return std::string("[") + std::string(filled, '#') + std::string(kBarColumns - filled, '.') +
+         "] " + number;
 }
 
 }  // namespace

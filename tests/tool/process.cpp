@@ -175,6 +175,16 @@ Outcome Process::Wait() {
   return outcome;
 }
 
+bool Outcome::Tells(const std::string& text) const {
+  std::string unbroken;
+  for (const char c : out) {
+    if ((c != '\n' && c != ' ') || !unbroken.ends_with(' ')) {
+      unbroken += c == '\n' ? ' ' : c;
+    }
+  }
+  return unbroken.find(text) != std::string::npos;
+}
+
 Outcome RunTool(const Start& start) { return Process(start).Wait(); }
 
 Outcome RunTool(const std::vector<std::string>& arguments) {

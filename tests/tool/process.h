@@ -20,6 +20,9 @@ struct Outcome {
   std::string out;
   std::string err;
   uint64_t peakKilobytes = 0;  // resident
+
+  // True when the text is there, broken between words in whatever way.
+  bool Tells(const std::string& text) const;
 };
 
 // How a process begins. Standard input is empty unless one of the fields says otherwise.

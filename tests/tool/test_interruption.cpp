@@ -22,8 +22,11 @@ Start LongConversion(const TemporaryDirectory& directory) {
                      "100",
                      "--dpi",
                      "1000",
-                     directory.Write("in.bmp", file.Build()),
-                     directory.Path("out.bmp")};
+                     "--max-pixels",
+                     "1000000000",
+                     "-o",
+                     directory.Path("out.bmp"),
+                     directory.Write("in.bmp", file.Build())};
   start.terminal = true;
   return start;
 }
@@ -47,7 +50,7 @@ TEST(Interruption, TerminationEndsAConversionWithoutAFile) { ExpectInterrupted(S
 TEST(Interruption, ASignalEndsTheWaitForStandardInput) {
   const TemporaryDirectory directory;
   Start start;
-  start.arguments = {"resample", "--dpi", "200", "-", directory.Path("out.bmp")};
+  start.arguments = {"resample", "--dpi", "200", "-o", directory.Path("out.bmp"), "-"};
   start.inputPipe = true;
   Process process(start);
   const Bytes file = BitmapBuilder().Build();
@@ -56,7 +59,7 @@ TEST(Interruption, ASignalEndsTheWaitForStandardInput) {
   process.Signal(SIGTERM);
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.exitCode, 128 + SIGTERM);
-  EXPECT_EQ(outcome.err, "dibkit: -: interrupted\n");
+  EXPECT_EQ(outcome.err, "dibkit: interrupted\n");
   EXPECT_TRUE(directory.Names().empty());
 }
 
@@ -65,8 +68,12 @@ TEST(Progress, ATerminalSeesABarThatGoesAway) {
   BitmapBuilder file;
   file.width = file.height = 200;
   Start start;
-  start.arguments = {"resample", "--dpi", "300", directory.Write("in.bmp", file.Build()),
-                     directory.Path("out.bmp")};
+  start.arguments = {"resample",
+                     "--dpi",
+                     "300",
+                     "-o",
+                     directory.Path("out.bmp"),
+                     directory.Write("in.bmp", file.Build())};
   start.terminal = true;
   const Outcome outcome = RunTool(start);
   EXPECT_EQ(outcome.exitCode, 0);
@@ -84,8 +91,9 @@ TEST(Progress, QuietShowsNone) {
                      "--quiet",
                      "--dpi",
                      "300",
-                     directory.Write("in.bmp", BitmapBuilder().Build()),
-                     directory.Path("out.bmp")};
+                     "-o",
+                     directory.Path("out.bmp"),
+                     directory.Write("in.bmp", BitmapBuilder().Build())};
   start.terminal = true;
   const Outcome outcome = RunTool(start);
   EXPECT_EQ(outcome.exitCode, 0);

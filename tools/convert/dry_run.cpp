@@ -56,7 +56,7 @@ std::string PagesText(const Sum& sum) {
 class DryRun {
  public:
   DryRun(const Conversion& conversion, const ConversionOptions& options)
-      : conversion_(conversion), options_(options), gate_(MemoryOf(options)) {}
+      : conversion_(conversion), options_(options), gate_(MemoryOf(options), options.memory != 0) {}
 
   void AddFile(const PlannedFile& file) {
     if (file.skipped) {

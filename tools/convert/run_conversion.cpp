@@ -77,7 +77,7 @@ class Run {
       : plan_(plan),
         conversion_(conversion),
         options_(options),
-        gate_(MemoryOf(options)),
+        gate_(MemoryOf(options), options.memory != 0),
         log_(plan.size(), options.report) {}
 
   int Do() {

@@ -34,10 +34,15 @@ void MemoryGate::Share::Release() noexcept {
 }
 
 void MemoryGate::CheckFits(uint64_t bytes) const {
-  if (bytes > limit_) {
-    throw Failure("takes " + SizeText(bytes, true) + " of memory, more than the " +
-                  SizeText(limit_) + " that --memory allows");
+  if (bytes <= limit_) {
+    return;
   }
+  const std::string text =
+      "takes " + SizeText(bytes, true) + " of memory, more than the " + SizeText(limit_);
+  if (asked_) {
+    throw Failure(text + " that --memory allows");
+  }
+  throw Failure(text + " that this machine has to spare; --memory allows more", EXIT_CODE_RETRY);
 }
 
 MemoryGate::Share MemoryGate::Acquire(uint64_t bytes, const host::CancelHook& cancelled) {

@@ -18,7 +18,9 @@ namespace dibkit::tool {
 // ask for all at once.
 class MemoryGate {
  public:
-  explicit MemoryGate(uint64_t limit) : limit_(limit) {}
+  // `asked`: someone has asked for this limit. One that only tells what the machine has is no
+  // reason to give a page up for ever.
+  explicit MemoryGate(uint64_t limit, bool asked = true) : limit_(limit), asked_(asked) {}
   MemoryGate(const MemoryGate&) = delete;
   MemoryGate& operator=(const MemoryGate&) = delete;
 
@@ -38,7 +40,8 @@ class MemoryGate {
     uint64_t bytes_ = 0;
   };
 
-  // Waits until `bytes` more stay within the limit. Throws Failure when they alone do not, and
+  // Waits until `bytes` more stay within the limit. Throws Failure when they alone do not
+  // (EXIT_CODE_RETRY unless the limit was asked for), and
   // Cancelled within some hundredths of a second after the hook says so.
   Share Acquire(uint64_t bytes, const host::CancelHook& cancelled = nullptr);
 
@@ -51,6 +54,7 @@ class MemoryGate {
   void CheckFits(uint64_t bytes) const;
 
   const uint64_t limit_;
+  const bool asked_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   uint64_t used_ = 0;
