@@ -239,11 +239,11 @@ uint64_t MostStreamBytes(const BitmapDescription& bitmap) {
 }
 
 void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  const uint32_t claimed = header.Long(kBiSizeImage);
   const uint64_t most = MostStreamBytes(bitmap);
-  const uint64_t claimed = std::min<uint64_t>(header.Long(kBiSizeImage), most);
-  const uint64_t size = file.SizeUpTo(bitmap.pixelOffset + (claimed != 0 ? claimed : most));
-  bitmap.pixelBytes = size - bitmap.pixelOffset;
-  if (bitmap.pixelBytes < claimed) {
+  const uint64_t wanted = claimed != 0 ? std::min<uint64_t>(claimed, most) : most;
+  bitmap.pixelBytes = file.SizeUpTo(bitmap.pixelOffset + wanted) - bitmap.pixelOffset;
+  if (claimed != 0 && bitmap.pixelBytes < wanted) {
     Fail(ImageFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
                                            " bytes, but the file holds " +
                                            Number(bitmap.pixelBytes) + " of them");

@@ -38,18 +38,15 @@ tagHANDLE* BlockRegistry::UnusedHandle() {
 }
 
 tagHANDLE* BlockRegistry::Allocate(unsigned bytes) {
-  // A block of no bytes has an address as well. calloc takes large blocks from the system as they
-  // are, zero and untouched.
-  std::unique_ptr<unsigned char, FreeBytes> data(
-      static_cast<unsigned char*>(std::calloc(std::max(bytes, 1U), 1)));
-  if (!data) {
+  ZeroedMemory memory(bytes);
+  if (memory.Data() == nullptr) {
     return nullptr;
   }
   const uint64_t thread = ThisThread();
   const std::lock_guard guard(mutex_);
   tagHANDLE* handle = UnusedHandle();
   const auto entry =
-      blocks_.emplace(handle, Block{std::move(data), bytes, 0, nextSerial_, thread}).first;
+      blocks_.emplace(handle, Block{std::move(memory), bytes, 0, nextSerial_, thread}).first;
   ++nextSerial_;
   CountIn(entry->second);
   return handle;
@@ -86,7 +83,7 @@ void* BlockRegistry::Lock(tagHANDLE* handle) {
   }
   ++block->second.locks;
   ++counters_.locks;
-  return block->second.data.get();
+  return block->second.memory.Data();
 }
 
 unsigned BlockRegistry::Unlock(tagHANDLE* handle) {

@@ -5,8 +5,6 @@
 #define DIBKIT_HOST_MEMORY_BLOCK_REGISTRY_H
 
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -15,6 +13,7 @@
 
 #include "dibkit/host/global_memory.h"
 #include "dibkit/host/left_behind.h"
+#include "memory/zeroed_memory.h"
 
 namespace dibkit::host {
 
@@ -58,11 +57,8 @@ class BlockRegistry {
   size_t FreeOwnedSince(uint64_t since, std::span<tagHANDLE* const> kept) noexcept;
 
  private:
-  struct FreeBytes {
-    void operator()(unsigned char* bytes) const { std::free(bytes); }
-  };
   struct Block {
-    std::unique_ptr<unsigned char, FreeBytes> data;
+    ZeroedMemory memory;
     unsigned bytes;
     unsigned locks;
     uint64_t serial;

@@ -2,7 +2,6 @@
 #include "page/source_of.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <istream>
@@ -54,13 +53,52 @@ class StreamSource : public ByteSource {
   std::vector<unsigned char> bytes_;
 };
 
+// Entries of the colour table: as many as the header says, or as the depth has.
+uint64_t TableEntries(const unsigned char* header, bool isCore) {
+  const uint16_t bits = Load16(header + (isCore ? kCoreBitCount : kBiBitCount));
+  const uint32_t used = isCore ? 0 : Load32(header + kBiColorsUsed);
+  if (used != 0) {
+    return used;
+  }
+  return bits >= 1 && bits <= 8 ? uint64_t{1} << bits : 0;
+}
+
+constexpr uint32_t kMaskCount = 3;
+constexpr uint32_t kMaskBytes = 4;
+
+bool HasMasksBehind(const unsigned char* header, uint32_t headerBytes) {
+  return headerBytes == kInfoHeaderBytes && Load32(header + kBiCompression) == BI_BITFIELDS;
+}
+
+// Hosts count the three masks as the table, so that DIBBits passes them over.
+bool CountsMasks(const unsigned char* header, uint32_t headerBytes) {
+  return HasMasksBehind(header, headerBytes) && Load32(header + kBiColorsUsed) == kMaskCount;
+}
+
+// From the start of the block.
+uint64_t PixelOffset(const unsigned char* header, uint32_t headerBytes) {
+  const bool isCore = headerBytes == kCoreHeaderBytes;
+  const uint64_t entries = TableEntries(header, isCore);
+  if (isCore) {
+    return headerBytes + entries * 3;
+  }
+  const uint64_t table = CountsMasks(header, headerBytes) ? 0 : entries * 4;
+  return headerBytes + table + (HasMasksBehind(header, headerBytes) ? kMaskCount * kMaskBytes : 0);
+}
+
 // A file header, then the block.
 class DibSource : public ByteSource {
  public:
-  DibSource(std::span<const unsigned char> block, uint32_t pixelOffset) : block_(block) {
-    header_[0] = 'B';
-    header_[1] = 'M';
-    Store32(header_.data() + kPixelOffsetField, pixelOffset);
+  DibSource(std::span<const unsigned char> block, uint32_t headerBytes, uint32_t pixelOffset)
+      : block_(block), head_(kFileHeaderBytes + headerBytes) {
+    head_[0] = 'B';
+    head_[1] = 'M';
+    Store32(head_.data() + kPixelOffsetField, kFileHeaderBytes + pixelOffset);
+    unsigned char* header = head_.data() + kFileHeaderBytes;
+    std::copy_n(block.begin(), headerBytes, header);
+    if (CountsMasks(header, headerBytes)) {
+      Store32(header + kBiColorsUsed, 0);
+    }
   }
 
   uint64_t SizeUpTo(uint64_t limit) override {
@@ -68,8 +106,8 @@ class DibSource : public ByteSource {
   }
 
   void Read(uint64_t offset, std::span<unsigned char> into) override {
-    if (offset < kFileHeaderBytes) {
-      const auto head = std::span(header_).subspan(static_cast<size_t>(offset));
+    if (offset < head_.size()) {
+      const auto head = std::span(head_).subspan(static_cast<size_t>(offset));
       const size_t count = std::min(head.size(), into.size());
       std::copy_n(head.begin(), count, into.begin());
       into = into.subspan(count);
@@ -81,34 +119,9 @@ class DibSource : public ByteSource {
   }
 
  private:
-  std::array<unsigned char, kFileHeaderBytes> header_{};
   std::span<const unsigned char> block_;
+  std::vector<unsigned char> head_;  // the file header and the block's own
 };
-
-// Entries of the colour table: as many as the header says, or as the depth has.
-uint64_t TableEntries(const unsigned char* header, bool isCore) {
-  const uint16_t bits = Load16(header + (isCore ? kCoreBitCount : kBiBitCount));
-  const uint32_t used = isCore ? 0 : Load32(header + kBiColorsUsed);
-  if (used != 0) {
-    return used;
-  }
-  return bits >= 1 && bits <= 8 ? uint64_t{1} << bits : 0;
-}
-
-uint64_t PixelOffset(const unsigned char* header, uint32_t headerBytes) {
-  constexpr uint32_t kMaskBytes = 12;
-  constexpr uint32_t kMaskCount = 3;
-  const bool isCore = headerBytes == kCoreHeaderBytes;
-  const uint64_t entries = TableEntries(header, isCore);
-  if (isCore) {
-    return headerBytes + entries * 3;
-  }
-  if (headerBytes != kInfoHeaderBytes || Load32(header + kBiCompression) != BI_BITFIELDS) {
-    return headerBytes + entries * 4;
-  }
-  // Hosts count the three masks as the table, so that DIBBits passes them over.
-  return headerBytes + kMaskBytes + (entries == kMaskCount ? 0 : entries * 4);
-}
 
 }  // namespace
 
@@ -126,7 +139,7 @@ std::unique_ptr<ByteSource> SourceOfDib(std::span<const unsigned char> block) {
   if (offset > block.size()) {
     throw ImageError(ImageFault::kUnsoundDib, "the image block is smaller than its header says");
   }
-  return std::make_unique<DibSource>(block, kFileHeaderBytes + static_cast<uint32_t>(offset));
+  return std::make_unique<DibSource>(block, headerBytes, static_cast<uint32_t>(offset));
 }
 
 }  // namespace dibkit::host

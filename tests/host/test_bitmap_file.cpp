@@ -5,6 +5,7 @@
 #include "dibkit/host/bitmap_file.h"
 #include "dibkit/host/bitmap_writer.h"
 #include "dibkit/host/locked_block.h"
+#include "dibkit/host/output_file.h"
 #include "temporary_directory.h"
 
 namespace dibkit::host {
