@@ -31,6 +31,7 @@ struct Start {
   std::string inputPath = "/dev/null";
   bool inputPipe = false;                  // keeps a pipe open; see Process::Feed
   std::string outputPath;                  // otherwise caught
+  std::string folder;                      // to work in; otherwise the test's own
   bool terminal = false;                   // standard error is a terminal
   std::optional<uint64_t> addressSpace{};  // limit in bytes
 };
