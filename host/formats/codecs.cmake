@@ -68,6 +68,7 @@ function(dibkit_add_codecs target)
       formats/tiff/encode.cpp
       formats/tiff/input.cpp
       formats/tiff/kind.cpp
+      formats/tiff/lzw.cpp
       formats/tiff/messages.cpp
       formats/tiff/metadata.cpp
       formats/tiff/output.cpp
