@@ -225,7 +225,7 @@ void RequireStart(ByteSource& file, const BitmapDescription& bitmap) {
 // A pipe would have to keep what it counts, so its rows are looked for as they are read.
 void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
   bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
-  if (file.KnowsSize()) {
+  if (file.IsInPlace()) {
     RequireStart(file, bitmap);
     RequireRows(file, bitmap, bitmap.pixelBytes);
   }
@@ -241,7 +241,7 @@ uint64_t MostStreamBytes(const BitmapDescription& bitmap) {
 
 void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
   constexpr uint64_t kMostGapBytes = uint64_t{16} << 20;
-  if (!file.KnowsSize() && bitmap.pixelOffset > kMostGapBytes) {
+  if (!file.IsInPlace() && bitmap.pixelOffset > kMostGapBytes) {
     Fail(ImageFault::kPixelOffset,
          "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", too late for a pipe");
   }

@@ -18,7 +18,7 @@ constexpr uint64_t kPieceBytes = uint64_t{1} << 20;
 void ReadPiece(ByteSource& file, const BitmapDescription& bitmap, uint64_t at,
                std::span<unsigned char> into) {
   // A file was looked at when it was opened.
-  if (!file.KnowsSize()) {
+  if (!file.IsInPlace()) {
     RequireRows(file, bitmap, at + into.size());
   }
   file.Read(bitmap.pixelOffset + at, into);

@@ -22,7 +22,7 @@ class OneWaySource : public ByteSource {
   uint64_t SizeUpTo(uint64_t limit) override;
   void Read(uint64_t offset, std::span<unsigned char> into) override;
   size_t ReadSome(uint64_t offset, std::span<unsigned char> into) override;
-  bool KnowsSize() const override { return false; }
+  bool IsInPlace() const override { return false; }
   void ForgetBefore(uint64_t offset) override;
 
  private:

@@ -8,12 +8,15 @@
 namespace dibkit::host {
 namespace {
 
-// What the filtered bytes are far from 0, as signed ones: the usual guess at how well they pack.
+// How far a byte is from 0 as a signed one: the usual guess at how badly it packs.
+uint32_t Distance(int byte) {
+  return static_cast<uint32_t>(std::abs(int{static_cast<signed char>(byte)}));
+}
+
 uint32_t Differences(const unsigned char* row, const unsigned char* other, size_t bytes) {
   uint32_t sum = 0;
   for (size_t i = 0; i < bytes; ++i) {
-    const auto difference = static_cast<signed char>(static_cast<unsigned char>(row[i] - other[i]));
-    sum += static_cast<uint32_t>(std::abs(int{difference}));
+    sum += Distance(row[i] - other[i]);
   }
   return sum;
 }
@@ -22,16 +25,15 @@ uint32_t Differences(const unsigned char* row, const unsigned char* other, size_
 
 bool IsLikeRowAbove(const unsigned char* row, const unsigned char* above, size_t bytes,
                     size_t pixelBytes) {
-  constexpr size_t kLooked = 64;
-  constexpr size_t kStep = 256;
-  uint64_t vertical = 0;
-  uint64_t horizontal = 0;
-  for (size_t at = pixelBytes; at < bytes; at += kStep) {
-    const size_t count = std::min(kLooked, bytes - at);
-    vertical += Differences(row + at, above + at, count);
-    horizontal += Differences(row + at, row + at - pixelBytes, count);
+  // Sums of more would not fit, and it tells enough.
+  constexpr size_t kMostBytes = size_t{1} << 24;
+  bytes = std::min(bytes, kMostBytes);
+  // The first pixel has none before it.
+  uint32_t horizontal = Differences(row + pixelBytes, row, bytes - pixelBytes);
+  for (size_t i = 0; i < pixelBytes; ++i) {
+    horizontal += Distance(row[i]);
   }
-  return vertical < horizontal;
+  return Differences(row, above, bytes) <= horizontal;
 }
 
 }  // namespace dibkit::host

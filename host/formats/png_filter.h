@@ -8,8 +8,8 @@
 
 namespace dibkit::host {
 
-// True when the bytes of `row` differ less from those above, in `above`, than from those of the
-// pixel before, `pixelBytes` back. Looks at a part of the row.
+// True when the bytes of `row` are no further from those in `above` than from those of the pixel
+// before, `pixelBytes` back.
 bool IsLikeRowAbove(const unsigned char* row, const unsigned char* above, size_t bytes,
                     size_t pixelBytes);
 

@@ -175,7 +175,7 @@ class GoneBySource : public ByteSource {
     static_cast<void>(SizeUpTo(offset + into.size()));
     memory_.Read(offset, into);
   }
-  bool KnowsSize() const override { return false; }
+  bool IsInPlace() const override { return false; }
   void ForgetBefore(uint64_t offset) override { forgotten_ = std::max(forgotten_, offset); }
   uint64_t MostKept() const { return mostKept_; }
 

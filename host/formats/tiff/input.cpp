@@ -26,7 +26,7 @@ uint64_t MostOfPipe(uint64_t maxPixels) {
 }  // namespace
 
 Input::Input(std::unique_ptr<ByteSource> source, uint64_t maxPixels)
-    : source_(std::move(source)), most_(source_->KnowsSize() ? kMost : MostOfPipe(maxPixels)) {}
+    : source_(std::move(source)), most_(source_->IsInPlace() ? kMost : MostOfPipe(maxPixels)) {}
 
 // How far the file goes, as far as the end of these bytes.
 uint64_t Input::Reach(uint64_t offset, uint64_t bytes) {

@@ -26,6 +26,10 @@ class ByteSource {
   // pipe is read up to there, nothing is taken on trust.
   virtual uint64_t SizeUpTo(uint64_t limit) = 0;
 
+  // False where what was read, or counted, is kept in memory, as of a pipe or a stream, so that
+  // someone who reads at an offset that a file claims must think of a limit.
+  virtual bool IsInPlace() const { return true; }
+
   // Copies the bytes from `offset` on. The caller has made sure that they are there; FileError when
   // the file lost them meanwhile.
   virtual void Read(uint64_t offset, std::span<unsigned char> into) = 0;
@@ -33,10 +37,6 @@ class ByteSource {
   // Copies what is there from `offset` on without waiting for more, and returns how many bytes that
   // were: at least one, 0 at the end only (and for an empty `into`).
   virtual size_t ReadSome(uint64_t offset, std::span<unsigned char> into);
-
-  // True where SizeUpTo costs nothing. A pipe must read what it counts, and keep it, so that someone
-  // who reads at an offset that a file claims must think of a limit.
-  virtual bool KnowsSize() const { return true; }
 
   // Says that nothing before `offset` will be asked for again, whether or not it has come yet: a
   // pipe keeps it no longer, and throws FileError (ESPIPE) for it from then on. Other sources can
