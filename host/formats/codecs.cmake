@@ -39,7 +39,8 @@ macro(dibkit_option_codec name what)
   endif()
 endmacro()
 
-dibkit_find_codec(TIFF libtiff-4 tiffio.h TIFFGetVersion)
+# Messages for each open file apart came with libtiff 4.5.
+dibkit_find_codec(TIFF libtiff-4 tiffio.h TIFFOpenOptionsAlloc)
 dibkit_find_codec(PNG spng spng.h spng_version_string)
 dibkit_find_codec(JPEG libjpeg jpeglib.h jpeg_std_error)
 dibkit_option_codec(TIFF "TIFF files (libtiff)")
@@ -56,4 +57,25 @@ function(dibkit_add_codec target name)
 endfunction()
 
 function(dibkit_add_codecs target)
+  if(DIBKIT_TIFF)
+    dibkit_add_codec(${target} TIFF
+      formats/tiff_reader.cpp
+      formats/tiff_writer.cpp
+      formats/tiff/big_file.cpp
+      formats/tiff/decode.cpp
+      formats/tiff/directory.cpp
+      formats/tiff/encode.cpp
+      formats/tiff/input.cpp
+      formats/tiff/kind.cpp
+      formats/tiff/lzw.cpp
+      formats/tiff/messages.cpp
+      formats/tiff/metadata.cpp
+      formats/tiff/output.cpp
+      formats/tiff/page_list.cpp
+      formats/tiff/pixels.cpp
+      formats/tiff/rows.cpp
+      formats/tiff/samples.cpp
+      formats/tiff/stored_form.cpp
+      formats/tiff/table.cpp)
+  endif()
 endfunction()

@@ -29,6 +29,8 @@ class StreamSource : public ByteSource {
     return std::min<uint64_t>(bytes_.size(), limit);
   }
 
+  bool IsInPlace() const override { return false; }
+
   void Read(uint64_t offset, std::span<unsigned char> into) override {
     if (SizeUpTo(offset + into.size()) < offset + into.size()) {
       throw FileError("cannot read", EIO);

@@ -25,6 +25,10 @@ class ByteSource {
   // pipe is read up to there, nothing is taken on trust.
   virtual uint64_t SizeUpTo(uint64_t limit) = 0;
 
+  // False where what was read is kept in memory, as of a pipe or a stream, so that someone who reads
+  // at an offset that a file claims must think of a limit.
+  virtual bool IsInPlace() const { return true; }
+
   // Copies the bytes from `offset` on. The caller has made sure that they are there; FileError when
   // the file lost them meanwhile.
   virtual void Read(uint64_t offset, std::span<unsigned char> into) = 0;
