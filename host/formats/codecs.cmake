@@ -42,7 +42,8 @@ endmacro()
 # Messages for each open file apart came with libtiff 4.5.
 dibkit_find_codec(TIFF libtiff-4 tiffio.h TIFFOpenOptionsAlloc)
 dibkit_find_codec(PNG spng spng.h spng_version_string)
-dibkit_find_codec(JPEG libjpeg jpeglib.h jpeg_std_error)
+# Rows in the order of a DIB are an extension of libjpeg-turbo.
+dibkit_find_codec(JPEG libjpeg jpeglib.h "jpeg_std_error && JCS_EXT_BGR")
 dibkit_option_codec(TIFF "TIFF files (libtiff)")
 dibkit_option_codec(PNG "PNG files (libspng)")
 dibkit_option_codec(JPEG "JPEG files (libjpeg-turbo)")
@@ -77,5 +78,25 @@ function(dibkit_add_codecs target)
       formats/tiff/samples.cpp
       formats/tiff/stored_form.cpp
       formats/tiff/table.cpp)
+  endif()
+  if(DIBKIT_PNG)
+    dibkit_add_codec(${target} PNG
+      formats/png_context.cpp
+      formats/png_decoder.cpp
+      formats/png_filter.cpp
+      formats/png_form.cpp
+      formats/png_metadata.cpp
+      formats/png_reader.cpp
+      formats/png_rows.cpp
+      formats/png_writer.cpp)
+  endif()
+  if(DIBKIT_JPEG)
+    dibkit_add_codec(${target} JPEG
+      formats/jpeg_decoder.cpp
+      formats/jpeg_guard.cpp
+      formats/jpeg_metadata.cpp
+      formats/jpeg_reader.cpp
+      formats/jpeg_source.cpp
+      formats/jpeg_writer.cpp)
   endif()
 endfunction()

@@ -2,57 +2,39 @@
 #include "page/source_of.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <istream>
 #include <utility>
-#include <vector>
 
 #include "bitmap/fields.h"
 #include "bitmap/little_endian.h"
 #include "dibkit/WinTypes.h"
 #include "dibkit/host/dib_layout.h"
+#include "file/one_way_source.h"
 
 namespace dibkit::host {
 namespace {
 
-constexpr uint64_t kPieceBytes = uint64_t{64} << 10;
-
-class StreamSource : public ByteSource {
+class StreamSource : public OneWaySource {
  public:
   StreamSource(std::istream& stream, CancelHook cancelled)
       : stream_(stream), cancelled_(std::move(cancelled)) {}
 
-  uint64_t SizeUpTo(uint64_t limit) override {
-    while (bytes_.size() < limit && ReadMore(limit - bytes_.size())) {
-    }
-    return std::min<uint64_t>(bytes_.size(), limit);
-  }
-
-  bool IsInPlace() const override { return false; }
-
-  void Read(uint64_t offset, std::span<unsigned char> into) override {
-    if (SizeUpTo(offset + into.size()) < offset + into.size()) {
-      throw FileError("cannot read", EIO);
-    }
-    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
-  }
-
  private:
-  bool ReadMore(uint64_t wanted) {
+  size_t Fetch(std::span<unsigned char> into, size_t wanted) override {
     StopIf(cancelled_);
-    const size_t have = bytes_.size();
-    bytes_.resize(have + static_cast<size_t>(std::min(wanted, kPieceBytes)));
-    stream_.read(reinterpret_cast<char*>(bytes_.data() + have),
-                 static_cast<std::streamsize>(bytes_.size() - have));
-    const auto got = static_cast<size_t>(stream_.gcount());
-    bytes_.resize(have + got);
-    return got != 0;
+    // A stream waits for all that it is asked for, so it is asked for what it holds already.
+    if (wanted < into.size() && stream_.peek() != std::istream::traits_type::eof()) {
+      const std::streamsize held = stream_.rdbuf()->in_avail();
+      wanted = std::max(wanted, held < 0 ? 0 : static_cast<size_t>(held));
+    }
+    stream_.read(reinterpret_cast<char*>(into.data()),
+                 static_cast<std::streamsize>(std::min(wanted, into.size())));
+    return static_cast<size_t>(stream_.gcount());
   }
 
   std::istream& stream_;
   CancelHook cancelled_;
-  std::vector<unsigned char> bytes_;
 };
 
 // Entries of the colour table: as many as the header says, or as the depth has.
