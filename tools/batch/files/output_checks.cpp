@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "batch/files/output_checks.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <optional>
@@ -77,7 +78,7 @@ bool OutputChecks::IsLeftThere(const std::string& output, unsigned mode) {
   }
   // The rename that puts a file in place would ask for the folder's permission only; and root may
   // write anything.
-  if ((mode & kAnyWriteBit) == 0 || access(output.c_str(), W_OK) != 0) {
+  if ((mode & kAnyWriteBit) == 0 || faccessat(AT_FDCWD, output.c_str(), W_OK, AT_EACCESS) != 0) {
     throw Failure(EscapedName(output) + " is write-protected");
   }
   return false;

@@ -51,6 +51,12 @@ SplitName SplitAtSuffix(const std::string& name) {
   return {name.substr(0, dot), name.substr(dot)};
 }
 
+void CheckBuiltIn(Format format, const OutputOptions& options) {
+  if (format && !options.isBuiltIn(*format)) {
+    throw UsageError(std::string(host::FormatName(*format)) + " files are not built in here");
+  }
+}
+
 // What the command line gets wrong whatever the files are.
 void CheckOptions(const InputList& inputs, const OutputOptions& options) {
   if (options.output.empty() && options.outputDir.empty()) {
@@ -65,10 +71,7 @@ void CheckOptions(const InputList& inputs, const OutputOptions& options) {
   if (options.force && options.skipExisting) {
     throw UsageError("--force and --skip-existing cannot go together");
   }
-  if (options.format && !host::IsBuiltIn(*options.format)) {
-    throw UsageError(std::string(host::FormatName(*options.format)) +
-                     " files are not built in here");
-  }
+  CheckBuiltIn(options.format, options);
 }
 
 // ---- -o FILE -----------------------------------------------------------------------------------
@@ -86,9 +89,7 @@ Format FormatOfOutput(const PagePattern& output, const OutputOptions& options) {
     throw UsageError(EscapedName(name) + ": its suffix is that of no format, and there is no " +
                      "--format");
   }
-  if (format && !host::IsBuiltIn(*format)) {
-    throw UsageError(std::string(host::FormatName(*format)) + " files are not built in here");
-  }
+  CheckBuiltIn(format, options);
   return format;
 }
 

@@ -22,6 +22,7 @@ struct OutputOptions {
   std::optional<host::ImageFormat> format{};  // --format
   bool force = false;                         // existing files may be replaced
   bool skipExisting = false;                  // existing files are left, their inputs too
+  bool (*isBuiltIn)(host::ImageFormat) = host::IsBuiltIn;  // what can be written
 };
 
 // What the headers of an input tell of its pages.
@@ -58,10 +59,10 @@ struct PlannedFile {
 // cannot do.
 //
 // Throws UsageError for no output or two, for several inputs in one plain file or in the
-// pattern of a shard, for a name that tells no format, for standard output that is a terminal, for
-// a folder as -o; Failure for two inputs with one output, for an output that is an input, that is
-// there (without `force` and `skipExisting`), that is a folder or that nobody may write. Nothing
-// has been made then.
+// pattern of a shard, for a name that tells no format, for a format that is not built in, for
+// standard output that is a terminal, for a folder as -o; Failure for two inputs with one output,
+// for an output that is an input, that is there (without `force` and `skipExisting`), that is a
+// folder or that nobody may write. Nothing has been made then.
 std::vector<PlannedFile> PlanOutputs(const InputList& inputs, const OutputOptions& options,
                                      const TellPages& tellPages = nullptr);
 

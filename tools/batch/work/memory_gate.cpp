@@ -72,6 +72,11 @@ uint64_t MemoryGate::InUse() const {
   return used_;
 }
 
+size_t MemoryGate::Waiting() const {
+  const std::lock_guard guard(mutex_);
+  return queue_.size();
+}
+
 void MemoryGate::GiveBack(uint64_t bytes) noexcept {
   const std::lock_guard guard(mutex_);
   used_ -= bytes;

@@ -5,6 +5,7 @@
 #define DIBKIT_TOOLS_BATCH_WORK_MEMORY_GATE_H
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <mutex>
@@ -48,6 +49,8 @@ class MemoryGate {
   uint64_t Limit() const { return limit_; }
   // Bytes that are given out now.
   uint64_t InUse() const;
+  // Threads that wait now.
+  size_t Waiting() const;
 
  private:
   void GiveBack(uint64_t bytes) noexcept;
