@@ -61,6 +61,10 @@ Problem OfPageError(const host::PageError& error) {
 }  // namespace
 
 Problem ProblemInHand() {
+  // Whatever fails now, such as a write to a pipe that nobody reads any more, fails because of it.
+  if (CaughtSignal() != 0) {
+    return Stopped();
+  }
   try {
     throw;
   } catch (const host::Cancelled&) {

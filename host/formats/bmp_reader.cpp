@@ -106,7 +106,7 @@ class BmpReader : public ImageReader {
   }
 
   BitmapFile file_;
-  std::string colour_;  // the table of a pipe can be looked at only before its rows are read
+  const std::string colour_;  // the table of a pipe can be looked at only before its rows are read
 };
 
 }  // namespace

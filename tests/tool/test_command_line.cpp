@@ -89,6 +89,7 @@ TEST_F(CommandLine, TheHelpTellsDefaultsLimitsAndMemory) {
     EXPECT_TRUE(outcome.Tells("half a byte at 4 bits, 1 byte at 8 bits, 2 bytes at 16, 3 at 24"));
     EXPECT_TRUE(outcome.Tells("alpha is laid over white"));
     EXPECT_TRUE(outcome.Tells("channels of 16 bits are rounded to 8"));
+    EXPECT_TRUE(outcome.Tells("CMYK becomes red, green and blue by (255 - ink)"));
   }
 }
 

@@ -117,6 +117,18 @@ TEST_F(Reports, ThatCannotBeWrittenEndTheRun) {
   EXPECT_FALSE(fs::exists(Path("out2.bmp")));
 }
 
+TEST_F(Reports, AreNoImages) {
+  const std::string in = directory_.Write("in.bmp", BitmapBuilder().Build());
+  for (const std::string& report : {in, Path("./in.bmp"), Path("out.bmp")}) {
+    const Outcome outcome = RunTool({"normalize", "--report", report, "-o", Path("out.bmp"), in});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.err.ends_with("put, it cannot be the report\n")) << outcome.err;
+  }
+  EXPECT_EQ(RunTool({"normalize", "--report", "-", "-o", "-", in}).exitCode, 2);
+  EXPECT_EQ(ReadFile(in), BitmapBuilder().Build());
+  EXPECT_EQ(directory_.Names(), std::vector<std::string>{"in.bmp"});
+}
+
 TEST_F(Reports, GoToStandardOutputToo) {
   const std::string in = directory_.Write("in.bmp", BitmapBuilder().Build());
   const Outcome outcome = RunTool({"normalize", "--report", "-", "-o", Path("out.bmp"), in});

@@ -95,7 +95,7 @@ void FileJob::DoPage(uint32_t number) {
     }
     outputs_->PassOver();
     Tell(problem);
-    Keep(Record(PageStatus::kFailed, problem.message));
+    Enter(Record(PageStatus::kFailed, problem.message));
     code_ = problem.code;
   }
 }
@@ -115,11 +115,12 @@ void FileJob::MakePage() {
   Convert(page);
   Writing([&] { outputs_->Add(page); });
   PageRecord record = Record(PageStatus::kDone);
+  record.sha256 = plan_.IsNumbered() ? CompleteOutput() : std::string();
   DescribeBefore(record.input, document_->Format(), description, plan);
   DescribeAfter(record.output, format_, page);
   record.milliseconds = MillisecondsSince(begin);
   record.peakBytes = memory.PeakBytes();
-  Keep(std::move(record));
+  Enter(std::move(record));
   hooks_.pageDone();
 }
 
@@ -131,10 +132,22 @@ void FileJob::Convert(host::Page& page) {
   });
 }
 
+// The file that all pages go into.
 void FileJob::Complete() {
   number_ = pages_.size() == 1 ? number_ : 0;
-  Writing([this] { outputs_->Complete(); });
-  EnterKept();
+  const std::string sha256 = CompleteOutput();
+  for (PageRecord& record : kept_) {
+    if (record.status == PageStatus::kDone) {
+      record.sha256 = sha256;
+    }
+    context_.log.Add(record);
+  }
+}
+
+std::string FileJob::CompleteOutput() {
+  std::string sha256;
+  Writing([&] { sha256 = outputs_->Complete(context_.log.HasReport()); });
+  return sha256;
 }
 
 // A page that fails takes the whole file along where nothing can be kept, where the next page would
@@ -152,44 +165,34 @@ void FileJob::EndWith(const Problem& problem) {
   if (!problem.cancelled || context_.single) {
     Tell(problem);
   }
-  if (withdrawn || !plan_.IsNumbered()) {
-    kept_.clear();
-    // Of several pages in one file none is there now.
-    number_ = pages_.size() == 1 ? number_ : 0;
+  std::string message = problem.message;
+  if (pages_.size() != 1 && (withdrawn || !plan_.IsNumbered())) {
+    // None of the pages is there now.
+    message = WithPage(message);
+    number_ = 0;
   }
   context_.log.Add(
-      Record(problem.cancelled ? PageStatus::kInterrupted : PageStatus::kFailed, problem.message));
+      Record(problem.cancelled ? PageStatus::kInterrupted : PageStatus::kFailed, message));
 }
 
 void FileJob::Tell(const Problem& problem) const {
-  const bool named = number_ != 0 && pageCount_ > 1;
   TellProblem(writing_ ? outputs_->Path() : plan_.input.path,
-              named ? Problem{"page " + std::to_string(number_) + ": " + problem.message,
-                              problem.code, problem.cancelled}
-                    : problem);
+              {WithPage(problem.message), problem.code, problem.cancelled});
 }
 
-// The record of a page whose file is complete is entered at once.
-void FileJob::Keep(PageRecord record) {
-  kept_.push_back(std::move(record));
+std::string FileJob::WithPage(const std::string& message) const {
+  return number_ == 0 || pageCount_ == 1
+             ? message
+             : std::string("page ") + std::to_string(number_) + ": " + message;
+}
+
+// A page whose file is there is entered at once; the others wait for their file.
+void FileJob::Enter(PageRecord record) {
   if (plan_.IsNumbered()) {
-    EnterKept();
-  }
-}
-
-void FileJob::EnterKept() {
-  std::string sha256;
-  for (PageRecord& record : kept_) {
-    if (record.status == PageStatus::kDone) {
-      // They are all in the same file.
-      sha256 = sha256.empty() && context_.log.HasReport()
-                   ? HashOfOutput(record.output.path, hooks_.cancelled)
-                   : sha256;
-      record.sha256 = sha256;
-    }
     context_.log.Add(record);
+  } else {
+    kept_.push_back(std::move(record));
   }
-  kept_.clear();
 }
 
 // Of the page in work, or of the whole file.

@@ -58,8 +58,9 @@ class FileJob {
   bool EndsFile(const Problem& problem) const;
   void EndWith(const Problem& problem);
   void Tell(const Problem& problem) const;
-  void Keep(PageRecord record);
-  void EnterKept();
+  std::string CompleteOutput();
+  std::string WithPage(const std::string& message) const;
+  void Enter(PageRecord record);
   PageRecord Record(PageStatus status, const std::string& message = "") const;
   void Writing(const std::function<void()>& work);
 

@@ -32,9 +32,6 @@ void FileOutputs::Open(uint32_t number) {
 void FileOutputs::Add(const host::Page& page) {
   writer_->Add(page);
   added_ = true;
-  if (plan_.IsNumbered()) {
-    Commit();
-  }
 }
 
 void FileOutputs::PassOver() {
@@ -43,17 +40,20 @@ void FileOutputs::PassOver() {
   }
 }
 
-void FileOutputs::Complete() {
-  if (added_) {
-    Commit();
+std::string FileOutputs::Complete(bool hashed) {
+  if (!added_) {
+    return "";
   }
-}
-
-void FileOutputs::Commit() {
+  const std::string finished = writer_->Finish();
+  std::string sha256;
+  if (hashed && !finished.empty()) {
+    sha256 = Sha256OfFile(finished, save_.cancelled);
+  }
   writer_->Commit();
   writer_.reset();
   added_ = false;
   complete_.push_back(path_);
+  return sha256;
 }
 
 void FileOutputs::Withdraw() {
@@ -65,10 +65,6 @@ void FileOutputs::Withdraw() {
     }
   }
   complete_.clear();
-}
-
-std::string HashOfOutput(const std::string& path, const host::CancelHook& cancelled) {
-  return IsRegularFile(path) ? Sha256OfFile(path, cancelled) : std::string();
 }
 
 }  // namespace dibkit::tool

@@ -25,12 +25,14 @@ class FileOutputs {
   // Makes ready for page `number` of the input, from 1: nothing of it has been read yet, so that
   // what cannot be written fails early.
   void Open(uint32_t number);
-  // Adds the page that was made ready for; a file of its own is completed.
+  // Adds the page that was made ready for.
   void Add(const host::Page& page);
   // There is no such page after all.
   void PassOver();
-  // Completes the file that all pages go into, if any was added.
-  void Complete();
+  // Completes the file that is being made, if a page was added. With `hashed`, returns its SHA-256,
+  // computed before it appears, so that no time lies between the file and its entry in a report;
+  // empty for what is no file, such as standard output.
+  std::string Complete(bool hashed);
   // Takes away the completed files too.
   void Withdraw();
 
@@ -38,8 +40,6 @@ class FileOutputs {
   const std::string& Path() const { return path_; }
 
  private:
-  void Commit();
-
   const PlannedFile& plan_;
   const host::SaveOptions save_;
   const bool makesFolders_;
@@ -48,9 +48,6 @@ class FileOutputs {
   std::string path_;
   std::vector<std::string> complete_;
 };
-
-// SHA-256 of a file; empty for anything else, such as standard output.
-std::string HashOfOutput(const std::string& path, const host::CancelHook& cancelled);
 
 }  // namespace dibkit::tool
 

@@ -32,6 +32,7 @@ host::PelsPerMetre SourceResolution(const host::Resolution& resolution, unsigned
   throw Failure("the file gives a resolution that cannot be, " + ExactText(resolution) + kRemedy);
 }
 
+// The conversion itself looks at the colours, when the page has been read.
 void CheckPalette(const host::PageDescription& page) {
   const bool widened = (page.bitCount == 4 || page.bitCount == 8) && page.colour == "palette";
   if (widened && host::RowStride(page.width, 24) > kMostWidenedBytes) {
@@ -62,7 +63,6 @@ host::PixelSize SizeOfResult(const host::PageDescription& page, host::PelsPerMet
 
 PagePlan PlanResampling(const host::PageDescription& page, const host::ResampleOptions& options) {
   const host::PelsPerMetre from = SourceResolution(page.resolution, options.fromDpi);
-  CheckPalette(page);
   const host::PixelSize size = SizeOfResult(page, from, options);
   PagePlan plan;
   plan.width = size.width;
@@ -85,6 +85,7 @@ std::string WhyNotResampled(const host::PageDescription& page, uint64_t maxPixel
     same.dpi = std::max(1U, host::DotsPerInch(host::HeaderResolution(page.resolution).x));
     same.maxPixels = maxPixels;
     PlanResampling(page, same);
+    CheckPalette(page);
     return "";
   } catch (const std::exception&) {
     return ProblemInHand().message;

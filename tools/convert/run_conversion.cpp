@@ -6,6 +6,7 @@
 
 #include "batch/files/inputs.h"
 #include "batch/files/plan.h"
+#include "batch/terminal/escaped_name.h"
 #include "batch/terminal/messages.h"
 #include "batch/terminal/page_progress.h"
 #include "batch/usage_error.h"
@@ -68,6 +69,25 @@ std::vector<PlannedFile> PlanAll(const Conversion& conversion, ConversionOptions
     CheckCompression(file.format, options.compression);
   }
   return plan;
+}
+
+// A report is added to, which would spoil an image.
+void CheckReport(const std::vector<PlannedFile>& plan, const ConversionOptions& options) {
+  const std::string& report = options.report;
+  if (report == "-" && options.outputs.output == "-") {
+    throw UsageError("the result and the report cannot both go to standard output");
+  }
+  std::error_code none;
+  const auto place = std::filesystem::weakly_canonical(report, none);
+  for (const PlannedFile& file : plan) {
+    const bool isInput = std::filesystem::equivalent(report, file.input.path, none);
+    const bool isOutput =
+        !file.IsNumbered() && std::filesystem::weakly_canonical(file.OutputOf(1), none) == place;
+    if (isInput || isOutput) {
+      throw Failure(EscapedName(report) + " is " + (isInput ? "an input" : "an output") +
+                    ", it cannot be the report");
+    }
+  }
 }
 
 class Run {
@@ -180,6 +200,9 @@ int RunConversion(const std::string& subcommand, const Conversion& conversion,
   RequireOutput(subcommand, options, arguments);
   options.inputs.paths = arguments.operands;
   const std::vector<PlannedFile> plan = PlanAll(conversion, options);
+  if (!options.report.empty()) {
+    CheckReport(plan, options);
+  }
   if (options.dryRun) {
     return TellPlan(plan, conversion, options);
   }

@@ -47,8 +47,16 @@ class FileInfo {
   // From 1.
   const PageInfo& Page(uint32_t number) {
     info_.page = number;
-    info_.description = reader_->Describe(number - 1);
-    info_.obstacle = WhyNotResampled(info_.description, options_.maxPixels);
+    info_.description = {};
+    try {
+      info_.description = reader_->Describe(number - 1);
+      info_.obstacle = WhyNotResampled(info_.description, options_.maxPixels);
+    } catch (const host::ImageError& error) {
+      if (error.Fault() != host::ImageFault::kUnsupported) {
+        throw;
+      }
+      info_.obstacle = error.what();
+    }
     return info_;
   }
 

@@ -19,7 +19,7 @@ struct PageInfo {
   host::ImageFormat format = host::ImageFormat::kBmp;
   uint32_t page = 1;  // from 1
   uint32_t pages = 1;
-  host::PageDescription description{};
+  host::PageDescription description{};              // without a width for a kind that is not read
   std::optional<host::BitmapDescription> bitmap{};  // of a BMP file
   std::string obstacle;                             // why resample refuses it; empty: it does not
 };

@@ -17,6 +17,17 @@ void AddResolution(JsonLine& line, const host::Resolution& resolution) {
   line.AddText("resolution_y", ExactText(resolution.y));
 }
 
+void AddDescription(JsonLine& line, const host::PageDescription& page) {
+  line.AddNumber("width", page.width);
+  line.AddNumber("height", page.height);
+  line.AddNumber("bits", page.storedBits);
+  line.AddText("colour", page.colour);
+  line.AddText("compression", page.compressionText);
+  AddResolution(line, page.resolution);
+  line.AddNumber("orientation", page.orientation);
+  line.AddFlag("profile", page.hasProfile);
+}
+
 void AddBitmap(JsonLine& line, const host::BitmapDescription& bitmap) {
   line.AddNumber("pixels_per_metre_x", bitmap.xPelsPerMeter);
   line.AddNumber("pixels_per_metre_y", bitmap.yPelsPerMeter);
@@ -30,20 +41,14 @@ void AddBitmap(JsonLine& line, const host::BitmapDescription& bitmap) {
 }  // namespace
 
 std::string JsonOf(const PageInfo& info) {
-  const host::PageDescription& page = info.description;
   JsonLine line;
   line.AddText("file", info.file);
   line.AddText("format", host::FormatName(info.format));
   line.AddNumber("page", info.page);
   line.AddNumber("pages", info.pages);
-  line.AddNumber("width", page.width);
-  line.AddNumber("height", page.height);
-  line.AddNumber("bits", page.storedBits);
-  line.AddText("colour", page.colour);
-  line.AddText("compression", page.compressionText);
-  AddResolution(line, page.resolution);
-  line.AddNumber("orientation", page.orientation);
-  line.AddFlag("profile", page.hasProfile);
+  if (info.description.width != 0) {
+    AddDescription(line, info.description);
+  }
   if (info.bitmap) {
     AddBitmap(line, *info.bitmap);
   }

@@ -53,23 +53,27 @@ std::string BitmapText(const host::BitmapDescription& bitmap) {
          Line("colour table", std::to_string(bitmap.tableEntries) + " entries");
 }
 
-}  // namespace
-
-std::string TextOf(const PageInfo& info) {
+std::string DescriptionText(const PageInfo& info) {
   const host::PageDescription& page = info.description;
-  const std::string which =
-      info.pages == 1 ? std::string()
-                      : ", page " + std::to_string(info.page) + " of " + std::to_string(info.pages);
-  return EscapedName(info.file) + which + "\n" + Line("format", host::FormatName(info.format)) +
-         Line("pages", std::to_string(info.pages)) +
-         Line("size", std::to_string(page.width) + " x " + std::to_string(page.height)) +
+  return Line("size", std::to_string(page.width) + " x " + std::to_string(page.height)) +
          Line("depth",
               std::to_string(page.storedBits) + (page.storedBits == 1 ? " bit" : " bits")) +
          Line("colour", page.colour) + Line("compression", page.compressionText) +
          Line("resolution", ResolutionText(info)) +
          Line("orientation", OrientationText(page.orientation)) +
          Line("profile", page.hasProfile ? "ICC" : "none") +
-         (info.bitmap ? BitmapText(*info.bitmap) : std::string()) +
+         (info.bitmap ? BitmapText(*info.bitmap) : std::string());
+}
+
+}  // namespace
+
+std::string TextOf(const PageInfo& info) {
+  const std::string which =
+      info.pages == 1 ? std::string()
+                      : ", page " + std::to_string(info.page) + " of " + std::to_string(info.pages);
+  return EscapedName(info.file) + which + "\n" + Line("format", host::FormatName(info.format)) +
+         Line("pages", std::to_string(info.pages)) +
+         (info.description.width != 0 ? DescriptionText(info) : std::string()) +
          Line("resample", info.obstacle.empty() ? "yes" : "no, " + info.obstacle);
 }
 
