@@ -26,6 +26,8 @@ struct LoadedPage {
   uint32_t number;
   uint64_t offset;
   tiff::Handle handle;
+  tiff::Kind kind{};
+  Resolution resolution{};  // of the upright page
 };
 
 class TiffReader : public ImageReader {
@@ -45,7 +47,7 @@ class TiffReader : public ImageReader {
   PageDescription Describe(uint32_t page) override {
     LoadedPage& loaded = Load(page);
     TIFF* tiff = loaded.handle.Tiff();
-    const tiff::Kind kind = tiff::KindOf(tiff);
+    const tiff::Kind& kind = loaded.kind;
     PageDescription description;
     const bool turned = TurnOf(kind.orientation).transposed;
     description.width = turned ? kind.height : kind.width;
@@ -57,7 +59,7 @@ class TiffReader : public ImageReader {
     description.compressionText = tiff::CompressionTextOf(tiff, kind);
     description.orientation = kind.orientation;
     description.hasProfile = tiff::HasProfile(tiff);
-    description.resolution = ResolutionOf(loaded, kind);
+    description.resolution = loaded.resolution;
     description.workBytes = tiff::WorkBytes(tiff, kind);
     return description;
   }
@@ -93,24 +95,37 @@ class TiffReader : public ImageReader {
     if (listed->fault != nullptr) {
       throw ImageError(ImageFault::kDamaged, listed->fault);
     }
-    loaded_ = std::make_unique<LoadedPage>(input_, page, listed->offset);
-    loaded_->handle.Said().Deliver(options_.warning);
+    auto loaded = std::make_unique<LoadedPage>(input_, page, listed->offset);
+    Inspect(*loaded);
+    loaded->handle.Said().Deliver(options_.warning);
+    loaded_ = std::move(loaded);
     return *loaded_;
   }
 
-  Resolution ResolutionOf(LoadedPage& loaded, const tiff::Kind& kind) const {
-    return UprightResolution(
-        tiff::ResolutionOf(loaded.handle.Tiff(), read_, header_.form, loaded.offset),
-        kind.orientation);
+  void Inspect(LoadedPage& page) const {
+    TIFF* tiff = page.handle.Tiff();
+    page.kind = tiff::KindOf(tiff);
+    const auto directory = tiff::ReadDirectory(read_, header_.form, page.offset);
+    if (!directory) {
+      throw ImageError(ImageFault::kDamaged, "the directory of the page is damaged");
+    }
+    page.resolution = UprightResolution(tiff::ResolutionOf(tiff, read_, header_.form, *directory),
+                                        page.kind.orientation);
+    const tiff::Entry* photometric = directory->Find(TIFFTAG_PHOTOMETRIC);
+    // libtiff takes a page whose palette cannot be read for greys.
+    if (page.kind.colours == tiff::Colours::kGrey &&
+        tiff::ReadInteger(read_, header_.form, photometric) == PHOTOMETRIC_PALETTE) {
+      throw ImageError(ImageFault::kDamaged, "the palette of the page is missing or damaged");
+    }
   }
 
   PageImage ReadLoaded(LoadedPage& loaded) {
     TIFF* tiff = loaded.handle.Tiff();
-    const tiff::Kind kind = tiff::KindOf(tiff);
+    const tiff::Kind& kind = loaded.kind;
     CheckPixels(kind.width, kind.height, options_.maxPixels, "the page");
     tiff::CheckStored(loaded.handle, kind);
     PageImage image{nullptr, tiff::MetadataOf(tiff)};
-    image.metadata.resolution = ResolutionOf(loaded, kind);
+    image.metadata.resolution = loaded.resolution;
     const tiff::Table table = tiff::TableOf(tiff, kind);
     RowPlacer placer({kind.width, kind.height, kind.DibBits(), kind.orientation},
                      HeaderResolution(image.metadata.resolution), tiff::GroupRows(kind));

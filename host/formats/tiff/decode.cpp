@@ -150,6 +150,11 @@ void DecodeTiles(Handle& handle, const Kind& kind, PixelRows& pixels, RowPlacer&
 class LibtiffConversion {
  public:
   LibtiffConversion(Handle& handle, const Kind& kind) : handle_(handle) {
+    if (kind.photometric == PHOTOMETRIC_CIELAB) {
+      // White is to be the white of RGB; libtiff takes it for that of print otherwise, a yellow.
+      constexpr std::array kDaylight{0.3127F, 0.3290F};
+      TIFFSetField(handle.Tiff(), TIFFTAG_WHITEPOINT, kDaylight.data());
+    }
     std::array<char, 1024> why{};
     if (TIFFRGBAImageBegin(&image_, handle.Tiff(), 1, why.data()) != 1) {
       handle.Said().Forgive();

@@ -57,7 +57,7 @@ class CodeSink {
   }
 
   // Codes up to `next` may come from now on.
-  void WidenFor(uint32_t next) { width_ += next >> width_ != 0 ? 1U : 0U; }
+  void WidenFor(uint32_t next) { width_ += (next >> width_) != 0 ? 1U : 0U; }
 
   unsigned char* Finish() {
     bits_ <<= 8;

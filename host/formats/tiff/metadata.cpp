@@ -44,7 +44,11 @@ std::optional<Rational> Approximated(TIFF* tiff, uint32_t tag) {
 
 std::optional<Rational> RationalOf(TIFF* tiff, const ReadBytes& read, const Form& form,
                                    const Directory& directory, uint16_t tag) {
-  const auto exact = ReadRational(read, form, directory.Find(tag));
+  const Entry* entry = directory.Find(tag);
+  if (entry == nullptr) {
+    return std::nullopt;
+  }
+  const auto exact = ReadRational(read, form, entry);
   return exact ? exact : Approximated(tiff, tag);
 }
 
@@ -75,13 +79,10 @@ Rational Hundredth(Rational value) {
 
 }  // namespace
 
-Resolution ResolutionOf(TIFF* tiff, const ReadBytes& read, const Form& form, uint64_t offset) {
-  const auto directory = ReadDirectory(read, form, offset);
-  if (!directory) {
-    return {};
-  }
-  const auto x = RationalOf(tiff, read, form, *directory, TIFFTAG_XRESOLUTION);
-  const auto y = RationalOf(tiff, read, form, *directory, TIFFTAG_YRESOLUTION);
+Resolution ResolutionOf(TIFF* tiff, const ReadBytes& read, const Form& form,
+                        const Directory& directory) {
+  const auto x = RationalOf(tiff, read, form, directory, TIFFTAG_XRESOLUTION);
+  const auto y = RationalOf(tiff, read, form, directory, TIFFTAG_YRESOLUTION);
   return x && y ? Resolution{UnitOf(tiff), *x, *y} : Resolution{};
 }
 

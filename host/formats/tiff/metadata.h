@@ -13,8 +13,9 @@
 
 namespace dibkit::host::tiff {
 
-// Of the stored axes, exactly as the directory at `offset` says it.
-Resolution ResolutionOf(TIFF* tiff, const ReadBytes& read, const Form& form, uint64_t offset);
+// Of the stored axes, exactly as the directory says it.
+Resolution ResolutionOf(TIFF* tiff, const ReadBytes& read, const Form& form,
+                        const Directory& directory);
 
 bool HasProfile(TIFF* tiff);
 
