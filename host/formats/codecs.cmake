@@ -81,22 +81,23 @@ function(dibkit_add_codecs target)
   endif()
   if(DIBKIT_PNG)
     dibkit_add_codec(${target} PNG
-      formats/png_context.cpp
-      formats/png_decoder.cpp
-      formats/png_filter.cpp
-      formats/png_form.cpp
-      formats/png_metadata.cpp
       formats/png_reader.cpp
-      formats/png_rows.cpp
-      formats/png_writer.cpp)
+      formats/png_writer.cpp
+      formats/png/context.cpp
+      formats/png/decoder.cpp
+      formats/png/filter.cpp
+      formats/png/form.cpp
+      formats/png/latin1.cpp
+      formats/png/metadata.cpp
+      formats/png/rows.cpp)
   endif()
   if(DIBKIT_JPEG)
     dibkit_add_codec(${target} JPEG
-      formats/jpeg_decoder.cpp
-      formats/jpeg_guard.cpp
-      formats/jpeg_metadata.cpp
       formats/jpeg_reader.cpp
-      formats/jpeg_source.cpp
-      formats/jpeg_writer.cpp)
+      formats/jpeg_writer.cpp
+      formats/jpeg/decoder.cpp
+      formats/jpeg/guard.cpp
+      formats/jpeg/metadata.cpp
+      formats/jpeg/source.cpp)
   endif()
 endfunction()

@@ -10,8 +10,9 @@
 #include "dibkit/host/dib_layout.h"
 #include "formats/channels.h"
 #include "formats/grey_table.h"
-#include "formats/jpeg_decoder.h"
-#include "formats/jpeg_metadata.h"
+#include "formats/jpeg.h"
+#include "formats/jpeg/decoder.h"
+#include "formats/jpeg/metadata.h"
 #include "formats/row_placer.h"
 
 namespace dibkit::host {
@@ -23,17 +24,18 @@ constexpr uint32_t kRowsAtOnce = 16;
 // A file up to its image.
 struct OpenFile {
   OpenFile(ByteSource& source, const ReadOptions& options)
-      : decoder(source, options), metadata(ReadJpegMetadata(decoder.Object(), decoder.Markers())) {}
+      : decoder(source, options),
+        metadata(jpeg::ReadMetadata(decoder.Object(), decoder.Markers())) {}
 
   uint32_t Width() const { return decoder.Object().image_width; }
   uint32_t Height() const { return decoder.Object().image_height; }
-  uint16_t BitCount() const { return decoder.Colour() == JpegColour::kGrey ? 8 : 24; }
+  uint16_t BitCount() const { return decoder.Colour() == jpeg::ColourSpace::kGrey ? 8 : 24; }
   Resolution Upright() const {
     return UprightResolution(metadata.page.resolution, metadata.orientation);
   }
 
-  JpegDecoder decoder;
-  JpegMetadata metadata;
+  jpeg::Decoder decoder;
+  jpeg::Metadata metadata;
 };
 
 const char* ColourOf(const jpeg_decompress_struct& object) {
@@ -107,7 +109,7 @@ class RowReader {
 
   OwnedBlock Read() {
     file_.decoder.BeginRows();
-    if (file_.decoder.Colour() == JpegColour::kCmyk) {
+    if (file_.decoder.Colour() == jpeg::ColourSpace::kCmyk) {
       ReadInks();
     } else {
       ReadInPlace();

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "formats/jpeg_metadata.h"
+#include "formats/jpeg.h"
+#include "formats/jpeg/metadata.h"
 
 namespace dibkit::host {
 namespace {
@@ -44,7 +45,7 @@ class JpegTarget : public jpeg_destination_mgr {
   }
 
   void Send(j_compress_ptr object, size_t bytes) {
-    JpegGuard& guard = JpegGuard::Of(reinterpret_cast<j_common_ptr>(object));
+    jpeg::Guard& guard = jpeg::Guard::Of(reinterpret_cast<j_common_ptr>(object));
     if (!guard.Caught([&] { sink_.Write(std::span(buffer_).first(bytes)); })) {
       guard.Leave();
     }
@@ -129,7 +130,7 @@ class JpegEncoder {
       object_.input_components = rows_.Channels();
       jpeg_set_defaults(&object_);
       jpeg_set_quality(&object_, quality, TRUE);
-      SetJpegDensity(object_, metadata.resolution);
+      jpeg::SetDensity(object_, metadata.resolution);
     });
   }
 
@@ -152,10 +153,10 @@ class JpegEncoder {
  private:
   uint32_t height_;
   SourceRows rows_;
-  JpegBlocks blocks_;
+  jpeg::Blocks blocks_;
   JpegTarget target_;
-  JpegGuard guard_;
-  JpegCompressor object_;
+  jpeg::Guard guard_;
+  jpeg::Compressor object_;
 };
 
 class JpegWriter : public ImageWriter {

@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "dibkit/host/dib_layout.h"
-#include "dibkit/host/dib_view.h"
-#include "dibkit/host/locked_block.h"
-#include "formats/png_decoder.h"
-#include "formats/png_metadata.h"
-#include "formats/png_rows.h"
+#include "formats/png.h"
+#include "formats/png/decoder.h"
+#include "formats/png/metadata.h"
+#include "formats/png/rows.h"
 #include "formats/row_placer.h"
 
 namespace dibkit::host {
@@ -28,7 +27,7 @@ const Chunk* PointerTo(const std::optional<Chunk>& chunk) {
 }
 
 template <typename Chunk>
-std::optional<Chunk> ChunkOf(const PngContext& context, int (*get)(spng_ctx*, Chunk*)) {
+std::optional<Chunk> ChunkOf(const png::Context& context, int (*get)(spng_ctx*, Chunk*)) {
   Chunk chunk{};
   return context.Has(get, chunk) ? std::optional(chunk) : std::nullopt;
 }
@@ -37,16 +36,16 @@ std::optional<Chunk> ChunkOf(const PngContext& context, int (*get)(spng_ctx*, Ch
 struct OpenFile {
   OpenFile(ByteSource& source, uint64_t maxPixels)
       : decoder(source, maxPixels),
-        metadata(ReadPngMetadata(decoder.Context())),
-        palette(ChunkOf(decoder.Context(), spng_get_plte)),
-        transparency(ChunkOf(decoder.Context(), spng_get_trns)),
+        metadata(png::ReadMetadata(decoder.Spng())),
+        palette(ChunkOf(decoder.Spng(), spng_get_plte)),
+        transparency(ChunkOf(decoder.Spng(), spng_get_trns)),
         rows(decoder.Header(), PointerTo(transparency)) {}
 
-  PngDecoder decoder;
-  PngMetadata metadata;
+  png::Decoder decoder;
+  png::Metadata metadata;
   std::optional<spng_plte> palette;
   std::optional<spng_trns> transparency;
-  PngRows rows;
+  png::Rows rows;
 };
 
 std::string ColourOf(const spng_ihdr& header, bool hasTransparency) {
@@ -66,7 +65,7 @@ uint64_t WorkBytes(const OpenFile& file) {
   constexpr uint64_t kDecoderBytes = uint64_t{128} << 10;
   const spng_ihdr& header = file.decoder.Header();
   const uint64_t stride = RowStride(header.width, file.rows.BitCount());
-  const uint64_t rows = 4 * PngRowBytes(header, header.width) + stride;
+  const uint64_t rows = 4 * png::StoredRowBytes(header, header.width) + stride;
   uint64_t turning = 0;
   if (TurnOf(file.metadata.orientation).transposed) {
     turning = IsInterlaced(header) ? stride * header.height : uint64_t{4} << 20;
@@ -80,7 +79,7 @@ PageDescription DescriptionOf(const OpenFile& file) {
   PageDescription description;
   description.width = transposed ? header.height : header.width;
   description.height = transposed ? header.width : header.height;
-  description.storedBits = header.bit_depth * PngChannels(header);
+  description.storedBits = header.bit_depth * png::Channels(header);
   description.bitCount = file.rows.BitCount();
   description.colour = ColourOf(header, file.transparency.has_value());
   description.compression = Compression::kDeflate;
@@ -104,7 +103,7 @@ class RowReader {
                 HeaderResolution(
                     UprightResolution(file.metadata.page.resolution, file.metadata.orientation)),
                 IsInterlaced(header_) ? header_.height : 1) {
-    FillPngTable(placer_.Table(), header_, PointerTo(file.palette), PointerTo(file.transparency));
+    png::FillTable(placer_.Table(), header_, PointerTo(file.palette), PointerTo(file.transparency));
   }
 
   OwnedBlock Read() {
@@ -120,7 +119,9 @@ class RowReader {
   }
 
  private:
-  size_t StoredBytes() const { return static_cast<size_t>(PngRowBytes(header_, header_.width)); }
+  size_t StoredBytes() const {
+    return static_cast<size_t>(png::StoredRowBytes(header_, header_.width));
+  }
 
   void ReadInPlace() {
     while (file_.decoder.HasRows()) {
@@ -147,10 +148,10 @@ class RowReader {
     std::vector<unsigned char> made(placer_.RowBytes());
     while (file_.decoder.HasRows()) {
       StopIf(cancelled_);
-      const PngRow row = file_.decoder.ReadRow(stored);
+      const png::Row row = file_.decoder.ReadRow(stored);
       file_.rows.Make(stored.data(), made.data(), row.count);
-      SpreadPixels(made.data(), placer_.Row(row.y), file_.rows.BitCount(), row.first, row.step,
-                   row.count);
+      png::SpreadPixels(made.data(), placer_.Row(row.y), file_.rows.BitCount(), row.first, row.step,
+                        row.count);
     }
     placer_.Done(header_.height);
   }
@@ -203,15 +204,12 @@ class PngReader : public ImageReader {
 
   // Some writers put texts and even the orientation behind the image.
   static void AddRest(const OpenFile& file, PageImage& image) {
-    PngMetadata all = ReadPngMetadata(file.decoder.Context());
+    png::Metadata all = png::ReadMetadata(file.decoder.Spng());
     if (file.metadata.orientation == 1) {
       image.dib = Upright(std::move(image.dib), all.orientation);
     }
     image.metadata = std::move(all.page);
     image.metadata.resolution = UprightResolution(image.metadata.resolution, all.orientation);
-    const PelsPerMetre pels = HeaderResolution(image.metadata.resolution);
-    const LockedBlock lock(image.dib.get());
-    DibView(lock.Bytes()).SetPelsPerMeter(pels.x, pels.y);
   }
 
   std::unique_ptr<ByteSource> source_;

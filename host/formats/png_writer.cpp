@@ -3,9 +3,10 @@
 // Pages as PNG files, row by row.
 #include <vector>
 
-#include "formats/png_filter.h"
-#include "formats/png_form.h"
-#include "formats/png_metadata.h"
+#include "formats/png.h"
+#include "formats/png/filter.h"
+#include "formats/png/form.h"
+#include "formats/png/metadata.h"
 
 namespace dibkit::host {
 namespace {
@@ -26,7 +27,7 @@ constexpr size_t kBufferBytes = size_t{64} << 10;
 // The others' usual file of the same pages, level 6 without filters, has 1818 kilobytes in RGB and
 // 506 in grey. Average and Paeth filters pack no better and take longer, runs alone (Z_RLE) pack
 // worse than level 1 and are no faster.
-int LevelOf(const PngForm& form) {
+int LevelOf(const png::Form& form) {
   if (form.Header().bit_depth < 8) {
     return 5;
   }
@@ -107,16 +108,17 @@ class PngEncoder {
 
   void ChooseFilter(std::span<const unsigned char> row, std::span<const unsigned char> above) {
     const size_t pixelBytes = dib_.BitCount() / 8;
-    const bool up = IsLikeRowAbove(row.data(), above.data(), dib_.Width() * pixelBytes, pixelBytes);
+    const bool up =
+        png::IsLikeRowAbove(row.data(), above.data(), dib_.Width() * pixelBytes, pixelBytes);
     SetFilter(up ? SPNG_FILTER_CHOICE_UP : SPNG_FILTER_CHOICE_SUB);
   }
 
   ByteSink& sink_;
   const DibView& dib_;
-  PngForm form_;
-  PngChunks chunks_;
+  png::Form form_;
+  png::Chunks chunks_;
   std::vector<unsigned char> buffer_;
-  PngContext context_;
+  png::Context context_;
 };
 
 class PngWriter : public ImageWriter {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/jpeg_decoder.h"
+#include "formats/jpeg/decoder.h"
 
 #include <string>
 
 #include "dibkit/host/pixel_limit.h"
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 namespace {
 
 // Encoders make some ten; a small file of thousands would take minutes.
@@ -16,7 +16,7 @@ constexpr uint64_t kMostBytesPerSample = 16;
 
 }  // namespace
 
-JpegDecoder::JpegDecoder(ByteSource& source, const ReadOptions& options)
+Decoder::Decoder(ByteSource& source, const ReadOptions& options)
     : options_(options), guard_(options.warning), source_(source) {
   guard_.Watch(object_);
   guard_.Run([this] {
@@ -32,18 +32,18 @@ JpegDecoder::JpegDecoder(ByteSource& source, const ReadOptions& options)
   source_.ExpectPixels(kMostBytesPerSample * Samples());
 }
 
-void JpegDecoder::ChooseColour() {
+void Decoder::ChooseColour() {
   switch (object_.num_components) {
     case 1:
-      colour_ = JpegColour::kGrey;
+      colour_ = ColourSpace::kGrey;
       object_.out_color_space = JCS_GRAYSCALE;
       break;
     case 3:
-      colour_ = JpegColour::kBgr;
+      colour_ = ColourSpace::kBgr;
       object_.out_color_space = JCS_EXT_BGR;
       break;
     case 4:
-      colour_ = JpegColour::kCmyk;
+      colour_ = ColourSpace::kCmyk;
       object_.out_color_space = JCS_CMYK;
       break;
     default:
@@ -53,7 +53,7 @@ void JpegDecoder::ChooseColour() {
   }
 }
 
-uint64_t JpegDecoder::Samples() const {
+uint64_t Decoder::Samples() const {
   uint64_t samples = 0;
   for (int i = 0; i < object_.num_components; ++i) {
     const jpeg_component_info& component = object_.comp_info[i];
@@ -62,28 +62,28 @@ uint64_t JpegDecoder::Samples() const {
   return samples;
 }
 
-uint64_t JpegDecoder::WorkBytes() const {
+uint64_t Decoder::WorkBytes() const {
   // Rows of blocks, and of samples before and after they are put together.
   constexpr uint64_t kRowsHeld = 64;
   constexpr uint64_t kOwnBytes = uint64_t{128} << 10;
   const uint64_t rows =
       uint64_t{object_.image_width} * static_cast<unsigned>(object_.num_components) * kRowsHeld;
   // Asking changes nothing.
-  auto* const object = const_cast<JpegDecompressor*>(&object_);
+  auto* const object = const_cast<Decompressor*>(&object_);
   const bool whole = jpeg_has_multiple_scans(object) != 0;
   return kOwnBytes + rows + (whole ? Samples() * sizeof(JCOEF) : 0);
 }
 
 // Called by libjpeg between rows of blocks.
-void JpegDecoder::Watch(j_common_ptr object) {
-  JpegGuard& guard = JpegGuard::Of(object);
+void Decoder::Watch(j_common_ptr object) {
+  Guard& guard = Guard::Of(object);
   auto* const progress = static_cast<Progress*>(object->progress);
   if (!guard.Caught([progress] { progress->decoder->CheckProgress(); })) {
     guard.Leave();
   }
 }
 
-void JpegDecoder::CheckProgress() {
+void Decoder::CheckProgress() {
   StopIf(options_.cancelled);
   if (object_.input_scan_number > kMostScans) {
     throw ImageError(ImageFault::kDamaged, "the file is damaged: it has more than " +
@@ -94,7 +94,7 @@ void JpegDecoder::CheckProgress() {
   }
 }
 
-void JpegDecoder::BeginRows() {
+void Decoder::BeginRows() {
   guard_.Run([this] { jpeg_start_decompress(&object_); });
   const bool whole = jpeg_has_multiple_scans(&object_) != 0;
   if (whole && seenComponents_ + 1 != 1U << object_.num_components) {
@@ -102,7 +102,7 @@ void JpegDecoder::BeginRows() {
   }
 }
 
-uint32_t JpegDecoder::ReadRows(std::span<unsigned char* const> rows) {
+uint32_t Decoder::ReadRows(std::span<unsigned char* const> rows) {
   JDIMENSION count = 0;
   guard_.Run([&] {
     // The array of rows is only read.
@@ -112,8 +112,8 @@ uint32_t JpegDecoder::ReadRows(std::span<unsigned char* const> rows) {
   return count;
 }
 
-void JpegDecoder::ReadRest() {
+void Decoder::ReadRest() {
   guard_.Run([this] { jpeg_finish_decompress(&object_); });
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg

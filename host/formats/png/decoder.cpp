@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_decoder.h"
+#include "formats/png/decoder.h"
 
 #include "dibkit/host/pixel_limit.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 // A page's profile and texts, unpacked: one of them, and all together.
@@ -18,13 +18,13 @@ constexpr uint32_t kPassStep[] = {8, 8, 4, 4, 2, 2, 1};
 // filter bytes.
 uint64_t MostPixelBytes(const spng_ihdr& header) {
   constexpr uint64_t kEnough = uint64_t{1} << 62;
-  const uint64_t row = 2 * (PngRowBytes(header, header.width) + 1);
+  const uint64_t row = 2 * (StoredRowBytes(header, header.width) + 1);
   return header.height > kEnough / row ? kEnough : row * header.height;
 }
 
 }  // namespace
 
-unsigned PngChannels(const spng_ihdr& header) {
+unsigned Channels(const spng_ihdr& header) {
   switch (header.color_type) {
     case SPNG_COLOR_TYPE_TRUECOLOR:
       return 3;
@@ -37,11 +37,11 @@ unsigned PngChannels(const spng_ihdr& header) {
   }
 }
 
-uint64_t PngRowBytes(const spng_ihdr& header, uint32_t width) {
-  return (uint64_t{width} * PngChannels(header) * header.bit_depth + 7) / 8;
+uint64_t StoredRowBytes(const spng_ihdr& header, uint32_t width) {
+  return (uint64_t{width} * Channels(header) * header.bit_depth + 7) / 8;
 }
 
-PngDecoder::PngDecoder(ByteSource& source, uint64_t maxPixels)
+Decoder::Decoder(ByteSource& source, uint64_t maxPixels)
     // The checksums of the chunks cover the pixels already.
     : reader_(source), context_(SPNG_CTX_IGNORE_ADLER32) {
   spng_ctx* spng = context_.Spng();
@@ -56,25 +56,24 @@ PngDecoder::PngDecoder(ByteSource& source, uint64_t maxPixels)
   context_.Has(spng_get_phys, ignored);
 }
 
-int PngDecoder::ReadBytes(spng_ctx* /*context*/, void* decoder, void* into, size_t length) {
-  auto& self = *static_cast<PngDecoder*>(decoder);
+int Decoder::ReadBytes(spng_ctx* /*context*/, void* decoder, void* into, size_t length) {
+  auto& self = *static_cast<Decoder*>(decoder);
   bool there = false;
-  const bool read = self.context_.Caught([&] {
+  self.context_.Caught([&] {
     there = self.reader_.ReadFully({static_cast<unsigned char*>(into), length});
   });
-  if (!read) {
-    return SPNG_IO_ERROR;
-  }
-  return there ? SPNG_OK : SPNG_IO_EOF;
+  // Its end of file has the number of a wrong checksum in an optional chunk, and libspng takes one
+  // for the other.
+  return there ? SPNG_OK : SPNG_IO_ERROR;
 }
 
-void PngDecoder::BeginRows() {
+void Decoder::BeginRows() {
   context_.Check(
       spng_decode_image(context_.Spng(), nullptr, 0, SPNG_FMT_RAW, SPNG_DECODE_PROGRESSIVE));
   rowsLeft_ = true;
 }
 
-PngRow PngDecoder::ReadRow(std::span<unsigned char> into) {
+Row Decoder::ReadRow(std::span<unsigned char> into) {
   spng_row_info info{};
   context_.Check(spng_get_row_info(context_.Spng(), &info));
   const int result = spng_decode_scanline(context_.Spng(), into.data(), into.size());
@@ -88,6 +87,6 @@ PngRow PngDecoder::ReadRow(std::span<unsigned char> into) {
   return {info.row_num, first, step, (header_.width - first + step - 1) / step};
 }
 
-void PngDecoder::ReadRest() { context_.Check(spng_decode_chunks(context_.Spng())); }
+void Decoder::ReadRest() { context_.Check(spng_decode_chunks(context_.Spng())); }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

@@ -12,13 +12,13 @@
 
 #include "dibkit/host/dib_view.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 
 // Grey where the table is: black to white at 1 bit, the even ramp at 4, any greys at 8, where the
 // pixels go through the table; otherwise a palette. RGB at 24 and 32 bits.
-class PngForm {
+class Form {
  public:
-  explicit PngForm(const DibView& dib);
+  explicit Form(const DibView& dib);
 
   const spng_ihdr& Header() const { return header_; }
   bool IsGrey() const { return header_.color_type == SPNG_COLOR_TYPE_GRAYSCALE; }
@@ -40,6 +40,6 @@ class PngForm {
   std::array<unsigned char, 256> map_{};
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png
 
 #endif  // DIBKIT_HOST_FORMATS_PNG_FORM_H

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/latin1.h"
+#include "formats/png/latin1.h"
 
 #include <cstddef>
 #include <cstdint>
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 // What the first byte of a character says.
@@ -89,4 +89,4 @@ std::optional<std::string> Latin1OfUtf8(std::string_view text) {
   return latin1;
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

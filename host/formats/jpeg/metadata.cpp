@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/jpeg_metadata.h"
+#include "formats/jpeg/metadata.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include "formats/page_texts.h"
 #include "formats/whole_resolution.h"
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 namespace {
 
 // As JFIF numbers them.
@@ -39,10 +39,10 @@ bool Fits(const WholeResolution& density) {
 
 }  // namespace
 
-JpegMetadata ReadJpegMetadata(const jpeg_decompress_struct& object, const JpegMarkers& markers) {
+Metadata ReadMetadata(const jpeg_decompress_struct& object, const KeptMarkers& markers) {
   const ExifBlock exif = ReadExif(markers.Exif());
   const Resolution density = DensityOf(object);
-  JpegMetadata metadata;
+  Metadata metadata;
   metadata.orientation = exif.orientation;
   metadata.page.resolution = density.unit == ResolutionUnit::kNone ? exif.resolution : density;
   metadata.page.iccProfile = markers.Profile();
@@ -53,7 +53,7 @@ JpegMetadata ReadJpegMetadata(const jpeg_decompress_struct& object, const JpegMa
   return metadata;
 }
 
-void SetJpegDensity(jpeg_compress_struct& object, const Resolution& resolution) {
+void SetDensity(jpeg_compress_struct& object, const Resolution& resolution) {
   const WholeResolution inch = WholeResolutionPer(ResolutionUnit::kInch, resolution);
   const WholeResolution centimetre = WholeResolutionPer(ResolutionUnit::kCentimetre, resolution);
   const bool metric = Fits(centimetre) && centimetre.exact && !(Fits(inch) && inch.exact);
@@ -65,7 +65,7 @@ void SetJpegDensity(jpeg_compress_struct& object, const Resolution& resolution) 
   }
 }
 
-JpegBlocks::JpegBlocks(const PageMetadata& metadata, ProfileSpace space) {
+Blocks::Blocks(const PageMetadata& metadata, ProfileSpace space) {
   exif = ExifOfTexts(metadata.texts, kMostMarkerBytes - kExifName.size());
   if (!exif.empty()) {
     exif.insert(exif.begin(), kExifName.begin(), kExifName.end());
@@ -76,7 +76,7 @@ JpegBlocks::JpegBlocks(const PageMetadata& metadata, ProfileSpace space) {
   }
 }
 
-void JpegBlocks::WriteTo(jpeg_compress_struct& object) const {
+void Blocks::WriteTo(jpeg_compress_struct& object) const {
   if (!exif.empty()) {
     jpeg_write_marker(&object, kExifMarker, exif.data(), static_cast<unsigned>(exif.size()));
   }
@@ -85,4 +85,4 @@ void JpegBlocks::WriteTo(jpeg_compress_struct& object) const {
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg

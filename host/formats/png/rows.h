@@ -11,19 +11,19 @@
 #include <optional>
 #include <span>
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 
 // The colour that counts as transparent, in samples as the file holds them.
-struct PngKey {
+struct Key {
   uint32_t red;  // and grey
   uint32_t green;
   uint32_t blue;
 };
 
-class PngRows {
+class Rows {
  public:
   // `transparency`: what the file says of it, or null.
-  PngRows(const spng_ihdr& header, const spng_trns* transparency);
+  Rows(const spng_ihdr& header, const spng_trns* transparency);
 
   // Of the DIB: 1, 4, 8 or 24.
   uint16_t BitCount() const { return bitCount_; }
@@ -36,23 +36,23 @@ class PngRows {
 
  private:
   using MakeRow = void (*)(const unsigned char* from, unsigned char* to, uint32_t width,
-                           const PngKey& key);
+                           const Key& key);
 
   uint16_t bitCount_;
   bool inPlace_ = false;
-  PngKey key_{};
+  Key key_{};
   MakeRow make_ = nullptr;
 };
 
 // Fills the colour table of the DIB: `palette` is null for grey images.
-void FillPngTable(std::span<unsigned char> table, const spng_ihdr& header, const spng_plte* palette,
-                  const spng_trns* transparency);
+void FillTable(std::span<unsigned char> table, const spng_ihdr& header, const spng_plte* palette,
+               const spng_trns* transparency);
 
 // Puts the pixels of a pass, a row of the DIB's depth, at every `step`-th place from `first` on.
 // At 1 and 4 bits `to` holds zeros there.
 void SpreadPixels(const unsigned char* from, unsigned char* to, uint16_t bitCount, uint32_t first,
                   uint32_t step, uint32_t count);
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png
 
 #endif  // DIBKIT_HOST_FORMATS_PNG_ROWS_H

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_form.h"
+#include "formats/png/form.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "formats/png_decoder.h"
-#include "formats/red_blue.h"
+#include "formats/png/decoder.h"
+#include "formats/swap_channels.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 // True when the greys of the table go in even steps from `first` to `last`, black or white.
@@ -31,7 +31,7 @@ void TakeBlueGreenRed(const unsigned char* from, unsigned char* to, uint32_t wid
 
 }  // namespace
 
-PngForm::PngForm(const DibView& dib) : dib_(dib) {
+Form::Form(const DibView& dib) : dib_(dib) {
   const unsigned bits = dib.BitCount();
   const auto table = dib.Table();
   const bool grey = dib.HasGreyTable();
@@ -46,7 +46,7 @@ PngForm::PngForm(const DibView& dib) : dib_(dib) {
     header_.color_type = ramp || inverse || (grey && bits == 8) ? SPNG_COLOR_TYPE_GRAYSCALE
                                                                 : SPNG_COLOR_TYPE_INDEXED;
   }
-  rowBytes_ = static_cast<size_t>(PngRowBytes(header_, header_.width));
+  rowBytes_ = static_cast<size_t>(StoredRowBytes(header_, header_.width));
   for (size_t i = 0; i < map_.size(); ++i) {
     map_[i] = static_cast<unsigned char>(inverse ? ~i : i);
     if (grey && bits == 8) {
@@ -55,7 +55,7 @@ PngForm::PngForm(const DibView& dib) : dib_(dib) {
   }
 }
 
-spng_plte PngForm::Palette() const {
+spng_plte Form::Palette() const {
   const auto table = dib_.Table();
   spng_plte palette{};
   palette.n_entries = static_cast<uint32_t>(table.size() / 4);
@@ -65,13 +65,13 @@ spng_plte PngForm::Palette() const {
   return palette;
 }
 
-void PngForm::MakeRow(std::span<const unsigned char> row, unsigned char* to) const {
+void Form::MakeRow(std::span<const unsigned char> row, unsigned char* to) const {
   switch (dib_.BitCount()) {
     case 32:
       TakeBlueGreenRed(row.data(), to, header_.width);
       return;
     case 24:
-      SwapRedBlue(row.data(), to, header_.width);
+      SwapChannels(row.data(), to, header_.width);
       return;
     default:
       break;
@@ -84,4 +84,4 @@ void PngForm::MakeRow(std::span<const unsigned char> row, unsigned char* to) con
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_rows.h"
+#include "formats/png/rows.h"
 
 #include <algorithm>
 #include <array>
@@ -7,9 +7,9 @@
 
 #include "formats/channels.h"
 #include "formats/grey_table.h"
-#include "formats/red_blue.h"
+#include "formats/swap_channels.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 enum class Alpha { kNone, kKey, kChannel };
@@ -32,7 +32,7 @@ unsigned char OverWhite(uint32_t sample, uint32_t alpha) {
 
 // One text for all rows of 8 and 16 bits. Every pixel is read before it is written.
 template <size_t kBytes, size_t kColours, Alpha kAlpha>
-void MakeSamples(const unsigned char* from, unsigned char* to, uint32_t width, const PngKey& key) {
+void MakeSamples(const unsigned char* from, unsigned char* to, uint32_t width, const Key& key) {
   constexpr size_t kChannels = kColours + (kAlpha == Alpha::kChannel ? 1 : 0);
   constexpr uint32_t kOpaque = kBytes == 1 ? 255 : 65535;
   for (uint32_t x = 0; x < width; ++x, from += kChannels * kBytes, to += kColours) {
@@ -57,12 +57,12 @@ void MakeSamples(const unsigned char* from, unsigned char* to, uint32_t width, c
   }
 }
 
-void Swap(const unsigned char* from, unsigned char* to, uint32_t width, const PngKey& /*key*/) {
-  SwapRedBlue(from, to, width);
+void Swap(const unsigned char* from, unsigned char* to, uint32_t width, const Key& /*key*/) {
+  SwapChannels(from, to, width);
 }
 
 template <size_t kBits>
-void Copy(const unsigned char* from, unsigned char* to, uint32_t width, const PngKey& /*key*/) {
+void Copy(const unsigned char* from, unsigned char* to, uint32_t width, const Key& /*key*/) {
   if (from != to) {
     std::copy_n(from, (size_t{width} * kBits + 7) / 8, to);
   }
@@ -70,7 +70,7 @@ void Copy(const unsigned char* from, unsigned char* to, uint32_t width, const Pn
 
 // Indices of 2 bits become nibbles; kFactor 5 makes grey levels of 16 out of those of 4.
 template <int kFactor>
-void Spread(const unsigned char* from, unsigned char* to, uint32_t width, const PngKey& /*key*/) {
+void Spread(const unsigned char* from, unsigned char* to, uint32_t width, const Key& /*key*/) {
   for (uint32_t x = 0; x < width; x += 2) {
     const int pair = from[x / 4] >> (4 - x % 4 * 2);
     to[x / 2] = static_cast<unsigned char>(((pair >> 2 & 3) << 4 | (pair & 3)) * kFactor);
@@ -102,14 +102,13 @@ uint16_t DibBits(const spng_ihdr& header) {
 
 }  // namespace
 
-PngRows::PngRows(const spng_ihdr& header, const spng_trns* transparency)
-    : bitCount_(DibBits(header)) {
+Rows::Rows(const spng_ihdr& header, const spng_trns* transparency) : bitCount_(DibBits(header)) {
   const bool hasKey = transparency != nullptr && !IsPalette(header);
   if (hasKey) {
     const uint32_t mask = (uint32_t{1} << header.bit_depth) - 1;
-    key_ = IsColour(header) ? PngKey{transparency->red & mask, transparency->green & mask,
-                                     transparency->blue & mask}
-                            : PngKey{transparency->gray & mask, 0, 0};
+    key_ = IsColour(header) ? Key{transparency->red & mask, transparency->green & mask,
+                                  transparency->blue & mask}
+                            : Key{transparency->gray & mask, 0, 0};
   }
   if (header.bit_depth == 16) {
     make_ =
@@ -131,8 +130,8 @@ PngRows::PngRows(const spng_ihdr& header, const spng_trns* transparency)
   }
 }
 
-void FillPngTable(std::span<unsigned char> table, const spng_ihdr& header, const spng_plte* palette,
-                  const spng_trns* transparency) {
+void FillTable(std::span<unsigned char> table, const spng_ihdr& header, const spng_plte* palette,
+               const spng_trns* transparency) {
   if (table.empty()) {
     return;
   }
@@ -175,4 +174,4 @@ void SpreadPixels(const unsigned char* from, unsigned char* to, uint16_t bitCoun
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

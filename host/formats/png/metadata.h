@@ -10,25 +10,25 @@
 #include <vector>
 
 #include "dibkit/host/page_metadata.h"
-#include "formats/png_context.h"
+#include "formats/png/context.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 
-struct PngMetadata {
+struct Metadata {
   PageMetadata page;  // its resolution that of the stored axes
   unsigned orientation = 1;
 };
 
 // What the chunks say that were read so far.
-PngMetadata ReadPngMetadata(const PngContext& context);
+Metadata ReadMetadata(const Context& context);
 
 // The chunks for a page that is written. They must outlive the writing of its header, as must the
 // metadata.
-class PngChunks {
+class Chunks {
  public:
   // `space`: of the image; a profile of another is left out.
-  PngChunks(const PageMetadata& metadata, ProfileSpace space);
-  void SetIn(const PngContext& context);
+  Chunks(const PageMetadata& metadata, ProfileSpace space);
+  void SetIn(const Context& context);
 
  private:
   void AddText(const PageText& text);
@@ -40,6 +40,6 @@ class PngChunks {
   std::vector<spng_text> texts_;
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png
 
 #endif  // DIBKIT_HOST_FORMATS_PNG_METADATA_H

@@ -9,19 +9,15 @@
 #include <exception>
 #include <memory>
 
-#include "formats/codec.h"
+#include "dibkit/host/errors.h"
 
-namespace dibkit::host {
-
-std::unique_ptr<ImageReader> OpenPng(std::unique_ptr<ByteSource> source,
-                                     const ReadOptions& options);
-std::unique_ptr<ImageWriter> MakePng(ByteSink& sink);
+namespace dibkit::host::png {
 
 // One context, and the exception that a callback met: it must not fly through libspng.
-class PngContext {
+class Context {
  public:
   // `flags` as spng_ctx_new takes them. Throws std::bad_alloc.
-  explicit PngContext(int flags);
+  explicit Context(int flags);
 
   spng_ctx* Spng() const { return context_.get(); }
 
@@ -62,6 +58,6 @@ class PngContext {
   std::exception_ptr met_;
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png
 
 #endif  // DIBKIT_HOST_FORMATS_PNG_CONTEXT_H

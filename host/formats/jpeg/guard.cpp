@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/jpeg_guard.h"
+#include "formats/jpeg/guard.h"
 
 #include <algorithm>
 #include <new>
@@ -7,7 +7,7 @@
 // Behind jpeglib.h.
 #include <jerror.h>
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 namespace {
 
 [[noreturn]] void Unsupported(const std::string& message) {
@@ -20,27 +20,27 @@ namespace {
 
 }  // namespace
 
-JpegGuard::JpegGuard(const WarningHook& warning) : warning_(warning) {
+Guard::Guard(const WarningHook& warning) : warning_(warning) {
   jpeg_std_error(&manager_);
   manager_.error_exit = Exit;
   manager_.emit_message = Emit;
   manager_.output_message = Output;
 }
 
-void JpegGuard::Leave() {
+void Guard::Leave() {
   std::longjmp(jump_, 1);  // NOLINT(cert-err52-cpp)
 }
 
-void JpegGuard::Exit(j_common_ptr object) {
-  JpegGuard& self = Of(object);
+void Guard::Exit(j_common_ptr object) {
+  Guard& self = Of(object);
   self.code_ = self.manager_.msg_code;
   self.manager_.format_message(object, self.message_.data());
   self.Leave();
 }
 
 // `level` is negative for remarks about damage; the others are of no interest.
-void JpegGuard::Emit(j_common_ptr object, int level) {
-  JpegGuard& self = Of(object);
+void Guard::Emit(j_common_ptr object, int level) {
+  Guard& self = Of(object);
   const int code = self.manager_.msg_code;
   if (level >= 0) {
     return;
@@ -57,9 +57,9 @@ void JpegGuard::Emit(j_common_ptr object, int level) {
   }
 }
 
-void JpegGuard::Output(j_common_ptr /*object*/) {}
+void Guard::Output(j_common_ptr /*object*/) {}
 
-bool JpegGuard::IsNew(int code) {
+bool Guard::IsNew(int code) {
   auto* const end = told_.begin() + toldCount_;
   if (toldCount_ == told_.size() || std::find(told_.begin(), end, code) != end) {
     return false;
@@ -68,7 +68,7 @@ bool JpegGuard::IsNew(int code) {
   return true;
 }
 
-void JpegGuard::Throw() const {
+void Guard::Throw() const {
   if (met_) {
     std::rethrow_exception(met_);
   }
@@ -98,4 +98,4 @@ void JpegGuard::Throw() const {
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg

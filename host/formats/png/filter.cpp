@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_filter.h"
+#include "formats/png/filter.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 // How far a byte is from 0 as a signed one: the usual guess at how badly it packs.
@@ -36,4 +36,4 @@ bool IsLikeRowAbove(const unsigned char* row, const unsigned char* above, size_t
   return Differences(row, above, bytes) <= horizontal;
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

@@ -8,26 +8,26 @@
 #include <memory>
 #include <span>
 
-#include "formats/jpeg_guard.h"
-#include "formats/jpeg_source.h"
+#include "formats/jpeg/guard.h"
+#include "formats/jpeg/source.h"
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 
 // What the rows that are read hold.
-enum class JpegColour { kGrey, kBgr, kCmyk };
+enum class ColourSpace { kGrey, kBgr, kCmyk };
 
 // Members throw ImageError, Cancelled, std::bad_alloc and what the source throws.
-class JpegDecoder {
+class Decoder {
  public:
   // Reads up to the image. A larger one than the options allow is refused (kTooManyPixels) before
   // anything of it is read. `options` must outlive the decoder.
-  JpegDecoder(ByteSource& source, const ReadOptions& options);
-  JpegDecoder(const JpegDecoder&) = delete;
-  JpegDecoder& operator=(const JpegDecoder&) = delete;
+  Decoder(ByteSource& source, const ReadOptions& options);
+  Decoder(const Decoder&) = delete;
+  Decoder& operator=(const Decoder&) = delete;
 
   const jpeg_decompress_struct& Object() const { return object_; }
-  const JpegMarkers& Markers() const { return source_.Markers(); }
-  JpegColour Colour() const { return colour_; }
+  const KeptMarkers& Markers() const { return source_.Markers(); }
+  ColourSpace Colour() const { return colour_; }
   // Memory that decoding takes, roughly: all coefficients of an image that comes in several scans.
   uint64_t WorkBytes() const;
 
@@ -46,18 +46,18 @@ class JpegDecoder {
   uint64_t Samples() const;
 
   struct Progress : jpeg_progress_mgr {
-    JpegDecoder* decoder;
+    Decoder* decoder;
   };
 
   const ReadOptions& options_;
-  JpegGuard guard_;
-  JpegSource source_;
-  JpegDecompressor object_;
+  Guard guard_;
+  Source source_;
+  Decompressor object_;
   Progress progress_{};
-  JpegColour colour_ = JpegColour::kGrey;
+  ColourSpace colour_ = ColourSpace::kGrey;
   unsigned seenComponents_ = 0;  // a bit for each that a scan has brought
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg
 
 #endif  // DIBKIT_HOST_FORMATS_JPEG_DECODER_H

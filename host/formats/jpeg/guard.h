@@ -12,37 +12,34 @@
 // Behind cstdio, whose types it takes for granted.
 #include <jpeglib.h>
 
-#include "formats/codec.h"
+#include "dibkit/host/errors.h"
+#include "dibkit/host/image_reader.h"
 
-namespace dibkit::host {
-
-std::unique_ptr<ImageReader> OpenJpeg(std::unique_ptr<ByteSource> source,
-                                      const ReadOptions& options);
-std::unique_ptr<ImageWriter> MakeJpeg(ByteSink& sink);
+namespace dibkit::host::jpeg {
 
 // An object that is destroyed whether or not it was created.
-struct JpegDecompressor : jpeg_decompress_struct {
-  JpegDecompressor() : jpeg_decompress_struct{} {}
-  JpegDecompressor(const JpegDecompressor&) = delete;
-  JpegDecompressor& operator=(const JpegDecompressor&) = delete;
-  ~JpegDecompressor() { jpeg_destroy_decompress(this); }
+struct Decompressor : jpeg_decompress_struct {
+  Decompressor() : jpeg_decompress_struct{} {}
+  Decompressor(const Decompressor&) = delete;
+  Decompressor& operator=(const Decompressor&) = delete;
+  ~Decompressor() { jpeg_destroy_decompress(this); }
 };
 
-struct JpegCompressor : jpeg_compress_struct {
-  JpegCompressor() : jpeg_compress_struct{} {}
-  JpegCompressor(const JpegCompressor&) = delete;
-  JpegCompressor& operator=(const JpegCompressor&) = delete;
-  ~JpegCompressor() { jpeg_destroy_compress(this); }
+struct Compressor : jpeg_compress_struct {
+  Compressor() : jpeg_compress_struct{} {}
+  Compressor(const Compressor&) = delete;
+  Compressor& operator=(const Compressor&) = delete;
+  ~Compressor() { jpeg_destroy_compress(this); }
 };
 
 // The error manager of one libjpeg object. No exception flies through libjpeg, and no jump passes a
 // frame that has something to destroy: callbacks do their work inside Caught and then Leave.
-class JpegGuard {
+class Guard {
  public:
   // `warning` hears each kind of remark once. Such as tell that pixels are missing are errors.
-  explicit JpegGuard(const WarningHook& warning = nullptr);
-  JpegGuard(const JpegGuard&) = delete;
-  JpegGuard& operator=(const JpegGuard&) = delete;
+  explicit Guard(const WarningHook& warning = nullptr);
+  Guard(const Guard&) = delete;
+  Guard& operator=(const Guard&) = delete;
 
   // Makes `object` report here; to be called before it is created.
   template <typename Object>
@@ -50,9 +47,7 @@ class JpegGuard {
     object.err = &manager_;
     object.client_data = this;
   }
-  static JpegGuard& Of(j_common_ptr object) {
-    return *static_cast<JpegGuard*>(object->client_data);
-  }
+  static Guard& Of(j_common_ptr object) { return *static_cast<Guard*>(object->client_data); }
 
   // Runs calls of libjpeg; their errors come out as what a callback has met, ImageError (kDamaged,
   // kUnsupported, kTooLarge) or std::bad_alloc. `calls` owns nothing that would want destroying.
@@ -97,6 +92,6 @@ class JpegGuard {
   std::array<char, JMSG_LENGTH_MAX> message_{};
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg
 
 #endif  // DIBKIT_HOST_FORMATS_JPEG_GUARD_H

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/jpeg_source.h"
+#include "formats/jpeg/source.h"
 
 #include <algorithm>
 #include <string_view>
 // Behind jpeglib.h.
 #include <jerror.h>
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 namespace {
 
 using Bytes = std::span<const unsigned char>;
@@ -26,7 +26,7 @@ bool BeginsWith(Bytes bytes, std::string_view name) {
 
 }  // namespace
 
-void JpegMarkers::Take(int marker, Bytes bytes) {
+void KeptMarkers::Take(int marker, Bytes bytes) {
   if (marker == JPEG_COM && comment_.empty()) {
     comment_.assign(bytes.begin(), bytes.end());
   } else if (marker == kExifMarker && exif_.empty() && BeginsWith(bytes, kExifName)) {
@@ -38,7 +38,7 @@ void JpegMarkers::Take(int marker, Bytes bytes) {
 }
 
 // Its number and how many there are, then its bytes.
-void JpegMarkers::TakeProfilePiece(Bytes bytes) {
+void KeptMarkers::TakeProfilePiece(Bytes bytes) {
   if (bytes.size() <= 2) {
     return;
   }
@@ -51,7 +51,7 @@ void JpegMarkers::TakeProfilePiece(Bytes bytes) {
   }
 }
 
-std::vector<unsigned char> JpegMarkers::Profile() const {
+std::vector<unsigned char> KeptMarkers::Profile() const {
   std::vector<unsigned char> profile;
   for (size_t i = 1; i <= profilePieceCount_; ++i) {
     const auto& piece = profilePieces_[i];
@@ -63,7 +63,7 @@ std::vector<unsigned char> JpegMarkers::Profile() const {
   return profile;
 }
 
-JpegSource::JpegSource(ByteSource& source)
+Source::Source(ByteSource& source)
     : jpeg_source_mgr{}, reader_(source), buffer_(kBufferBytes), marker_(kMostMarkerBytes) {
   init_source = Nothing;
   fill_input_buffer = Fill;
@@ -72,23 +72,21 @@ JpegSource::JpegSource(ByteSource& source)
   term_source = Nothing;
 }
 
-void JpegSource::AttachTo(j_decompress_ptr object) {
+void Source::AttachTo(j_decompress_ptr object) {
   object->src = this;
   for (const int marker : {JPEG_COM, kExifMarker, kProfileMarker}) {
     jpeg_set_marker_processor(object, marker, ReadMarker);
   }
 }
 
-JpegSource& JpegSource::Of(j_decompress_ptr object) {
-  return *static_cast<JpegSource*>(object->src);
-}
+Source& Source::Of(j_decompress_ptr object) { return *static_cast<Source*>(object->src); }
 
-void JpegSource::Nothing(j_decompress_ptr /*object*/) {}
+void Source::Nothing(j_decompress_ptr /*object*/) {}
 
 // The end of the file is an error, so that no picture is made up for what is missing.
-boolean JpegSource::Fill(j_decompress_ptr object) {
-  JpegSource& self = Of(object);
-  JpegGuard& guard = JpegGuard::Of(reinterpret_cast<j_common_ptr>(object));
+boolean Source::Fill(j_decompress_ptr object) {
+  Source& self = Of(object);
+  Guard& guard = Guard::Of(reinterpret_cast<j_common_ptr>(object));
   size_t got = 0;
   if (!guard.Caught([&] { got = self.reader_.ReadSome(self.buffer_); })) {
     guard.Leave();
@@ -101,8 +99,8 @@ boolean JpegSource::Fill(j_decompress_ptr object) {
   return TRUE;
 }
 
-void JpegSource::Skip(j_decompress_ptr object, long count) {
-  JpegSource& self = Of(object);
+void Source::Skip(j_decompress_ptr object, long count) {
+  Source& self = Of(object);
   while (count > 0) {
     if (self.bytes_in_buffer == 0) {
       Fill(object);
@@ -114,8 +112,8 @@ void JpegSource::Skip(j_decompress_ptr object, long count) {
   }
 }
 
-void JpegSource::Read(j_decompress_ptr object, std::span<unsigned char> into) {
-  JpegSource& self = Of(object);
+void Source::Read(j_decompress_ptr object, std::span<unsigned char> into) {
+  Source& self = Of(object);
   while (!into.empty()) {
     if (self.bytes_in_buffer == 0) {
       Fill(object);
@@ -128,8 +126,8 @@ void JpegSource::Read(j_decompress_ptr object, std::span<unsigned char> into) {
   }
 }
 
-boolean JpegSource::ReadMarker(j_decompress_ptr object) {
-  JpegSource& self = Of(object);
+boolean Source::ReadMarker(j_decompress_ptr object) {
+  Source& self = Of(object);
   std::array<unsigned char, 2> head{};
   Read(object, head);
   const size_t length = size_t{head[0]} << 8 | head[1];
@@ -138,11 +136,11 @@ boolean JpegSource::ReadMarker(j_decompress_ptr object) {
   }
   const auto bytes = std::span(self.marker_).first(length - head.size());
   Read(object, bytes);
-  JpegGuard& guard = JpegGuard::Of(reinterpret_cast<j_common_ptr>(object));
+  Guard& guard = Guard::Of(reinterpret_cast<j_common_ptr>(object));
   if (!guard.Caught([&] { self.markers_.Take(object->unread_marker, bytes); })) {
     guard.Leave();
   }
   return TRUE;
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg

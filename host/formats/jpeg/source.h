@@ -10,14 +10,14 @@
 #include <span>
 #include <vector>
 
-#include "formats/jpeg_guard.h"
+#include "formats/jpeg/guard.h"
 #include "formats/sequential_reader.h"
 
-namespace dibkit::host {
+namespace dibkit::host::jpeg {
 
 // The texts and blocks that stand in markers of their own. What there is more than one of is kept
 // once, so that no file fills the memory with them.
-class JpegMarkers {
+class KeptMarkers {
  public:
   // A marker and what it holds.
   void Take(int marker, std::span<const unsigned char> bytes);
@@ -38,21 +38,21 @@ class JpegMarkers {
 };
 
 // A source manager over a file, which it reads in the pieces that come.
-class JpegSource : public jpeg_source_mgr {
+class Source : public jpeg_source_mgr {
  public:
-  explicit JpegSource(ByteSource& source);
-  JpegSource(const JpegSource&) = delete;
-  JpegSource& operator=(const JpegSource&) = delete;
+  explicit Source(ByteSource& source);
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
 
-  // To be called, inside JpegGuard::Run, when the object is created.
+  // To be called, inside Guard::Run, when the object is created.
   void AttachTo(j_decompress_ptr object);
 
-  const JpegMarkers& Markers() const { return markers_; }
+  const KeptMarkers& Markers() const { return markers_; }
   // See SequentialReader.
   void ExpectPixels(uint64_t bytes) { reader_.ExpectPixels(bytes); }
 
  private:
-  static JpegSource& Of(j_decompress_ptr object);
+  static Source& Of(j_decompress_ptr object);
   static boolean Fill(j_decompress_ptr object);
   static void Skip(j_decompress_ptr object, long count);
   static void Nothing(j_decompress_ptr object);
@@ -60,11 +60,11 @@ class JpegSource : public jpeg_source_mgr {
   static void Read(j_decompress_ptr object, std::span<unsigned char> into);
 
   SequentialReader reader_;
-  JpegMarkers markers_;
+  KeptMarkers markers_;
   std::vector<unsigned char> buffer_;
   std::vector<unsigned char> marker_;
 };
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::jpeg
 
 #endif  // DIBKIT_HOST_FORMATS_JPEG_SOURCE_H

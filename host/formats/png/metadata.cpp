@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_metadata.h"
+#include "formats/png/metadata.h"
 
 #include <algorithm>
 #include <array>
@@ -10,11 +10,11 @@
 #include <string_view>
 
 #include "formats/exif.h"
-#include "formats/latin1.h"
 #include "formats/page_texts.h"
+#include "formats/png/latin1.h"
 #include "formats/whole_resolution.h"
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 constexpr uint8_t kPerMetre = 1;
@@ -30,7 +30,7 @@ bool IsSameKeyword(std::string_view a, std::string_view b) {
                     [&](char x, char y) { return small(x) == small(y); });
 }
 
-std::vector<spng_text> TextChunks(const PngContext& context) {
+std::vector<spng_text> TextChunks(const Context& context) {
   uint32_t count = 0;
   const int result = spng_get_text(context.Spng(), nullptr, &count);
   if (result == SPNG_ECHUNKAVAIL) {
@@ -48,7 +48,7 @@ std::string ValueOf(const spng_text& chunk) {
   return chunk.type == SPNG_ITXT || IsUtf8(text) ? std::string(text) : Utf8OfLatin1(text);
 }
 
-void ReadTexts(const PngContext& context, std::vector<PageText>& texts) {
+void ReadTexts(const Context& context, std::vector<PageText>& texts) {
   const std::vector<spng_text> chunks = TextChunks(context);
   for (const spng_text& chunk : chunks) {
     const auto* const known = std::find_if(
@@ -65,7 +65,7 @@ void ReadTexts(const PngContext& context, std::vector<PageText>& texts) {
   }
 }
 
-Resolution ReadResolution(const PngContext& context) {
+Resolution ReadResolution(const Context& context) {
   spng_phys phys{};
   if (!context.Has(spng_get_phys, phys) || phys.unit_specifier != kPerMetre || phys.ppu_x == 0 ||
       phys.ppu_y == 0) {
@@ -101,8 +101,8 @@ std::optional<std::string> PlainValueOf(const std::string& text) {
 
 }  // namespace
 
-PngMetadata ReadPngMetadata(const PngContext& context) {
-  PngMetadata metadata;
+Metadata ReadMetadata(const Context& context) {
+  Metadata metadata;
   metadata.page.resolution = ReadResolution(context);
   ReadTexts(context, metadata.page.texts);
   spng_iccp profile{};
@@ -113,10 +113,8 @@ PngMetadata ReadPngMetadata(const PngContext& context) {
   spng_exif chunk{};
   if (context.Has(spng_get_exif, chunk)) {
     const ExifBlock exif = ReadExif(BytesOf(chunk.data, chunk.length));
+    // Its resolution is left alone: tools that add a block put 72 into it, whatever the page has.
     metadata.orientation = exif.orientation;
-    if (metadata.page.resolution.unit == ResolutionUnit::kNone) {
-      metadata.page.resolution = exif.resolution;
-    }
     for (const PageText& text : exif.texts) {
       AddText(metadata.page.texts, text.kind, text.text);
     }
@@ -124,7 +122,7 @@ PngMetadata ReadPngMetadata(const PngContext& context) {
   return metadata;
 }
 
-PngChunks::PngChunks(const PageMetadata& metadata, ProfileSpace space)
+Chunks::Chunks(const PageMetadata& metadata, ProfileSpace space)
     : metadata_(metadata), hasProfile_(SpaceOfProfile(metadata.iccProfile) == space) {
   values_.reserve(metadata.texts.size());
   for (const PageText& text : metadata.texts) {
@@ -134,7 +132,7 @@ PngChunks::PngChunks(const PageMetadata& metadata, ProfileSpace space)
   }
 }
 
-void PngChunks::AddText(const PageText& text) {
+void Chunks::AddText(const PageText& text) {
   std::optional<std::string> plain = PlainValueOf(text.text);
   spng_text chunk{};
   const std::string_view keyword = kKeywords[static_cast<size_t>(text.kind)];
@@ -148,7 +146,7 @@ void PngChunks::AddText(const PageText& text) {
   texts_.push_back(chunk);
 }
 
-void PngChunks::SetIn(const PngContext& context) {
+void Chunks::SetIn(const Context& context) {
   if (auto phys = PhysOf(metadata_.resolution)) {
     context.Check(spng_set_phys(context.Spng(), &*phys));
   }
@@ -167,4 +165,4 @@ void PngChunks::SetIn(const PngContext& context) {
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png

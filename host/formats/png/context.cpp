@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/png_context.h"
+#include "formats/png/context.h"
 
 #include <new>
 #include <string>
 
-namespace dibkit::host {
+namespace dibkit::host::png {
 namespace {
 
 [[noreturn]] void Fail(int result) {
@@ -30,13 +30,13 @@ namespace {
 
 }  // namespace
 
-PngContext::PngContext(int flags) : context_(spng_ctx_new(flags)) {
+Context::Context(int flags) : context_(spng_ctx_new(flags)) {
   if (!context_) {
     throw std::bad_alloc();
   }
 }
 
-void PngContext::Check(int result) const {
+void Context::Check(int result) const {
   if (met_) {
     std::rethrow_exception(met_);
   }
@@ -45,4 +45,4 @@ void PngContext::Check(int result) const {
   }
 }
 
-}  // namespace dibkit::host
+}  // namespace dibkit::host::png
