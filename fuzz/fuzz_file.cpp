@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A bitmap file is loaded and goes through every conversion of the host. Each pixel must be what a
-// viewer shows, or the file must be refused with a BitmapError.
+// viewer shows, or the file must be refused with an ImageError.
 #include <optional>
 
 #include "Color.h"
@@ -29,7 +29,7 @@ std::optional<host::BitmapFile> Open(std::span<const uint8_t> bytes) {
     const host::BitmapDescription& bitmap = file.Description();
     if (uint64_t{bitmap.width} * bitmap.height > kMostPixels) return std::nullopt;
     return file;
-  } catch (const host::BitmapError&) {
+  } catch (const host::ImageError&) {
     return std::nullopt;
   }
 }

@@ -2,22 +2,22 @@
 #include "dibkit/host/bitmap_description.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 #include <string>
 
 #include "bitmap/fields.h"
 #include "bitmap/little_endian.h"
+#include "bitmap/stored_rows.h"
 #include "dibkit/host/dib_layout.h"
+#include "dibkit/host/pixel_limit.h"
 
 namespace dibkit::host {
 namespace {
 
-constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
 constexpr uint32_t kMaskBytes = 4;
 
-[[noreturn]] void Fail(BitmapFault fault, const std::string& message) {
-  throw BitmapError(fault, message);
+[[noreturn]] void Fail(ImageFault fault, const std::string& message) {
+  throw ImageError(fault, message);
 }
 
 std::string Number(uint64_t value) { return std::to_string(value); }
@@ -48,7 +48,7 @@ bool IsDepth(uint16_t bits) {
 void RequireSize(ByteSource& file, uint64_t end) {
   const uint64_t size = file.SizeUpTo(end);
   if (size < end) {
-    Fail(BitmapFault::kHeaderTruncated,
+    Fail(ImageFault::kHeaderTruncated,
          "the file ends inside its headers, after " + Number(size) + " bytes");
   }
 }
@@ -58,15 +58,14 @@ RawHeader ReadHeaders(ByteSource& file) {
   const auto there = static_cast<size_t>(file.SizeUpTo(start.size()));
   file.Read(0, std::span(start).first(there));
   if (start[0] != 'B' || start[1] != 'M') {
-    Fail(BitmapFault::kNotABitmap, "not a bitmap file");
+    Fail(ImageFault::kNotABitmap, "not a bitmap file");
   }
   RequireSize(file, start.size());
   RawHeader header;
   header.pixelOffset = Load32(start.data() + kPixelOffsetField);
   header.size = Load32(start.data() + kFileHeaderBytes);
   if (!IsHeaderSize(header.size)) {
-    Fail(BitmapFault::kHeaderSize,
-         "there is no bitmap header of " + Number(header.size) + " bytes");
+    Fail(ImageFault::kHeaderSize, "there is no bitmap header of " + Number(header.size) + " bytes");
   }
   RequireSize(file, kFileHeaderBytes + header.size);
   file.Read(kFileHeaderBytes, std::span(header.bytes).first(header.size));
@@ -83,7 +82,7 @@ void ReadInfoFields(const RawHeader& header, BitmapDescription& bitmap) {
   const int32_t width = header.SignedLong(kBiWidth);
   const int64_t height = header.SignedLong(kBiHeight);
   if (width < 0) {
-    Fail(BitmapFault::kWidth, "the width is " + std::to_string(width));
+    Fail(ImageFault::kWidth, "the width is " + std::to_string(width));
   }
   bitmap.width = static_cast<uint32_t>(width);
   bitmap.topDown = height < 0;
@@ -95,13 +94,13 @@ void ReadInfoFields(const RawHeader& header, BitmapDescription& bitmap) {
 
 void CheckDimensions(const BitmapDescription& bitmap, uint16_t planes) {
   if (bitmap.width == 0) {
-    Fail(BitmapFault::kWidth, "the width is 0");
+    Fail(ImageFault::kWidth, "the width is 0");
   }
   if (bitmap.height == 0) {
-    Fail(BitmapFault::kHeight, "the height is 0");
+    Fail(ImageFault::kHeight, "the height is 0");
   }
   if (planes != 1) {
-    Fail(BitmapFault::kPlanes, "the number of planes is " + Number(planes) + ", not 1");
+    Fail(ImageFault::kPlanes, "the number of planes is " + Number(planes) + ", not 1");
   }
 }
 
@@ -157,20 +156,20 @@ bool IsEmbedded(BitmapCompression compression) {
 void ReadFormat(const RawHeader& header, BitmapDescription& bitmap) {
   const auto compression = CompressionOf(header);
   if (!compression) {
-    Fail(BitmapFault::kCompression,
+    Fail(ImageFault::kCompression,
          "there is no compression number " + Number(header.Long(kBiCompression)));
   }
   bitmap.compression = *compression;
   if (!IsDepth(bitmap.bitCount) && !(bitmap.bitCount == 0 && IsEmbedded(*compression))) {
-    Fail(BitmapFault::kDepth, "there is no bitmap of " + Number(bitmap.bitCount) + " bits");
+    Fail(ImageFault::kDepth, "there is no bitmap of " + Number(bitmap.bitCount) + " bits");
   }
   if (!FitsDepth(*compression, bitmap.bitCount)) {
-    Fail(BitmapFault::kCompression, std::string(CompressionName(*compression)) +
-                                        " compression does not exist at " +
-                                        Number(bitmap.bitCount) + " bits");
+    Fail(ImageFault::kCompression, std::string(CompressionName(*compression)) +
+                                       " compression does not exist at " + Number(bitmap.bitCount) +
+                                       " bits");
   }
   if (bitmap.topDown && !HasRows(bitmap)) {
-    Fail(BitmapFault::kCompressedTopDown, "a compressed bitmap cannot be stored top row first");
+    Fail(ImageFault::kCompressedTopDown, "a compressed bitmap cannot be stored top row first");
   }
 }
 
@@ -201,14 +200,14 @@ void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
   bitmap.tableEntryBytes = header.IsCore() ? 3 : 4;
   bitmap.pixelOffset = header.pixelOffset;
   if (bitmap.pixelOffset < bitmap.tableOffset) {
-    Fail(BitmapFault::kPixelOffset,
+    Fail(ImageFault::kPixelOffset,
          "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", inside the headers");
   }
   const uint64_t room = (bitmap.pixelOffset - bitmap.tableOffset) / bitmap.tableEntryBytes;
   const uint32_t claimed = header.IsCore() ? 0 : header.Long(kBiColorsUsed);
   if (claimed > room) {
-    Fail(BitmapFault::kTableSize, "the colour table should have " + Number(claimed) +
-                                      " entries, but there is room for " + Number(room));
+    Fail(ImageFault::kTableSize, "the colour table should have " + Number(claimed) +
+                                     " entries, but there is room for " + Number(room));
   }
   const bool indexed = bitmap.bitCount >= 1 && bitmap.bitCount <= 8;
   const uint32_t usual = indexed ? 1U << bitmap.bitCount : 0;
@@ -216,36 +215,49 @@ void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
       claimed != 0 ? claimed : static_cast<uint32_t>(std::min<uint64_t>(usual, room));
 }
 
-void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
-  bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
-  // The sum wraps for the largest claims; no file is that long.
-  const uint64_t end = bitmap.pixelBytes > kNoLimit - bitmap.pixelOffset
-                           ? kNoLimit
-                           : bitmap.pixelOffset + bitmap.pixelBytes;
-  const uint64_t size = file.SizeUpTo(end);
-  if (size < end) {
-    Fail(BitmapFault::kRowsTruncated, "the rows need " + Number(bitmap.pixelBytes) +
-                                          " bytes, but the file holds " +
-                                          Number(size - bitmap.pixelOffset) + " of them");
+void RequireStart(ByteSource& file, const BitmapDescription& bitmap) {
+  if (file.SizeUpTo(bitmap.pixelOffset + 1) <= bitmap.pixelOffset) {
+    Fail(ImageFault::kPixelOffset, "the pixels would begin at byte " + Number(bitmap.pixelOffset) +
+                                       ", behind the end of the file");
   }
 }
 
+// A pipe would have to keep what it counts, so its rows are looked for as they are read.
+void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
+  bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
+  if (file.IsInPlace()) {
+    RequireStart(file, bitmap);
+    RequireRows(file, bitmap, bitmap.pixelBytes);
+  }
+}
+
+// The longest stream that any writer makes: a record of two bytes for each pixel, and room for the
+// end and a move of each row.
+uint64_t MostStreamBytes(const BitmapDescription& bitmap) {
+  constexpr uint64_t kRecordBytes = 2;
+  constexpr uint64_t kRowBytes = 8;
+  return (kRecordBytes * bitmap.width + kRowBytes) * (uint64_t{bitmap.height} + 1);
+}
+
 void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  constexpr uint64_t kMostGapBytes = uint64_t{16} << 20;
+  if (!file.IsInPlace() && bitmap.pixelOffset > kMostGapBytes) {
+    Fail(ImageFault::kPixelOffset,
+         "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", too late for a pipe");
+  }
+  RequireStart(file, bitmap);
   const uint32_t claimed = header.Long(kBiSizeImage);
-  const uint64_t size = file.SizeUpTo(claimed != 0 ? bitmap.pixelOffset + claimed : kNoLimit);
-  bitmap.pixelBytes = size - bitmap.pixelOffset;
-  if (bitmap.pixelBytes < claimed) {
-    Fail(BitmapFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
-                                            " bytes, but the file holds " +
-                                            Number(bitmap.pixelBytes) + " of them");
+  const uint64_t most = MostStreamBytes(bitmap);
+  const uint64_t wanted = claimed != 0 ? std::min<uint64_t>(claimed, most) : most;
+  bitmap.pixelBytes = file.SizeUpTo(bitmap.pixelOffset + wanted) - bitmap.pixelOffset;
+  if (claimed != 0 && bitmap.pixelBytes < wanted) {
+    Fail(ImageFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
+                                           " bytes, but the file holds " +
+                                           Number(bitmap.pixelBytes) + " of them");
   }
 }
 
 void PlacePixels(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
-  if (file.SizeUpTo(bitmap.pixelOffset + 1) <= bitmap.pixelOffset) {
-    Fail(BitmapFault::kPixelOffset, "the pixels would begin at byte " + Number(bitmap.pixelOffset) +
-                                        ", behind the end of the file");
-  }
   if (HasRows(bitmap)) {
     PlaceRows(file, bitmap);
   } else {
@@ -285,7 +297,7 @@ const char* CompressionName(BitmapCompression compression) {
   return "unknown";
 }
 
-BitmapDescription DescribeBitmap(ByteSource& file) {
+BitmapDescription DescribeBitmap(ByteSource& file, uint64_t maxPixels) {
   RawHeader header = ReadHeaders(file);
   BitmapDescription bitmap{};
   bitmap.headerBytes = header.size;
@@ -297,6 +309,7 @@ BitmapDescription DescribeBitmap(ByteSource& file) {
     CheckDimensions(bitmap, header.Word(kBiPlanes));
   }
   ReadFormat(header, bitmap);
+  CheckPixels(bitmap.width, bitmap.height, maxPixels);
   ReadMasks(file, header, bitmap);
   PlaceTable(header, bitmap);
   PlacePixels(file, header, bitmap);

@@ -8,6 +8,7 @@
 
 #include "bitmap/presentation.h"
 #include "bitmap/run_length.h"
+#include "bitmap/stored_rows.h"
 #include "dibkit/host/dib_layout.h"
 #include "dibkit/host/locked_block.h"
 
@@ -20,8 +21,8 @@ bool IsRunLength(const BitmapDescription& bitmap) {
 }
 
 [[noreturn]] void FailTooLarge(uint64_t bytes) {
-  throw BitmapError(BitmapFault::kTooLarge, "the image needs " + std::to_string(bytes) +
-                                                " bytes, which is more than one block can hold");
+  throw ImageError(ImageFault::kTooLarge, "the image needs " + std::to_string(bytes) +
+                                              " bytes, which is more than one block can hold");
 }
 
 // The library takes the length of a stream for a signed number.
@@ -39,19 +40,20 @@ void CheckBlock(const Presentation& form) {
 
 }  // namespace
 
-BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source)
-    : source_(std::move(source)), description_(DescribeBitmap(*source_)) {}
+BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source, uint64_t maxPixels)
+    : source_(std::move(source)), description_(DescribeBitmap(*source_, maxPixels)) {}
 
-BitmapFile BitmapFile::Open(const std::string& path, CancelHook cancelled) {
-  return BitmapFile(OpenSource(path, cancelled));
+BitmapFile BitmapFile::Open(const std::string& path, const CancelHook& cancelled,
+                            uint64_t maxPixels) {
+  return BitmapFile(OpenSource(path, cancelled), maxPixels);
 }
 
 void BitmapFile::CheckConvertible() const {
   const BitmapDescription& bitmap = description_;
   if (!HasRows(bitmap) && !IsRunLength(bitmap)) {
-    throw BitmapError(BitmapFault::kCompressionNotConvertible,
-                      std::string("bitmaps with ") + CompressionName(bitmap.compression) +
-                          " pixels cannot be converted");
+    throw ImageError(ImageFault::kCompressionNotConvertible,
+                     std::string("bitmaps with ") + CompressionName(bitmap.compression) +
+                         " pixels cannot be converted");
   }
   // A run-length image takes room for its rows as soon as it is expanded.
   const DibLayout layout = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount);
@@ -65,26 +67,46 @@ void BitmapFile::CheckConvertible() const {
   CheckBlock(PresentationOf(bitmap, bitmap.pixelBytes));
 }
 
-OwnedBlock BitmapFile::ReadDib() {
+bool BitmapFile::HasGreyTable() {
+  if (description_.bitCount == 0 || description_.bitCount > 8) {
+    return false;
+  }
+  std::vector<unsigned char> table = ReadTable();
+  table.resize(std::min(table.size(), size_t{4} << description_.bitCount));
+  for (size_t at = 0; at < table.size(); at += 4) {
+    if (table[at] != table[at + 1] || table[at] != table[at + 2]) {
+      return false;
+    }
+  }
+  return !table.empty();
+}
+
+OwnedBlock BitmapFile::ReadDib() { return ReadBlock(false); }
+
+OwnedBlock BitmapFile::ReadBottomUpDib() { return ReadBlock(true); }
+
+OwnedBlock BitmapFile::ReadBlock(bool bottomUp) {
   CheckConvertible();
+  const std::vector<unsigned char> table = ReadTable();
+  source_->ForgetBefore(description_.pixelOffset);
   const std::vector<unsigned char> stream = ReadStream();
-  const Presentation form = PresentationOf(description_, stream.size());
+  const Presentation form = PresentationOf(description_, stream.size(), bottomUp);
   CheckBlock(form);
   OwnedBlock block(GlobalAlloc(GHND, static_cast<unsigned>(form.blockBytes)));
   if (!block) {
-    throw BitmapError(BitmapFault::kNoMemory,
-                      "no memory for " + std::to_string(form.blockBytes) + " bytes");
+    throw ImageError(ImageFault::kNoMemory,
+                     "no memory for " + std::to_string(form.blockBytes) + " bytes");
   }
   const LockedBlock lock(block.get());
   WritePresentedHeader(lock.Bytes(), description_, form);
-  ReadTable(lock.Bytes().subspan(kInfoHeaderBytes, size_t{form.tableEntries} * 4));
+  std::copy_n(table.begin(), std::min<size_t>(table.size(), size_t{form.tableEntries} * 4),
+              lock.Bytes().begin() + kInfoHeaderBytes);
   const auto pixels = lock.Bytes().subspan(static_cast<size_t>(form.pixelOffset));
   if (IsRunLength(description_)) {
     std::copy(stream.begin(), stream.end(), pixels.begin());
-  } else if (description_.bitCount != form.bitCount) {
-    ReadTwoBitRows(pixels);
   } else {
-    source_->Read(description_.pixelOffset, pixels);
+    const auto rows = pixels.first(static_cast<size_t>(form.pixelBytes));
+    ReadRows(*source_, description_, form.bitCount, description_.topDown && !form.topDown, rows);
   }
   return block;
 }
@@ -97,33 +119,27 @@ std::vector<unsigned char> BitmapFile::ReadStream() {
   }
   std::vector<unsigned char> stored(static_cast<size_t>(bitmap.pixelBytes));
   source_->Read(bitmap.pixelOffset, stored);
+  source_->ForgetBefore(bitmap.pixelOffset + bitmap.pixelBytes);
   std::vector<unsigned char> stream =
       StraightenedStream(stored, bitmap.width, bitmap.height, bitmap.bitCount);
   CheckStream(stream.size());
   return stream;
 }
 
-void BitmapFile::ReadTwoBitRows(std::span<unsigned char> into) {
-  const uint64_t stored = RowStride(description_.width, 2);
-  const auto spread = static_cast<size_t>(RowStride(description_.width, 4));
-  std::vector<unsigned char> row(static_cast<size_t>(stored));
-  for (uint32_t y = 0; y < description_.height; ++y) {
-    source_->Read(description_.pixelOffset + y * stored, row);
-    SpreadTwoBitRow(row.data(), into.data() + y * spread, description_.width);
-  }
-}
-
-// Entries of 3 bytes become entries of 4. The fourth byte of an entry is reserved; some writers
-// leave chance values there.
-void BitmapFile::ReadTable(std::span<unsigned char> into) {
+// At most the 256 entries that a depth can address. Those of 3 bytes become entries of 4; the
+// fourth byte is reserved, and some writers leave chance values there.
+std::vector<unsigned char> BitmapFile::ReadTable() {
+  constexpr uint32_t kMostEntries = 256;
   const size_t stride = description_.tableEntryBytes;
-  const size_t entries = std::min<size_t>(into.size() / 4, description_.tableEntries);
+  const size_t entries = std::min(kMostEntries, description_.tableEntries);
   std::vector<unsigned char> stored(entries * stride);
   source_->Read(description_.tableOffset, stored);
+  std::vector<unsigned char> table(entries * 4);
   for (size_t i = 0; i < entries; ++i) {
     std::copy_n(stored.begin() + static_cast<std::ptrdiff_t>(i * stride), 3,
-                into.begin() + static_cast<std::ptrdiff_t>(i * 4));
+                table.begin() + static_cast<std::ptrdiff_t>(i * 4));
   }
+  return table;
 }
 
 }  // namespace dibkit::host

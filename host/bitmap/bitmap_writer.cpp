@@ -9,7 +9,7 @@
 
 namespace dibkit::host {
 
-void WriteBitmap(OutputFile& file, const DibView& dib) {
+void WriteBitmap(ByteSink& file, const DibView& dib) {
   const uint64_t fileBytes = kFileHeaderBytes + dib.Layout().blockBytes;
   const bool fits = fileBytes <= std::numeric_limits<uint32_t>::max();
   std::array<unsigned char, kFileHeaderBytes> header{'B', 'M'};

@@ -14,7 +14,7 @@ bool IsDibDepth(uint16_t bits) {
 
 void Require(bool sound, const char* message) {
   if (!sound) {
-    throw BitmapError(BitmapFault::kUnsoundDib, message);
+    throw ImageError(ImageFault::kUnsoundDib, message);
   }
 }
 

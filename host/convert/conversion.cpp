@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "convert/library_call.h"
+#include "convert/plain.h"
 #include "dibkit/DIBApi.h"
 #include "dibkit/NiGoRo2.h"
 #include "dibkit/host/remedies.h"
@@ -11,30 +12,46 @@
 namespace dibkit::host {
 namespace {
 
-OwnedBlock AtDepth(OwnedBlock plain, uint16_t bits, const LibraryFunction& convert) {
-  return FieldsOf(plain.get()).bitCount == bits ? std::move(plain)
-                                                : CallLibrary(plain, bits, convert);
+OwnedBlock AtDepth(const OwnedBlock& plain, uint16_t bits, const LibraryFunction& convert) {
+  return FieldsOf(plain.get()).bitCount == bits ? OwnedBlock() : CallLibrary(plain, bits, convert);
 }
 
 }  // namespace
+
+OwnedBlock PlainTo24(const OwnedBlock& plain) { return AtDepth(plain, 24, ConvertTo24BPPDIB); }
+
+OwnedBlock PlainTo16(const OwnedBlock& plain) { return AtDepth(plain, 16, ConvertTo16BPPDIB); }
+
+OwnedBlock PlainQuantized(const OwnedBlock& plain, uint16_t maxColors) {
+  constexpr uint16_t kTreeDepth = 5;
+  const OwnedBlock widened = PlainTo24(plain);
+  return CallLibrary(widened ? widened : plain, 8, [maxColors](unsigned char* source) {
+    return CNiGoRo2(source, maxColors, kTreeDepth, 0).QuantizeBitmap(0, 0);
+  });
+}
 
 OwnedBlock Normalized(OwnedBlock dib) {
   return TurnedBottomUp(BitFieldsWidened(Expanded(std::move(dib))));
 }
 
 OwnedBlock To24Bits(OwnedBlock dib) {
-  return AtDepth(Normalized(std::move(dib)), 24, ConvertTo24BPPDIB);
+  OwnedBlock plain = Normalized(std::move(dib));
+  OwnedBlock converted = PlainTo24(plain);
+  return converted ? std::move(converted) : std::move(plain);
 }
 
 OwnedBlock To16Bits(OwnedBlock dib) {
-  return AtDepth(Normalized(std::move(dib)), 16, ConvertTo16BPPDIB);
+  OwnedBlock plain = Normalized(std::move(dib));
+  OwnedBlock converted = PlainTo16(plain);
+  return converted ? std::move(converted) : std::move(plain);
 }
 
 OwnedBlock Quantized(OwnedBlock dib, uint16_t maxColors) {
-  constexpr uint16_t kTreeDepth = 5;
-  return CallLibrary(To24Bits(std::move(dib)), 8, [maxColors](unsigned char* source) {
-    return CNiGoRo2(source, maxColors, kTreeDepth, 0).QuantizeBitmap(0, 0);
-  });
+  return PlainQuantized(To24Bits(std::move(dib)), maxColors);
+}
+
+OwnedBlock ToGrey(OwnedBlock dib, GreyRule rule, GreyLevels levels) {
+  return PlainToGrey(To24Bits(std::move(dib)), rule, levels);
 }
 
 }  // namespace dibkit::host

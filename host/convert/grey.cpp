@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <utility>
-
 #include "convert/library_call.h"
+#include "convert/plain.h"
 #include "dibkit/Color.h"
 #include "dibkit/DIBHelp.h"
-#include "dibkit/host/conversion.h"
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/locked_block.h"
 
@@ -41,8 +39,9 @@ void GreyRow(const unsigned char* from, unsigned char* to, uint32_t width, GreyF
 
 }  // namespace
 
-OwnedBlock ToGrey(OwnedBlock dib, GreyRule rule, GreyLevels levels) {
-  const OwnedBlock source = To24Bits(std::move(dib));
+OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
+  const OwnedBlock widened = PlainTo24(plain);
+  const OwnedBlock& source = widened ? widened : plain;
   const LockedBlock from(source.get());
   const DibView colors(from.Bytes());
   OwnedBlock result = CallLibrary(source, 8, [&colors](unsigned char*) {

@@ -19,10 +19,10 @@ void RequireRoom(const DibFields& image, uint16_t resultBits) {
   const auto rows = static_cast<uint32_t>(std::abs(int64_t{image.height}));
   const DibLayout layout = LayoutOf(image.width, rows, resultBits);
   if (layout.blockBytes > std::numeric_limits<unsigned>::max()) {
-    throw BitmapError(BitmapFault::kTooLarge, "at " + std::to_string(resultBits) +
-                                                  " bits the image needs " +
-                                                  std::to_string(layout.blockBytes) +
-                                                  " bytes, which is more than one block can hold");
+    throw ImageError(ImageFault::kTooLarge, "at " + std::to_string(resultBits) +
+                                                " bits the image needs " +
+                                                std::to_string(layout.blockBytes) +
+                                                " bytes, which is more than one block can hold");
   }
 }
 
@@ -51,7 +51,7 @@ OwnedBlock CallLibrary(const OwnedBlock& dib, uint16_t resultBits,
   const LockedBlock source(dib.get());
   OwnedBlock result(function(source.Bytes().data()));
   if (!result) {
-    throw BitmapError(BitmapFault::kNoMemory, "there is not enough memory for the conversion");
+    throw ImageError(ImageFault::kNoMemory, "there is not enough memory for the conversion");
   }
   CopyResolution(source.Bytes(), LockedBlock(result.get()).Bytes());
   return result;

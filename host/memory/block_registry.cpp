@@ -38,22 +38,41 @@ tagHANDLE* BlockRegistry::UnusedHandle() {
 }
 
 tagHANDLE* BlockRegistry::Allocate(unsigned bytes) {
-  // A block of no bytes has an address as well. calloc takes large blocks from the system as they
-  // are, zero and untouched.
-  std::unique_ptr<unsigned char, FreeBytes> data(
-      static_cast<unsigned char*>(std::calloc(std::max(bytes, 1U), 1)));
-  if (!data) {
+  ZeroedMemory memory(bytes);
+  if (memory.Data() == nullptr) {
     return nullptr;
   }
   const uint64_t thread = ThisThread();
   const std::lock_guard guard(mutex_);
   tagHANDLE* handle = UnusedHandle();
-  blocks_.emplace(handle, Block{std::move(data), bytes, 0, nextSerial_, thread});
+  const auto entry =
+      blocks_.emplace(handle, Block{std::move(memory), bytes, 0, nextSerial_, thread}).first;
   ++nextSerial_;
-  ++counters_.liveBlocks;
-  counters_.liveBytes += bytes;
-  counters_.peakBytes = std::max(counters_.peakBytes, counters_.liveBytes);
+  CountIn(entry->second);
   return handle;
+}
+
+void BlockRegistry::CountIn(const Block& block) {
+  ++counters_.liveBlocks;
+  counters_.liveBytes += block.bytes;
+  counters_.peakBytes = std::max(counters_.peakBytes, counters_.liveBytes);
+  for (ThreadTally* tally : tallies_) {
+    if (tally->thread == block.thread) {
+      tally->liveBytes += block.bytes;
+      tally->peakBytes = std::max(tally->peakBytes, tally->liveBytes);
+    }
+  }
+}
+
+void BlockRegistry::CountOut(const Block& block) {
+  --counters_.liveBlocks;
+  counters_.liveBytes -= block.bytes;
+  counters_.locks -= block.locks;
+  for (ThreadTally* tally : tallies_) {
+    if (tally->thread == block.thread && block.serial >= tally->since) {
+      tally->liveBytes -= block.bytes;
+    }
+  }
 }
 
 void* BlockRegistry::Lock(tagHANDLE* handle) {
@@ -64,7 +83,7 @@ void* BlockRegistry::Lock(tagHANDLE* handle) {
   }
   ++block->second.locks;
   ++counters_.locks;
-  return block->second.data.get();
+  return block->second.memory.Data();
 }
 
 unsigned BlockRegistry::Unlock(tagHANDLE* handle) {
@@ -78,9 +97,7 @@ unsigned BlockRegistry::Unlock(tagHANDLE* handle) {
 }
 
 BlockRegistry::Blocks::iterator BlockRegistry::Remove(Blocks::iterator block) {
-  --counters_.liveBlocks;
-  counters_.liveBytes -= block->second.bytes;
-  counters_.locks -= block->second.locks;
+  CountOut(block->second);
   return blocks_.erase(block);
 }
 
@@ -111,6 +128,28 @@ MemoryCounters BlockRegistry::Counters() {
 void BlockRegistry::ResetPeak() {
   const std::lock_guard guard(mutex_);
   counters_.peakBytes = counters_.liveBytes;
+}
+
+void BlockRegistry::StartTally(ThreadTally& tally) {
+  const uint64_t thread = ThisThread();
+  const std::lock_guard guard(mutex_);
+  tally = {thread, nextSerial_, 0, 0};
+  tallies_.push_back(&tally);
+}
+
+void BlockRegistry::StopTally(const ThreadTally& tally) noexcept {
+  const std::lock_guard guard(mutex_);
+  tallies_.erase(std::find(tallies_.begin(), tallies_.end(), &tally));
+}
+
+ThreadTally BlockRegistry::ReadTally(const ThreadTally& tally) {
+  const std::lock_guard guard(mutex_);
+  return tally;
+}
+
+void BlockRegistry::ResetPeak(ThreadTally& tally) {
+  const std::lock_guard guard(mutex_);
+  tally.peakBytes = tally.liveBytes;
 }
 
 uint64_t BlockRegistry::NextSerial() {

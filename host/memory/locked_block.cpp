@@ -8,7 +8,7 @@ namespace dibkit::host {
 LockedBlock::LockedBlock(tagHANDLE* handle) : handle_(handle) {
   auto* data = static_cast<unsigned char*>(GlobalLock(handle));
   if (data == nullptr) {
-    throw BitmapError(BitmapFault::kNoBlock, "there is no image at this handle");
+    throw ImageError(ImageFault::kNoBlock, "there is no image at this handle");
   }
   bytes_ = {data, GlobalSize(handle)};
 }

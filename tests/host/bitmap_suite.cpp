@@ -7,14 +7,14 @@
 namespace dibkit::test {
 namespace {
 
-using host::BitmapFault;
+using host::ImageFault;
 
 constexpr SuiteFile Shown(const char* name, uint32_t width, uint32_t height,
                           std::array<int, 3> channelBits, uint64_t checksum, const char* reason) {
   return {name, std::nullopt, width, height, channelBits, checksum, reason};
 }
 
-constexpr SuiteFile Refused(const char* name, BitmapFault fault, const char* reason) {
+constexpr SuiteFile Refused(const char* name, ImageFault fault, const char* reason) {
   return {name, fault, 0, 0, {}, 0, reason};
 }
 
@@ -53,10 +53,10 @@ constexpr SuiteFile kSuite[] = {
     Shown("q/pal8oversizepal", 127, 64, {8, 8, 8}, 0x4598e7515a0f7954, "300 entries in the table"),
     Shown("q/pal8rletrns", 127, 64, {8, 8, 8}, 0xd03d8e3b58c52840, "moves; skipped pixels are index 0"),
     Shown("q/rgb16-231", 127, 64, {2, 3, 1}, 0xd8588f8f7e6a9f45, "channels of 2, 3 and 1 bits"),
-    Refused("q/rgb24jpeg", BitmapFault::kCompressionNotConvertible, "an embedded JPEG file"),
+    Refused("q/rgb24jpeg", ImageFault::kCompressionNotConvertible, "an embedded JPEG file"),
     Shown("q/rgb24largepal", 127, 64, {8, 8, 8}, 0x7cd8f819ae69b2af, "300 entries in a table without use"),
     Shown("q/rgb24lprof", 127, 64, {8, 8, 8}, 0x7cd8f819ae69b2af, "a linked colour profile"),
-    Refused("q/rgb24png", BitmapFault::kCompressionNotConvertible, "an embedded PNG file"),
+    Refused("q/rgb24png", ImageFault::kCompressionNotConvertible, "an embedded PNG file"),
     Shown("q/rgb24prof", 127, 64, {8, 8, 8}, 0x7cd8f819ae69b2af, "an embedded colour profile"),
     Shown("q/rgb32-111110", 127, 64, {8, 8, 8}, 0xdc327cef254373d5, "channels of 11, 11 and 10 bits: the top 8 are kept"),
     Shown("q/rgb32bf-xbgr", 127, 64, {8, 8, 8}, 0x7cd8f819ae69b2af, "124-byte header, masks in the other order"),
@@ -66,20 +66,20 @@ constexpr SuiteFile kSuite[] = {
     Shown("q/rgba32", 127, 64, {8, 8, 8}, 0x6b079fe1d6ffeee9, "124-byte header; alpha is dropped"),
     Shown("q/rgba32abf", 127, 64, {8, 8, 8}, 0x6b079fe1d6ffeee9, "four masks behind 40 bytes; alpha is dropped"),
     Shown("q/rgba32h56", 127, 64, {8, 8, 8}, 0x6b079fe1d6ffeee9, "56-byte header; alpha is dropped"),
-    Refused("b/badbitcount", BitmapFault::kDepth, "30000 bits"),
+    Refused("b/badbitcount", ImageFault::kDepth, "30000 bits"),
     Shown("b/badbitssize", 127, 64, {8, 8, 8}, 0x93cb10c47d28db4d, "biSizeImage means nothing in front of rows"),
     Shown("b/baddens1", 127, 64, {8, 8, 8}, 0x93cb10c47d28db4d, "the resolution is odd, not the pixels"),
     Shown("b/baddens2", 127, 64, {8, 8, 8}, 0x93cb10c47d28db4d, "the resolution is odd, not the pixels"),
     Shown("b/badfilesize", 127, 64, {8, 8, 8}, 0x93cb10c47d28db4d, "the file size in the header means nothing"),
-    Refused("b/badheadersize", BitmapFault::kHeaderSize, "a header of 66 bytes"),
-    Refused("b/badpalettesize", BitmapFault::kTableSize, "305402420 entries in the table"),
-    Refused("b/badplanes", BitmapFault::kPlanes, "30000 planes"),
+    Refused("b/badheadersize", ImageFault::kHeaderSize, "a header of 66 bytes"),
+    Refused("b/badpalettesize", ImageFault::kTableSize, "305402420 entries in the table"),
+    Refused("b/badplanes", ImageFault::kPlanes, "30000 planes"),
     Shown("b/badrle", 127, 64, {8, 8, 8}, 0x6abab707960212df, "runs leave their rows and the image: what is inside is shown"),
-    Refused("b/badwidth", BitmapFault::kWidth, "a width of -127"),
+    Refused("b/badwidth", ImageFault::kWidth, "a width of -127"),
     Shown("b/pal8badindex", 127, 64, {8, 8, 8}, 0xb1b758a9b7f78a41, "indices above the table are black"),
-    Refused("b/reallybig", BitmapFault::kRowsTruncated, "18 terabytes of rows in 24 kilobytes"),
-    Refused("b/rletopdown", BitmapFault::kCompressedTopDown, "run-length streams have no top-down form"),
-    Refused("b/shortfile", BitmapFault::kRowsTruncated, "the rows end after 211 bytes"),
+    Refused("b/reallybig", ImageFault::kRowsTruncated, "18 terabytes of rows in 24 kilobytes"),
+    Refused("b/rletopdown", ImageFault::kCompressedTopDown, "run-length streams have no top-down form"),
+    Refused("b/shortfile", ImageFault::kRowsTruncated, "the rows end after 211 bytes"),
 };
 // clang-format on
 

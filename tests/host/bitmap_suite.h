@@ -17,8 +17,8 @@
 namespace dibkit::test {
 
 struct SuiteFile {
-  const char* name;                        // without .bmp
-  std::optional<host::BitmapFault> fault;  // why it is refused; the next four then mean nothing
+  const char* name;                       // without .bmp
+  std::optional<host::ImageFault> fault;  // why it is refused; the next four then mean nothing
   uint32_t width;
   uint32_t height;
   std::array<int, 3> channelBits;  // red, green, blue: top bits that are the image's own

@@ -60,12 +60,12 @@ inline Bytes HalfWords(std::initializer_list<uint32_t> values) {
 
 // The fault with which `work` ends; nothing when it ends well. No block may be left behind.
 template <typename Work>
-std::optional<host::BitmapFault> FaultOf(const Work& work) {
+std::optional<host::ImageFault> FaultOf(const Work& work) {
   const uint64_t blocks = host::ReadMemoryCounters().liveBlocks;
   try {
     work();
     return std::nullopt;
-  } catch (const host::BitmapError& error) {
+  } catch (const host::ImageError& error) {
     if (host::ReadMemoryCounters().liveBlocks != blocks) {
       throw std::logic_error("a block was left behind");
     }

@@ -19,11 +19,11 @@ BitmapDescription Describe(const Bytes& file) {
   return DescribeBitmap(source);
 }
 
-std::optional<BitmapFault> FaultOf(const Bytes& file) {
+std::optional<ImageFault> FaultOf(const Bytes& file) {
   try {
     Describe(file);
     return std::nullopt;
-  } catch (const BitmapError& error) {
+  } catch (const ImageError& error) {
     EXPECT_STRNE(error.what(), "");
     return error.Fault();
   }
@@ -199,17 +199,17 @@ TEST(BitmapDescription, CountsTheTableEntriesThatAreThere) {
 }
 
 TEST(BitmapDescription, RefusesOtherFiles) {
-  EXPECT_EQ(FaultOf({}), BitmapFault::kNotABitmap);
-  EXPECT_EQ(FaultOf({'B'}), BitmapFault::kNotABitmap);
+  EXPECT_EQ(FaultOf({}), ImageFault::kNotABitmap);
+  EXPECT_EQ(FaultOf({'B'}), ImageFault::kNotABitmap);
   BitmapBuilder file;
   file.magic = {'B', 'A'};
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kNotABitmap);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kNotABitmap);
 }
 
 TEST(BitmapDescription, RefusesFilesThatEndInsideTheirHeaders) {
   const Bytes whole = BitmapBuilder().Build();
   for (size_t size = 2; size < 54; ++size) {
-    EXPECT_EQ(FaultOf(CutTo(whole, size)), BitmapFault::kHeaderTruncated) << size;
+    EXPECT_EQ(FaultOf(CutTo(whole, size)), ImageFault::kHeaderTruncated) << size;
   }
 }
 
@@ -220,7 +220,7 @@ TEST(BitmapDescription, RefusesFilesThatEndInsideTheirMasks) {
   file.masks = Bytes(12);
   const Bytes whole = file.Build();
   for (size_t size = 54; size < 66; ++size) {
-    EXPECT_EQ(FaultOf(CutTo(whole, size)), BitmapFault::kHeaderTruncated) << size;
+    EXPECT_EQ(FaultOf(CutTo(whole, size)), ImageFault::kHeaderTruncated) << size;
   }
 }
 
@@ -230,7 +230,7 @@ TEST(BitmapDescription, RefusesUnknownHeaderSizes) {
     for (size_t i = 0; i < 4; ++i) {
       file[14 + i] = static_cast<unsigned char>(size >> 8 * i);
     }
-    EXPECT_EQ(FaultOf(file), BitmapFault::kHeaderSize) << size;
+    EXPECT_EQ(FaultOf(file), ImageFault::kHeaderSize) << size;
   }
 }
 
@@ -238,9 +238,9 @@ TEST(BitmapDescription, RefusesPlanesOtherThanOne) {
   for (const uint16_t planes : std::initializer_list<uint16_t>{0, 2, 30000}) {
     BitmapBuilder file;
     file.planes = planes;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kPlanes) << planes;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kPlanes) << planes;
     file.headerBytes = 12;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kPlanes) << planes;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kPlanes) << planes;
   }
 }
 
@@ -250,7 +250,7 @@ TEST(BitmapDescription, RefusesUnknownDepths) {
     file.bitCount = bits;
     file.table = Bytes();
     file.pixels = Bytes(4);
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kDepth) << bits;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kDepth) << bits;
   }
 }
 
@@ -259,16 +259,16 @@ TEST(BitmapDescription, RefusesImpossibleSides) {
   file.pixels = Bytes(100);
   for (const int32_t width : {0, -1, -127, std::numeric_limits<int32_t>::min()}) {
     file.width = width;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kWidth) << width;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kWidth) << width;
   }
   file.width = 4;
   file.height = 0;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kHeight);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kHeight);
   file.headerBytes = 12;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kHeight);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kHeight);
   file.height = 3;
   file.width = 0;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kWidth);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kWidth);
 }
 
 TEST(BitmapDescription, RefusesCompressionThatDoesNotExistThere) {
@@ -284,7 +284,7 @@ TEST(BitmapDescription, RefusesCompressionThatDoesNotExistThere) {
     file.headerBytes = item.headerBytes;
     file.compression = item.compression;
     file.bitCount = item.bits;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kCompression)
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kCompression)
         << item.headerBytes << " " << item.compression << " " << item.bits;
   }
 }
@@ -293,14 +293,14 @@ TEST(BitmapDescription, RefusesTopDownStreams) {
   BitmapBuilder file;
   file.compression = 1;
   file.height = -3;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kCompressedTopDown);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kCompressedTopDown);
 }
 
 TEST(BitmapDescription, RefusesTablesThatDoNotFit) {
   for (const uint32_t claimed : {257U, 0x12345678U, 0x40000000U, 0x80000000U, 0xFFFFFFFFU}) {
     BitmapBuilder file;
     file.colorsUsed = claimed;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kTableSize) << claimed;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kTableSize) << claimed;
   }
 }
 
@@ -308,14 +308,14 @@ TEST(BitmapDescription, RefusesPixelsInsideTheHeadersOrBehindTheEnd) {
   BitmapBuilder file;
   for (const uint32_t offset : {0U, 13U, 53U, 1090U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
     file.pixelOffset = offset;
-    EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kPixelOffset) << offset;
+    EXPECT_EQ(FaultOf(file.Build()), ImageFault::kPixelOffset) << offset;
   }
 }
 
 TEST(BitmapDescription, RefusesTruncatedRows) {
   const Bytes whole = BitmapBuilder().Build();
   for (size_t size = 1079; size < whole.size(); ++size) {
-    EXPECT_EQ(FaultOf(CutTo(whole, size)), BitmapFault::kRowsTruncated) << size;
+    EXPECT_EQ(FaultOf(CutTo(whole, size)), ImageFault::kRowsTruncated) << size;
   }
 }
 
@@ -324,9 +324,9 @@ TEST(BitmapDescription, RefusesTruncatedStreams) {
   file.compression = 1;
   file.pixels = Bytes(10);
   file.sizeImage = 11;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kStreamTruncated);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kStreamTruncated);
   file.sizeImage = 0xFFFFFFFF;
-  EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kStreamTruncated);
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kStreamTruncated);
 }
 
 TEST(BitmapDescription, RefusesEveryLargeClaimOfASmallFile) {
@@ -340,7 +340,7 @@ TEST(BitmapDescription, RefusesEveryLargeClaimOfASmallFile) {
         file.width = width;
         file.height = height;
         file.pixels = Bytes(100);
-        EXPECT_EQ(FaultOf(file.Build()), BitmapFault::kRowsTruncated)
+        EXPECT_EQ(FaultOf(file.Build()), ImageFault::kRowsTruncated)
             << bits << " " << width << " " << height;
       }
     }

@@ -65,7 +65,7 @@ void ExpectFault(const SuiteFile& file) {
   try {
     Read(file);
     FAIL() << "this file should be refused";
-  } catch (const host::BitmapError& error) {
+  } catch (const host::ImageError& error) {
     EXPECT_EQ(error.Fault(), *file.fault);
     EXPECT_STRNE(error.what(), "");
   }

@@ -76,8 +76,8 @@ void ExpectUnsound(const std::function<void(BitmapBuilder&)>& spoil) {
   try {
     DibView view(dib);
     ADD_FAILURE() << "accepted";
-  } catch (const BitmapError& error) {
-    EXPECT_EQ(error.Fault(), BitmapFault::kUnsoundDib);
+  } catch (const ImageError& error) {
+    EXPECT_EQ(error.Fault(), ImageFault::kUnsoundDib);
   }
 }
 
@@ -100,7 +100,7 @@ TEST(DibView, RefusesUnsoundBlocks) {
 TEST(DibView, RefusesBlocksWithoutRoomForAHeader) {
   Bytes dib = Dib(BitmapBuilder());
   dib.resize(39);
-  EXPECT_THROW(DibView{dib}, BitmapError);
+  EXPECT_THROW(DibView{dib}, ImageError);
 }
 
 TEST(LockedBlock, HoldsOneLockForItsScope) {
@@ -122,8 +122,8 @@ TEST(LockedBlock, RefusesHandlesWithoutABlock) {
     try {
       const LockedBlock lock(handle);
       ADD_FAILURE() << "accepted";
-    } catch (const BitmapError& error) {
-      EXPECT_EQ(error.Fault(), BitmapFault::kNoBlock);
+    } catch (const ImageError& error) {
+      EXPECT_EQ(error.Fault(), ImageFault::kNoBlock);
     }
   }
 }

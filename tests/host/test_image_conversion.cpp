@@ -10,10 +10,10 @@
 namespace dibkit::test {
 namespace {
 
-using host::BitmapFault;
 using host::DibView;
 using host::GreyLevels;
 using host::GreyRule;
+using host::ImageFault;
 using host::LockedBlock;
 using host::OwnedBlock;
 

@@ -11,7 +11,7 @@
 namespace dibkit::test {
 namespace {
 
-using host::BitmapFault;
+using host::ImageFault;
 
 Bytes Header(const BitmapBuilder& file, uint16_t bits, uint32_t compression = 0,
              uint32_t sizeImage = 0, uint32_t colorsUsed = 0) {
@@ -248,7 +248,7 @@ TEST(Presentation, RefusesWhatHoldsNoRows) {
     file.bitCount = item.bits;
     file.table = Bytes();
     file.pixels = Bytes(10);
-    EXPECT_EQ(FaultOf([&] { Load(file); }), BitmapFault::kCompressionNotConvertible)
+    EXPECT_EQ(FaultOf([&] { Load(file); }), ImageFault::kCompressionNotConvertible)
         << item.compression;
   }
 }
@@ -256,7 +256,7 @@ TEST(Presentation, RefusesWhatHoldsNoRows) {
 TEST(Presentation, RefusesStreamsOfImagesThatNoBlockCanHold) {
   BitmapBuilder file = RunLength(8, {1, 1, 0, 1});
   file.width = file.height = 65536;
-  EXPECT_EQ(FaultOf([&] { Load(file); }), BitmapFault::kTooLarge);
+  EXPECT_EQ(FaultOf([&] { Load(file); }), ImageFault::kTooLarge);
 }
 
 }  // namespace

@@ -11,9 +11,9 @@ namespace dibkit::test {
 namespace {
 
 using host::BitFieldsWidened;
-using host::BitmapFault;
 using host::DibView;
 using host::Expanded;
+using host::ImageFault;
 using host::LockedBlock;
 using host::OwnedBlock;
 using host::TurnedBottomUp;
@@ -84,7 +84,7 @@ TEST(Remedies, StepsLeaveAloneWhatTheyAreNotFor) {
 
 TEST(Remedies, StepsWantABlock) {
   for (const Step step : kSteps) {
-    EXPECT_EQ(FaultOf([&] { step(OwnedBlock()); }), BitmapFault::kNoBlock);
+    EXPECT_EQ(FaultOf([&] { step(OwnedBlock()); }), ImageFault::kNoBlock);
   }
 }
 
@@ -201,8 +201,8 @@ OwnedBlock HeaderOf(uint32_t side, uint16_t bits, uint32_t compression) {
 }
 
 TEST(Remedies, ResultsThatNoBlockCanHoldAreRefused) {
-  EXPECT_EQ(FaultOf([] { BitFieldsWidened(HeaderOf(40000, 16, 3)); }), BitmapFault::kTooLarge);
-  EXPECT_EQ(FaultOf([] { Expanded(HeaderOf(65536, 8, 1)); }), BitmapFault::kTooLarge);
+  EXPECT_EQ(FaultOf([] { BitFieldsWidened(HeaderOf(40000, 16, 3)); }), ImageFault::kTooLarge);
+  EXPECT_EQ(FaultOf([] { Expanded(HeaderOf(65536, 8, 1)); }), ImageFault::kTooLarge);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "dibkit/host/byte_source.h"
@@ -42,7 +43,8 @@ struct BitmapDescription {
   uint32_t tableEntries;  // entries that are in the file, before the pixels; may be 0 or any number
   uint32_t tableEntryBytes;  // 3 behind the 12-byte header, otherwise 4
   uint64_t pixelOffset;      // first row, or the stream
-  uint64_t pixelBytes;       // all rows with their padding, or the stream; inside the file
+  uint64_t pixelBytes;       // all rows with their padding, or the stream; inside the file, but for
+                             // the rows of a pipe, which are looked for as they are read
 };
 
 // True when the pixel area holds rows.
@@ -52,14 +54,18 @@ bool HasRows(const BitmapDescription& bitmap);
 const char* CompressionName(BitmapCompression compression);
 
 // Reads the headers and checks them against the file, without reading table or pixels. Throws
-// BitmapError for a file that is not sound.
+// ImageError for a file that is not sound.
 //
 // Tolerated, because viewers agree on the meaning: any file size, reserved words and resolution in
 // the headers; a gap before the rows and bytes behind them; biSizeImage where the pixels are rows;
 // a table that holds fewer entries than the depth can address, because biClrUsed says so or, where
 // it does not, because the rows begin early; one that holds more, or belongs to a true-colour
-// image; a biSizeImage of 0 in front of a stream, which then goes to the end of the file.
-BitmapDescription DescribeBitmap(ByteSource& file);
+// image; a biSizeImage of 0 in front of a stream, which then goes to the end of the file. A stream
+// is taken to end where no image of its size can need more, and no file is read further.
+//
+// An image of more than `maxPixels` is refused (kTooManyPixels) before its pixels are looked for.
+BitmapDescription DescribeBitmap(ByteSource& file,
+                                 uint64_t maxPixels = std::numeric_limits<uint64_t>::max());
 
 }  // namespace dibkit::host
 

@@ -4,6 +4,7 @@
 #ifndef DIBKIT_HOST_BITMAP_FILE_H
 #define DIBKIT_HOST_BITMAP_FILE_H
 
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -17,20 +18,29 @@ namespace dibkit::host {
 
 class BitmapFile {
  public:
-  // Reads and checks the headers. Throws BitmapError and what the source throws.
-  explicit BitmapFile(std::unique_ptr<ByteSource> source);
+  // Reads and checks the headers. An image of more than `maxPixels` is refused (kTooManyPixels).
+  // Throws ImageError and what the source throws.
+  explicit BitmapFile(std::unique_ptr<ByteSource> source,
+                      uint64_t maxPixels = std::numeric_limits<uint64_t>::max());
 
   // The same for a path; "-" is standard input.
-  static BitmapFile Open(const std::string& path, CancelHook cancelled = nullptr);
+  static BitmapFile Open(const std::string& path, const CancelHook& cancelled = nullptr,
+                         uint64_t maxPixels = std::numeric_limits<uint64_t>::max());
 
   const BitmapDescription& Description() const { return description_; }
 
-  // Throws BitmapError (kCompressionNotConvertible, kTooLarge) when ReadDib cannot make a DIB of
+  // Throws ImageError (kCompressionNotConvertible, kTooLarge) when ReadDib cannot make a DIB of
   // this image: fax, RLE24, JPEG and PNG pixels are not read.
   void CheckConvertible() const;
 
-  // The image as a new packed DIB, presented so that every function of the library and those of
-  // conversion.h take it right:
+  // True when there is a colour table (1 to 8 bits) and all that is in it is grey. Reads the table.
+  bool HasGreyTable();
+
+  // The image as a new packed DIB in the file's own form, presented for the functions of
+  // conversion.h and remedies.h. The library's own functions do not take every form: the resolution
+  // conversion wants plain rows, bottom row first, of 1, 4, 8 or 24 bits, and a run-length,
+  // top-down, bit-field, 16- or 32-bit image must go through Normalized or To24Bits before it. How
+  // it is presented:
   // - a 40-byte header with the resolution, whatever header the file has;
   // - at 1, 4 and 8 bits a full table of 2^bits entries (cut, or filled up with black) and a
   //   biClrUsed of 0; no table at other depths;
@@ -40,13 +50,17 @@ class BitmapFile {
   // - rows directly behind, in the file's order (a negative height says that the top row is first);
   // - a run-length stream in which no record leaves its row, biSizeImage being its length.
   // No more memory is taken than the DIB needs (and twice the stream, where there is one), and only
-  // after the file was seen to hold all of its pixels. Throws BitmapError.
+  // after the file was seen to hold all of its pixels; from a pipe, rows are seen as they come.
+  // Throws ImageError and what the source throws. A pipe can be read once.
   OwnedBlock ReadDib();
 
+  // The same with the bottom row first whatever the file's order, turned as it is read.
+  OwnedBlock ReadBottomUpDib();
+
  private:
-  void ReadTable(std::span<unsigned char> into);
+  OwnedBlock ReadBlock(bool bottomUp);
+  std::vector<unsigned char> ReadTable();
   std::vector<unsigned char> ReadStream();
-  void ReadTwoBitRows(std::span<unsigned char> into);
 
   std::unique_ptr<ByteSource> source_;
   BitmapDescription description_;

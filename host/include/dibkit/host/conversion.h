@@ -4,7 +4,7 @@
 //
 // Each takes the block over and may give the same one back. Results are unlocked, plain DIBs as
 // DibView sees them: a 40-byte header, a full colour table or none, rows without compression,
-// bottom row first. Size and resolution stay. All throw BitmapError: kNoBlock, kTooLarge (a result
+// bottom row first. Size and resolution stay. All throw ImageError: kNoBlock, kTooLarge (a result
 // beyond what a block can hold), kNoMemory.
 #ifndef DIBKIT_HOST_CONVERSION_H
 #define DIBKIT_HOST_CONVERSION_H

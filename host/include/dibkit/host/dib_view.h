@@ -15,7 +15,7 @@ namespace dibkit::host {
 // first, biClrUsed 0 or exactly the full table. Valid as long as the block stays locked.
 class DibView {
  public:
-  // Throws BitmapError (kUnsoundDib) when the block does not hold such a DIB.
+  // Throws ImageError (kUnsoundDib) when the block does not hold such a DIB.
   explicit DibView(std::span<unsigned char> block);
 
   uint32_t Width() const { return width_; }    // 1 to 2^31 - 1

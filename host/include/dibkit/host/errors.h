@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the host's reading and writing of files throws: one value for each cause, and a message for
+// What reading, converting and writing images throws: one value for each cause, and a message for
 // people that is one line and names no file.
 #ifndef DIBKIT_HOST_ERRORS_H
 #define DIBKIT_HOST_ERRORS_H
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 
 namespace dibkit::host {
 
-enum class BitmapFault {
+enum class ImageFault {
   // The file is not a sound bitmap file.
   kNotABitmap,         // it does not begin with "BM"
   kHeaderTruncated,    // it ends inside its headers
@@ -25,7 +26,15 @@ enum class BitmapFault {
   kPixelOffset,        // the rows would begin inside the headers or behind the end
   kRowsTruncated,      // the file ends before its last row
   kStreamTruncated,    // the file ends before its compressed stream
-  // The image is sound, but cannot become a DIB.
+  // The file is not a sound image file of another format.
+  kUnknownFormat,  // its first bytes are those of no format that is built in
+  kDamaged,        // its codec says so
+  kNoSuchPage,
+  // The image is sound, but cannot become a DIB, or not what was asked for.
+  kTooManyPixels,  // more than the caller allows
+  kUnsupported,    // a colour space, depth or compression that is not read
+  kNoResolution,   // none, or none that can be believed
+  kNotHeld,        // the format to write has no place for such an image
   kCompressionNotConvertible,
   kTooLarge,  // more than a block can hold
   // A block does not hold what it should.
@@ -34,14 +43,14 @@ enum class BitmapFault {
   kNoMemory,
 };
 
-class BitmapError : public std::runtime_error {
+class ImageError : public std::runtime_error {
  public:
-  BitmapError(BitmapFault fault, const std::string& message)
+  ImageError(ImageFault fault, const std::string& message)
       : std::runtime_error(message), fault_(fault) {}
-  BitmapFault Fault() const { return fault_; }
+  ImageFault Fault() const { return fault_; }
 
  private:
-  BitmapFault fault_;
+  ImageFault fault_;
 };
 
 // A system call failed; ErrorNumber() is its errno.
@@ -62,8 +71,15 @@ class Cancelled : public std::runtime_error {
 };
 
 // Asked between pieces of work and whenever a signal interrupts a system call; true stops the work
-// with Cancelled. Null never stops.
-using CancelHook = bool (*)();
+// with Cancelled. An empty one never stops. Called on the thread that does the work.
+using CancelHook = std::function<bool()>;
+
+// Throws Cancelled when the hook says so.
+inline void StopIf(const CancelHook& cancelled) {
+  if (cancelled && cancelled()) {
+    throw Cancelled();
+  }
+}
 
 }  // namespace dibkit::host
 

@@ -10,7 +10,7 @@
 
 namespace dibkit::host {
 
-// Throws BitmapError (kNoBlock) when the handle is null or invalid.
+// Throws ImageError (kNoBlock) when the handle is null or invalid.
 class LockedBlock {
  public:
   explicit LockedBlock(tagHANDLE* handle);

@@ -4,40 +4,60 @@
 #ifndef DIBKIT_HOST_OUTPUT_FILE_H
 #define DIBKIT_HOST_OUTPUT_FILE_H
 
+#include <cstdint>
 #include <span>
 #include <string>
 
+#include "dibkit/host/byte_sink.h"
 #include "dibkit/host/errors.h"
 
 namespace dibkit::host {
 
+enum class IfExists { kReplace, kRefuse };
+
 // Writes to a temporary name beside the target and renames it in Commit; without Commit the
 // temporary file goes away and the target stays as it was. A symbolic link keeps its place, the
 // file that it names is replaced, and an existing file hands its permissions on. "-" (standard
-// output) and targets that are not regular files, such as devices and pipes, are written directly.
-class OutputFile {
+// output) and targets that are not regular files, such as devices and pipes, are written directly
+// and are not seekable.
+class OutputFile : public ByteSink {
  public:
-  // Throws FileError.
-  explicit OutputFile(const std::string& path, CancelHook cancelled = nullptr);
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  ~OutputFile();
+  // Throws FileError: EEXIST for a regular file that is there and not to be replaced, EACCES for
+  // one that nobody may write.
+  explicit OutputFile(const std::string& path, CancelHook cancelled = nullptr,
+                      IfExists ifExists = IfExists::kReplace);
+  ~OutputFile() override;
 
-  // Throws FileError or Cancelled; the file is then of no further use.
-  void Write(std::span<const unsigned char> bytes);
+  void Write(std::span<const unsigned char> bytes) override;
+  bool IsSeekable() const override { return !temporary_.empty(); }
+  void WriteAt(uint64_t offset, std::span<const unsigned char> bytes) override;
+  size_t ReadAt(uint64_t offset, std::span<unsigned char> into) override;
 
-  // Puts the file in place. Throws FileError or Cancelled.
+  // The temporary name, empty where there is none.
+  const std::string& TemporaryPath() const { return temporary_; }
+
+  // Has the file kept by the disk and puts it in place. Throws FileError (EEXIST when a file that is not to be replaced has
+  // appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
   void CreateBeside(const std::string& target, unsigned mode);
-  void StopIfCancelled() const;
+  void WriteStraight(std::span<const unsigned char> bytes);
+  void Sync() const;
+  void MoveIntoPlace();
 
   int descriptor_ = -1;
+  uint64_t end_ = 0;  // bytes appended
   std::string target_;
   std::string temporary_;  // empty when written directly
   CancelHook cancelled_;
+  IfExists ifExists_;
 };
+
+// Takes away the temporary files of all OutputFile objects of the process that are open now, for a
+// program that ends at once, and keeps any further one from being put in place. May be called on
+// any thread.
+void AbandonOutputFiles();
 
 }  // namespace dibkit::host
 

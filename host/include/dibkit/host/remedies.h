@@ -5,7 +5,7 @@
 // expect; each step here calls them so that the right image comes out.
 //
 // A step takes the block over and gives the same one back where the image does not need it. Blocks
-// are unlocked. The resolution stays. All throw BitmapError: kNoBlock, kTooLarge, kNoMemory.
+// are unlocked. The resolution stays. All throw ImageError: kNoBlock, kTooLarge, kNoMemory.
 #ifndef DIBKIT_HOST_REMEDIES_H
 #define DIBKIT_HOST_REMEDIES_H
 

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Conversions of plain DIBs (as DibView sees them) that leave their source as it is.
+#ifndef DIBKIT_HOST_CONVERT_PLAIN_H
+#define DIBKIT_HOST_CONVERT_PLAIN_H
+
+#include <cstdint>
+
+#include "dibkit/host/conversion.h"
+#include "dibkit/host/global_memory.h"
+
+namespace dibkit::host {
+
+// The image at 24 or 16 bits; null when it has that depth already.
+OwnedBlock PlainTo24(const OwnedBlock& plain);
+OwnedBlock PlainTo16(const OwnedBlock& plain);
+
+// As Quantized and ToGrey of conversion.h.
+OwnedBlock PlainQuantized(const OwnedBlock& plain, uint16_t maxColors);
+OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels);
+
+}  // namespace dibkit::host
+
+#endif  // DIBKIT_HOST_CONVERT_PLAIN_H

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Pages as TIFF files.
+#include <string>
+
+#include "formats/tiff.h"
+#include "formats/tiff/encode.h"
+#include "formats/tiff/metadata.h"
+#include "formats/tiff/output.h"
+#include "formats/tiff/stored_form.h"
+
+namespace dibkit::host {
+namespace {
+
+uint64_t MetadataBytes(const PageMetadata& metadata) {
+  constexpr uint64_t kDirectoryBytes = 4096;  // with the colour map
+  uint64_t bytes = kDirectoryBytes + metadata.iccProfile.size();
+  for (const PageText& text : metadata.texts) {
+    bytes += text.text.size() + 1;
+  }
+  return bytes;
+}
+
+class TiffWriter : public ImageWriter {
+ public:
+  TiffWriter(ByteSink& sink, uint64_t mostClassicBytes)
+      : output_(sink), mostClassicBytes_(mostClassicBytes) {}
+
+  void Add(const DibView& dib, const PageMetadata& metadata, const PageOptions& options) override {
+    RequireHeld(ImageFormat::kTiff, options.compression, dib);
+    const tiff::StoredForm form = tiff::StoredFormOf(dib);
+    const uint64_t most =
+        tiff::MostEncodedBytes(dib, form, options.compression) + MetadataBytes(metadata);
+    if (!output_.IsBig() && output_.Size() + most > mostClassicBytes_) {
+      output_.BecomeBig();
+    }
+    tiff::SetForm(output_.Tiff(), dib, form, options);
+    tiff::SetMetadata(output_.Tiff(), metadata, form.Colours());
+    tiff::Encode(output_, dib, form, options.compression);
+    output_.EndPage(tiff::FileResolutionOf(metadata.resolution));
+  }
+
+  void Finish() override { output_.Finish(); }
+
+ private:
+  tiff::Output output_;
+  uint64_t mostClassicBytes_;
+};
+
+// "libtiff 4.5.0", from the first line of what the library says of itself.
+std::string Version() {
+  const std::string text = TIFFGetVersion();
+  const std::string line = text.substr(0, text.find('\n'));
+  return "libtiff " + line.substr(line.find_last_of(' ') + 1);
+}
+
+}  // namespace
+
+std::unique_ptr<ImageWriter> MakeTiff(ByteSink& sink, uint64_t mostClassicBytes) {
+  return std::make_unique<TiffWriter>(sink, mostClassicBytes);
+}
+
+const Codec kTiffCodec{ImageFormat::kTiff, Version, OpenTiff,
+                       [](ByteSink& sink) { return MakeTiff(sink); }};
+
+}  // namespace dibkit::host

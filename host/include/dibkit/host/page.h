@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A page in memory, for programs that do not want to know about handles:
+//
+//   dibkit::host::Page page = dibkit::host::Page::Open("scan.tif");
+//   page.Resample({.dpi = 300});
+//   page.Save("scan-300.png");
+//
+// Pages of several files may be worked on by several threads, one page by one thread at a time. All
+// members throw PageError and nothing else, bar what a caller's own hook throws; a page on which a
+// member failed is as it was before. Files may be hostile: nothing is read or allocated for a page
+// that is larger than OpenOptions allow. Beside its pixels a page keeps its resolution, its ICC
+// profile and the texts that describe it, and they are saved where the format has a place for them.
+#ifndef DIBKIT_HOST_PAGE_H
+#define DIBKIT_HOST_PAGE_H
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "dibkit/host/conversion.h"
+#include "dibkit/host/dib_view.h"
+#include "dibkit/host/global_memory.h"
+#include "dibkit/host/image_format.h"
+#include "dibkit/host/image_reader.h"
+#include "dibkit/host/image_writer.h"
+#include "dibkit/host/locked_block.h"
+#include "dibkit/host/page_error.h"
+#include "dibkit/host/page_metadata.h"
+#include "dibkit/host/resample.h"
+
+namespace dibkit::host {
+
+struct OpenOptions {
+  uint32_t page = 0;  // of a file with several, from 0
+  uint64_t maxPixels = kUsualMaxPixels;
+  CancelHook cancelled = nullptr;
+  WarningHook warning = nullptr;  // a file that is read all the same
+};
+
+struct SaveOptions {
+  // By the suffix of the path unless told; a stream wants to be told.
+  std::optional<ImageFormat> format{};
+  // Unless told, the page's own where it came from a TIFF file, goes into one and its depth allows
+  // it, otherwise UsualCompression.
+  std::optional<Compression> compression{};
+  int jpegQuality = 90;  // 1 to 100
+  bool replace = false;  // a file that is there is otherwise refused (kFile, EEXIST)
+  CancelHook cancelled = nullptr;
+};
+
+struct ResampleOptions {
+  unsigned dpi = 300;    // of the result, 1 to 65535
+  unsigned fromDpi = 0;  // of the page, whatever it says; 0: what it says
+  int threshold = 128;   // 1-bit pages: darkness, 0 to 256, from which on a pixel is black
+  uint64_t maxPixels = kUsualMaxPixels;  // of the result
+};
+
+struct QuantizeOptions {
+  unsigned colors = 256;  // at most so many, 1 to 256
+};
+
+struct GreyOptions {
+  GreyRule rule = GreyRule::kLuminance;
+  GreyLevels levels = GreyLevels::k256;
+};
+
+// A read-only look at the rows of a page, valid as long as it lives and the page is not changed.
+class PageRows {
+ public:
+  explicit PageRows(tagHANDLE* dib) : lock_(dib), view_(lock_.Bytes()) {}
+
+  uint32_t Width() const { return view_.Width(); }
+  uint32_t Height() const { return view_.Height(); }
+  unsigned BitCount() const { return view_.BitCount(); }
+  // Row `y` from the top, 0 to Height() - 1, padded to a multiple of 4 bytes. 1 bit: the leftmost
+  // pixel in the highest bit; 4 bits: in the high nibble; 16 bits: 5-5-5, blue lowest,
+  // little-endian; 24 bits: blue, green, red; 32 bits: and a byte without meaning.
+  std::span<const unsigned char> Row(uint32_t y) const { return view_.Row(Height() - 1 - y); }
+  // 4 bytes an entry: blue, green, red, 0; at 1, 4 and 8 bits, otherwise empty.
+  std::span<const unsigned char> Table() const { return view_.Table(); }
+  bool HasGreyTable() const { return view_.HasGreyTable(); }
+
+ private:
+  LockedBlock lock_;
+  DibView view_;
+};
+
+class Page {
+ public:
+  // A file of any format, told by its content; "-" is standard input.
+  static Page Open(const std::string& path, const OpenOptions& options = {});
+  // The bytes of a file; they are not used after the call.
+  static Page FromBytes(std::span<const unsigned char> file, const OpenOptions& options = {});
+  // Reads the stream from where it stands, no further than the image can need.
+  static Page FromStream(std::istream& stream, const OpenOptions& options = {});
+  // Takes over a handle that holds a packed DIB: any that a bitmap file could hold behind its file
+  // header, checked as such a file is. A plain one is kept as it is, without a copy. When this
+  // throws, the handle is still the caller's.
+  static Page FromHandle(tagHANDLE* dib, uint64_t maxPixels = kUsualMaxPixels);
+  explicit Page(PageImage image, ImageFormat format = ImageFormat::kBmp,
+                Compression compression = Compression::kNone);
+
+  Page(Page&&) noexcept = default;
+  Page& operator=(Page&&) noexcept = default;
+  Page(const Page&) = delete;
+  Page& operator=(const Page&) = delete;
+  ~Page() = default;
+
+  uint32_t Width() const;
+  uint32_t Height() const;
+  unsigned BitCount() const;  // 1, 4, 8, 16, 24, 32
+  // Whole dots per inch of both axes as the conversion takes them; 0 where there are none.
+  unsigned DpiX() const;
+  unsigned DpiY() const;
+  const Resolution& ExactResolution() const { return metadata_.resolution; }
+  const PageMetadata& Metadata() const { return metadata_; }
+  void SetDpi(unsigned dpi);  // 1 to 65535; changes no pixel
+  PageRows Rows() const;
+
+  // To another resolution; the physical size stays, and so does the depth, but 16 and 32 bits
+  // become 24, 4 bits become 8.
+  void Resample(const ResampleOptions& options, const ProgressHook& progress = nullptr);
+  // To 8 bits with a palette of its own.
+  void Quantize(const QuantizeOptions& options = {}, const ProgressHook& progress = nullptr);
+  // To 8 bits with a grey table.
+  void ToGrey(const GreyOptions& options = {}, const ProgressHook& progress = nullptr);
+  void To24(const ProgressHook& progress = nullptr);
+  // To 5-5-5.
+  void To16(const ProgressHook& progress = nullptr);
+  // Nothing to do: a page is plain rows from the start. Here so that programs can say what they
+  // want.
+  void Normalize(const ProgressHook& progress = nullptr);
+
+  void Save(const std::string& path, const SaveOptions& options = {}) const;
+  void Save(std::ostream& stream, const SaveOptions& options) const;
+
+  // A plain packed DIB, unlocked, still the page's.
+  tagHANDLE* Handle() const { return dib_.get(); }
+  // The same, handed over; the page is empty then.
+  OwnedBlock TakeHandle() { return std::move(dib_); }
+
+  // What a file of the page is packed in with these options.
+  PageOptions PackingFor(ImageFormat format, const SaveOptions& options) const;
+
+ private:
+  template <typename Convert>
+  void Replace(const ProgressHook& progress, Convert convert);
+
+  OwnedBlock dib_;
+  PageMetadata metadata_;
+  ImageFormat format_;       // that it came from
+  Compression compression_;  // likewise
+};
+
+}  // namespace dibkit::host
+
+#endif  // DIBKIT_HOST_PAGE_H

@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dibkit/host/page.h"
+
+#include <string>
+#include <utility>
+
+#include "convert/plain.h"
+#include "dibkit/host/bitmap_file.h"
+#include "dibkit/host/document.h"
+#include "page/page_error.h"
+#include "page/source_of.h"
+
+namespace dibkit::host {
+namespace {
+
+constexpr unsigned kMostDpi = 65535;
+constexpr unsigned kMostColors = 256;
+constexpr int kMostThreshold = 256;
+
+void RequireArgument(bool inRange, const char* message) {
+  if (!inRange) {
+    throw PageError(PageFault::kBadArgument, message);
+  }
+}
+
+void Report(const ProgressHook& progress, unsigned percent) {
+  if (progress && !progress(percent)) {
+    throw Cancelled();
+  }
+}
+
+bool IsPlain(std::span<unsigned char> block) {
+  try {
+    const DibView view(block);
+    return true;
+  } catch (const ImageError&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+Page::Page(PageImage image, ImageFormat format, Compression compression)
+    : dib_(std::move(image.dib)),
+      metadata_(std::move(image.metadata)),
+      format_(format),
+      compression_(compression) {}
+
+Page Page::Open(const std::string& path, const OpenOptions& options) {
+  return Document::Open(path, options).Read(options.page);
+}
+
+Page Page::FromBytes(std::span<const unsigned char> file, const OpenOptions& options) {
+  return Document::FromBytes(file, options).Read(options.page);
+}
+
+Page Page::FromStream(std::istream& stream, const OpenOptions& options) {
+  return Document::FromStream(stream, options).Read(options.page);
+}
+
+Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels) {
+  return WithPageErrors([&] {
+    PageImage image;
+    {
+      const LockedBlock lock(dib);
+      BitmapFile file(SourceOfDib(lock.Bytes()), maxPixels);
+      const BitmapDescription& bitmap = file.Description();
+      image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
+      if (!IsPlain(lock.Bytes())) {
+        image.dib = Normalized(file.ReadDib());
+      }
+    }
+    if (image.dib) {
+      GlobalFree(dib);
+    } else {
+      image.dib.reset(dib);
+    }
+    return Page(std::move(image));
+  });
+}
+
+uint32_t Page::Width() const { return Rows().Width(); }
+
+uint32_t Page::Height() const { return Rows().Height(); }
+
+unsigned Page::BitCount() const { return Rows().BitCount(); }
+
+unsigned Page::DpiX() const { return DotsPerInch(HeaderResolution(metadata_.resolution).x); }
+
+unsigned Page::DpiY() const { return DotsPerInch(HeaderResolution(metadata_.resolution).y); }
+
+void Page::SetDpi(unsigned dpi) {
+  RequireArgument(dpi >= 1 && dpi <= kMostDpi, "the resolution is not 1 to 65535 dots per inch");
+  WithPageErrors([&] {
+    const LockedBlock lock(dib_.get());
+    DibView(lock.Bytes()).SetPelsPerMeter(PelsPerMeter(dpi), PelsPerMeter(dpi));
+    metadata_.resolution = ResolutionOfDpi(dpi);
+  });
+}
+
+PageRows Page::Rows() const {
+  return WithPageErrors([&] { return PageRows(dib_.get()); });
+}
+
+// `convert` makes a new DIB of the page's, or null where that will do.
+template <typename Convert>
+void Page::Replace(const ProgressHook& progress, Convert convert) {
+  WithPageErrors([&] {
+    Report(progress, 0);
+    OwnedBlock result = convert();
+    Report(progress, 100);
+    if (result) {
+      dib_ = std::move(result);
+    }
+  });
+}
+
+void Page::Resample(const ResampleOptions& options, const ProgressHook& progress) {
+  RequireArgument(options.dpi >= 1 && options.dpi <= kMostDpi,
+                  "the resolution wanted is not 1 to 65535 dots per inch");
+  RequireArgument(options.fromDpi <= kMostDpi,
+                  "the resolution of the page is not 1 to 65535 dots per inch");
+  RequireArgument(options.threshold >= 0 && options.threshold <= kMostThreshold,
+                  "the threshold is not 0 to 256");
+  WithPageErrors([&] {
+    const PelsPerMetre from = HeaderResolution(
+        options.fromDpi != 0 ? ResolutionOfDpi(options.fromDpi) : metadata_.resolution);
+    const PelsPerMetre own = HeaderResolution(metadata_.resolution);
+    const auto setHeader = [this](PelsPerMetre pels) {
+      const LockedBlock lock(dib_.get());
+      DibView(lock.Bytes()).SetPelsPerMeter(pels.x, pels.y);
+    };
+    setHeader(from);
+    try {
+      dib_ = Resampled(dib_, {options.dpi, options.threshold, options.maxPixels}, progress);
+    } catch (...) {
+      setHeader(own);
+      throw;
+    }
+    metadata_.resolution = ResolutionOfDpi(options.dpi);
+  });
+}
+
+void Page::Quantize(const QuantizeOptions& options, const ProgressHook& progress) {
+  RequireArgument(options.colors >= 1 && options.colors <= kMostColors,
+                  "the number of colours is not 1 to 256");
+  Replace(progress, [&] { return PlainQuantized(dib_, static_cast<uint16_t>(options.colors)); });
+}
+
+void Page::ToGrey(const GreyOptions& options, const ProgressHook& progress) {
+  Replace(progress, [&] { return PlainToGrey(dib_, options.rule, options.levels); });
+}
+
+void Page::To24(const ProgressHook& progress) {
+  Replace(progress, [&] { return PlainTo24(dib_); });
+}
+
+void Page::To16(const ProgressHook& progress) {
+  Replace(progress, [&] { return PlainTo16(dib_); });
+}
+
+void Page::Normalize(const ProgressHook& progress) {
+  Replace(progress, [] { return OwnedBlock(); });
+}
+
+PageOptions Page::PackingFor(ImageFormat format, const SaveOptions& options) const {
+  RequireArgument(options.jpegQuality >= 1 && options.jpegQuality <= 100,
+                  "the quality is not 1 to 100");
+  const PageRows rows = Rows();
+  if (options.compression) {
+    return {*options.compression, options.jpegQuality};
+  }
+  const bool keeps = format_ == ImageFormat::kTiff && format == ImageFormat::kTiff &&
+                     Holds(format, compression_, rows.BitCount(), rows.HasGreyTable());
+  return {keeps ? compression_ : UsualCompression(format, rows.BitCount()), options.jpegQuality};
+}
+
+void Page::Save(const std::string& path, const SaveOptions& options) const {
+  DocumentWriter writer(path, options);
+  writer.Add(*this);
+  writer.Commit();
+}
+
+void Page::Save(std::ostream& stream, const SaveOptions& options) const {
+  RequireArgument(options.format.has_value(), "a stream does not tell the format to save in");
+  WithPageErrors([&] {
+    const LockedBlock lock(dib_.get());
+    StreamSink sink(stream);
+    const auto writer = MakeWriter(*options.format, sink);
+    writer->Add(DibView(lock.Bytes()), metadata_, PackingFor(*options.format, options));
+    writer->Finish();
+  });
+}
+
+}  // namespace dibkit::host
