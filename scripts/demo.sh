@@ -1,16 +1,19 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Builds dibkit and brings every sample to 300 dpi in one call. Needs nothing but git, bash and the
-# right to install Debian packages. The results go to out/demo.
+# Builds dibkit, makes a small folder of scans in several formats, and brings all of them to 300 dpi
+# in one call. Needs nothing but git, bash and the right to install Debian packages. Scans and
+# results go to out/demo.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 build_tool
-results=out/demo
-rm -rf "$results"
-mkdir -p "$results"
+need_packages libtiff-tools
+demo=out/demo
+rm -rf "$demo"
+mkdir -p "$demo"
+samples/make_scans.sh "$dibkit" "$demo/scans"
 
 run() {
   say "$*"
@@ -19,9 +22,10 @@ run() {
 # The command by its own name, as it is called once it is installed.
 dibkit() { "$dibkit" "$@"; }
 
-run dibkit resample --dpi 300 --recursive --output-dir "$results" --report "$results/report.jsonl" \
-  samples
-run dibkit report "$results/report.jsonl"
-dibkit info --recursive samples "$results" | grep -E '^(samples|out)/|size:|depth:|resolution:'
-say "the pages are in $root/$results"
-say "the command is $dibkit; to install it: cmake --install build/tool --prefix /usr/local"
+run dibkit info --recursive "$demo/scans" | grep -E '^(==|out/)|pages:|size:|resolution:'
+run dibkit resample --dpi 300 --recursive --output-dir "$demo/pages" \
+  --report "$demo/report.jsonl" "$demo/scans"
+run dibkit report "$demo/report.jsonl"
+dibkit info --recursive "$demo/pages" | grep -E '^out/|pages:|size:|resolution:'
+say "the scans are in $root/$demo/scans, the pages at 300 dpi in $root/$demo/pages"
+say "the command is $dibkit; to install it: sudo cmake --install build/tool --prefix /usr/local"
