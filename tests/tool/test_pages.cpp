@@ -217,6 +217,17 @@ TEST_F(Pages, FailFastLeavesNothingOfTheFile) {
   EXPECT_EQ(FilesBelow(Path("out")).size(), 2U);
 }
 
+TEST_F(Pages, ThatAreTooLargeAreToldLikeBadOnes) {
+  const std::string book = Book("book.tif", 3);
+  const Outcome outcome = RunTool({"resample", "--dpi", "300", "--max-pixels", "3600", "--memory",
+                                   "1M", "-o", Path("out.tif"), book});
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(outcome.err, "dibkit: " + book +
+                             ": page 3: the image has 90 x 60 pixels, more than the 3600 that are "
+                             "allowed; --max-pixels N allows more\n");
+  EXPECT_EQ(PagesIn(Path("out.tif")), 2U);
+}
+
 TEST_F(Pages, ThatAllFailLeaveNoFile) {
   const std::string book = BadBook("book.tif", 1, 1);
   const Outcome outcome = RunTool({"normalize", "-q", "-o", Path("out.tif"), book});

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <utility>
 
-#include "batch/terminal/messages.h"
 #include "convert/page_sides.h"
 #include "dibkit/host/global_memory.h"
 #include "dibkit/host/image_writer.h"
@@ -15,8 +14,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned kMostWarnings = 3;  // of one file
-
 uint64_t MillisecondsSince(Clock::time_point begin) {
   const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   return static_cast<uint64_t>(passed.count());
@@ -25,7 +22,10 @@ uint64_t MillisecondsSince(Clock::time_point begin) {
 }  // namespace
 
 FileJob::FileJob(const PlannedFile& plan, const JobContext& context, JobHooks hooks)
-    : plan_(plan), context_(context), hooks_(std::move(hooks)) {}
+    : plan_(plan),
+      context_(context),
+      hooks_(std::move(hooks)),
+      warnings_(plan.input.path, context.options.quiet) {}
 
 int FileJob::Run() {
   try {
@@ -48,7 +48,7 @@ int FileJob::Run() {
 
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
-  const auto warning = [this](const std::string& text) { Warn(text); };
+  const auto warning = [this](const std::string& text) { warnings_.Tell(text); };
   document_.emplace(
       host::Document::Open(plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
   pageCount_ = document_->PageCount();
@@ -69,14 +69,6 @@ void FileJob::RequireOneFile() const {
                 host::FormatName(format_) +
                 " file holds one: name the results with a number in it, as -o page-%03d" +
                 host::UsualSuffix(format_) + ", or pick a page with --pages");
-}
-
-void FileJob::Warn(const std::string& text) {
-  if (!context_.options.quiet && warnings_ < kMostWarnings) {
-    const bool last = ++warnings_ == kMostWarnings;
-    Message("dibkit: " + plan_.input.path + ": warning: " + text +
-            (last ? "; further warnings are not shown" : ""));
-  }
 }
 
 void FileJob::DoPage(uint32_t number) {
@@ -105,7 +97,7 @@ void FileJob::MakePage() {
   const host::ThreadMemory memory;
   const ConversionOptions& options = context_.options;
   const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan = PlanOf(context_.conversion, description);
+  const PagePlan plan = PlanOf(context_.conversion, description, options.maxPixels);
   host::RequireHeld(format_,
                     options.compression.value_or(host::UsualCompression(format_, plan.bits)),
                     plan.bits, true);

@@ -19,6 +19,7 @@
 #include "convert/run_log.h"
 #include "dibkit/host/document.h"
 #include "failure.h"
+#include "warnings.h"
 
 namespace dibkit::tool {
 
@@ -50,7 +51,6 @@ class FileJob {
  private:
   void Open();
   void RequireOneFile() const;
-  void Warn(const std::string& text);
   void DoPage(uint32_t number);
   void MakePage();
   void Convert(host::Page& page);
@@ -67,6 +67,7 @@ class FileJob {
   const PlannedFile& plan_;
   const JobContext& context_;
   const JobHooks hooks_;
+  Warnings warnings_;
   std::optional<host::Document> document_;
   std::optional<FileOutputs> outputs_;
   host::ImageFormat format_ = host::ImageFormat::kBmp;  // of the outputs
@@ -75,7 +76,6 @@ class FileJob {
   size_t begun_ = 0;                                    // how many of them
   uint32_t number_ = 0;                                 // the page in work; 0: none yet
   bool writing_ = false;                                // it is the output that makes trouble now
-  unsigned warnings_ = 0;
   int code_ = EXIT_CODE_DONE;
   std::vector<PageRecord> kept_;  // of pages whose file is not complete yet
 };

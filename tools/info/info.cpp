@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // dibkit info: what image files hold.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "batch/files/inputs.h"
-#include "batch/terminal/messages.h"
 #include "batch/work/interruption.h"
 #include "convert/conversion_options.h"
 #include "convert/resampling.h"
@@ -17,6 +15,7 @@
 #include "info/page_info.h"
 #include "standard_output.h"
 #include "subcommand.h"
+#include "warnings.h"
 
 namespace dibkit::tool {
 namespace {
@@ -28,16 +27,11 @@ struct InfoOptions {
   bool quiet = false;
 };
 
-bool IsRegularFile(const std::string& path) {
-  struct stat status {};
-  const int result = path == "-" ? fstat(STDIN_FILENO, &status) : stat(path.c_str(), &status);
-  return result == 0 && S_ISREG(status.st_mode);
-}
-
 // One file, page by page.
 class FileInfo {
  public:
-  FileInfo(const std::string& path, const InfoOptions& options) : options_(options) {
+  FileInfo(const std::string& path, const InfoOptions& options)
+      : options_(options), warnings_(path, options.quiet) {
     info_.file = path;
     Open();
   }
@@ -61,30 +55,27 @@ class FileInfo {
   }
 
  private:
-  // The headers of a file on the disk can be told whatever its size. A stream is read as far as
-  // its pixels go, so that there the limit holds.
+  // The headers of a file on the disk can be told whatever its size. For those of a stream its
+  // pixels may have to be read, so that there the limit holds.
   void Open() {
-    const uint64_t limit = IsRegularFile(info_.file) ? ~uint64_t{0} : options_.maxPixels;
     auto source = host::OpenSource(info_.file, Interrupted);
+    const uint64_t limit =
+        source->IsInPlace() ? std::numeric_limits<uint64_t>::max() : options_.maxPixels;
     std::array<unsigned char, 8> start{};
     const auto there = static_cast<size_t>(source->SizeUpTo(start.size()));
     source->Read(0, std::span(start).first(there));
     if (host::FormatOfContent(std::span(start).first(there)) == host::ImageFormat::kBmp) {
       info_.bitmap = host::DescribeBitmap(*source, limit);
     }
-    reader_ = host::OpenImage(std::move(source),
-                              {limit, Interrupted, [this](const auto& text) { Warn(text); }});
+    reader_ =
+        host::OpenImage(std::move(source),
+                        {limit, Interrupted, [this](const auto& text) { warnings_.Tell(text); }});
     info_.format = reader_->Format();
     info_.pages = reader_->PageCount();
   }
 
-  void Warn(const std::string& text) const {
-    if (!options_.quiet) {
-      Message("dibkit: " + info_.file + ": warning: " + text);
-    }
-  }
-
   const InfoOptions& options_;
+  Warnings warnings_;
   std::unique_ptr<host::ImageReader> reader_;
   PageInfo info_;
 };
