@@ -40,4 +40,9 @@ build build/bench --preset release \
 
 # Some peers would start threads of their own.
 export OMP_NUM_THREADS=1
+# What bench/files.sh has put at the end of the page stays there.
+files=$(sed -n '/^<!-- files: /,$p' docs/speed.md)
 build/bench/bench/dibkit_bench "${options[@]}" ${output:+--output="$output"}
+if [ -n "$files" ] && ! grep -q '^<!-- files: ' docs/speed.md; then
+  printf '%s\n' "$files" >>docs/speed.md
+fi

@@ -61,9 +61,13 @@ build() {
   fi
 }
 
+# What the command is built of: its option parser, the codecs, JSON and SHA-256.
+tool_packages=(libcli11-dev nlohmann-json3-dev libtiff-dev libspng-dev libjpeg62-turbo-dev nettle-dev
+  pkg-config)
+
 # Builds the command `dibkit` alone, optimised, and sets `dibkit` to its path.
 build_tool() {
-  need_packages g++ make cmake libcli11-dev
+  need_packages g++ make cmake "${tool_packages[@]}"
   build build/tool --preset release -DBUILD_TESTING=OFF
   dibkit=$root/build/tool/tools/dibkit
   [ -x "$dibkit" ] || die "the build made no $dibkit"

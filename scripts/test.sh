@@ -6,6 +6,7 @@
 #   test.sh              optimised, for x86-64 and for i386
 #   test.sh --sanitize   under the address and undefined-behaviour sanitizers, both again
 #   test.sh --coverage   for x86-64, with the line coverage of src/
+#   test.sh --scale      200 pages by Slurm and by GNU parallel, a task of each killed midway
 #
 # The last line adds up what ctest counted in each run. Exits with 1 when anything failed, and when
 # no test ran.
@@ -96,14 +97,29 @@ coverage() {
   gcovr --root . --filter src/ --object-directory build/coverage build/coverage/src
 }
 
-[ $# -le 1 ] || die "usage: test.sh [--sanitize|--coverage]"
-need_packages g++ g++-multilib make cmake pkg-config libgtest-dev googletest libcli11-dev \
-  librapidcheck-dev
+# The runs over many pages want the command only.
+scale() {
+  local run
+  build_tool
+  for run in tests/scale/slurm.sh tests/scale/parallel.sh; do
+    if "$run" "$dibkit"; then
+      passed=$((passed + 1))
+    else
+      fail "$run"
+    fi
+  done
+}
+
+usage="usage: test.sh [--sanitize|--coverage|--scale]"
+[ $# -le 1 ] || die "$usage"
+need_packages g++ g++-multilib make cmake pkg-config libgtest-dev googletest librapidcheck-dev \
+  valgrind "${tool_packages[@]}"
 case "${1-}" in
   "") plain ;;
   --sanitize) sanitize ;;
   --coverage) coverage ;;
-  *) die "usage: test.sh [--sanitize|--coverage]" ;;
+  --scale) scale ;;
+  *) die "$usage" ;;
 esac
 
 printf '%d passed, %d failed\n' "$passed" "$failed"

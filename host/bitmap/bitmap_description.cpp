@@ -2,19 +2,18 @@
 #include "dibkit/host/bitmap_description.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 #include <string>
 
 #include "bitmap/fields.h"
 #include "bitmap/little_endian.h"
+#include "bitmap/stored_rows.h"
 #include "dibkit/host/dib_layout.h"
 #include "dibkit/host/pixel_limit.h"
 
 namespace dibkit::host {
 namespace {
 
-constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
 constexpr uint32_t kMaskBytes = 4;
 
 [[noreturn]] void Fail(ImageFault fault, const std::string& message) {
@@ -216,17 +215,19 @@ void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
       claimed != 0 ? claimed : static_cast<uint32_t>(std::min<uint64_t>(usual, room));
 }
 
+void RequireStart(ByteSource& file, const BitmapDescription& bitmap) {
+  if (file.SizeUpTo(bitmap.pixelOffset + 1) <= bitmap.pixelOffset) {
+    Fail(ImageFault::kPixelOffset, "the pixels would begin at byte " + Number(bitmap.pixelOffset) +
+                                       ", behind the end of the file");
+  }
+}
+
+// A pipe would have to keep what it counts, so its rows are looked for as they are read.
 void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
   bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
-  // The sum wraps for the largest claims; no file is that long.
-  const uint64_t end = bitmap.pixelBytes > kNoLimit - bitmap.pixelOffset
-                           ? kNoLimit
-                           : bitmap.pixelOffset + bitmap.pixelBytes;
-  const uint64_t size = file.SizeUpTo(end);
-  if (size < end) {
-    Fail(ImageFault::kRowsTruncated, "the rows need " + Number(bitmap.pixelBytes) +
-                                         " bytes, but the file holds " +
-                                         Number(size - bitmap.pixelOffset) + " of them");
+  if (file.IsInPlace()) {
+    RequireStart(file, bitmap);
+    RequireRows(file, bitmap, bitmap.pixelBytes);
   }
 }
 
@@ -239,11 +240,17 @@ uint64_t MostStreamBytes(const BitmapDescription& bitmap) {
 }
 
 void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  constexpr uint64_t kMostGapBytes = uint64_t{16} << 20;
+  if (!file.IsInPlace() && bitmap.pixelOffset > kMostGapBytes) {
+    Fail(ImageFault::kPixelOffset,
+         "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", too late for a pipe");
+  }
+  RequireStart(file, bitmap);
+  const uint32_t claimed = header.Long(kBiSizeImage);
   const uint64_t most = MostStreamBytes(bitmap);
-  const uint64_t claimed = std::min<uint64_t>(header.Long(kBiSizeImage), most);
-  const uint64_t size = file.SizeUpTo(bitmap.pixelOffset + (claimed != 0 ? claimed : most));
-  bitmap.pixelBytes = size - bitmap.pixelOffset;
-  if (bitmap.pixelBytes < claimed) {
+  const uint64_t wanted = claimed != 0 ? std::min<uint64_t>(claimed, most) : most;
+  bitmap.pixelBytes = file.SizeUpTo(bitmap.pixelOffset + wanted) - bitmap.pixelOffset;
+  if (claimed != 0 && bitmap.pixelBytes < wanted) {
     Fail(ImageFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
                                            " bytes, but the file holds " +
                                            Number(bitmap.pixelBytes) + " of them");
@@ -251,10 +258,6 @@ void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& b
 }
 
 void PlacePixels(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
-  if (file.SizeUpTo(bitmap.pixelOffset + 1) <= bitmap.pixelOffset) {
-    Fail(ImageFault::kPixelOffset, "the pixels would begin at byte " + Number(bitmap.pixelOffset) +
-                                       ", behind the end of the file");
-  }
   if (HasRows(bitmap)) {
     PlaceRows(file, bitmap);
   } else {

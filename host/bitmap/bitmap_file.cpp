@@ -8,6 +8,7 @@
 
 #include "bitmap/presentation.h"
 #include "bitmap/run_length.h"
+#include "bitmap/stored_rows.h"
 #include "dibkit/host/dib_layout.h"
 #include "dibkit/host/locked_block.h"
 
@@ -66,10 +67,16 @@ void BitmapFile::CheckConvertible() const {
   CheckBlock(PresentationOf(bitmap, bitmap.pixelBytes));
 }
 
-OwnedBlock BitmapFile::ReadDib() {
+OwnedBlock BitmapFile::ReadDib() { return ReadBlock(false); }
+
+OwnedBlock BitmapFile::ReadBottomUpDib() { return ReadBlock(true); }
+
+OwnedBlock BitmapFile::ReadBlock(bool bottomUp) {
   CheckConvertible();
+  const std::vector<unsigned char> table = ReadTable();
+  source_->ForgetBefore(description_.pixelOffset);
   const std::vector<unsigned char> stream = ReadStream();
-  const Presentation form = PresentationOf(description_, stream.size());
+  const Presentation form = PresentationOf(description_, stream.size(), bottomUp);
   CheckBlock(form);
   OwnedBlock block(GlobalAlloc(GHND, static_cast<unsigned>(form.blockBytes)));
   if (!block) {
@@ -78,14 +85,14 @@ OwnedBlock BitmapFile::ReadDib() {
   }
   const LockedBlock lock(block.get());
   WritePresentedHeader(lock.Bytes(), description_, form);
-  ReadTable(lock.Bytes().subspan(kInfoHeaderBytes, size_t{form.tableEntries} * 4));
+  std::copy_n(table.begin(), std::min<size_t>(table.size(), size_t{form.tableEntries} * 4),
+              lock.Bytes().begin() + kInfoHeaderBytes);
   const auto pixels = lock.Bytes().subspan(static_cast<size_t>(form.pixelOffset));
   if (IsRunLength(description_)) {
     std::copy(stream.begin(), stream.end(), pixels.begin());
-  } else if (description_.bitCount != form.bitCount) {
-    ReadTwoBitRows(pixels);
   } else {
-    source_->Read(description_.pixelOffset, pixels);
+    const auto rows = pixels.first(static_cast<size_t>(form.pixelBytes));
+    ReadRows(*source_, description_, form.bitCount, description_.topDown && !form.topDown, rows);
   }
   return block;
 }
@@ -98,33 +105,27 @@ std::vector<unsigned char> BitmapFile::ReadStream() {
   }
   std::vector<unsigned char> stored(static_cast<size_t>(bitmap.pixelBytes));
   source_->Read(bitmap.pixelOffset, stored);
+  source_->ForgetBefore(bitmap.pixelOffset + bitmap.pixelBytes);
   std::vector<unsigned char> stream =
       StraightenedStream(stored, bitmap.width, bitmap.height, bitmap.bitCount);
   CheckStream(stream.size());
   return stream;
 }
 
-void BitmapFile::ReadTwoBitRows(std::span<unsigned char> into) {
-  const uint64_t stored = RowStride(description_.width, 2);
-  const auto spread = static_cast<size_t>(RowStride(description_.width, 4));
-  std::vector<unsigned char> row(static_cast<size_t>(stored));
-  for (uint32_t y = 0; y < description_.height; ++y) {
-    source_->Read(description_.pixelOffset + y * stored, row);
-    SpreadTwoBitRow(row.data(), into.data() + y * spread, description_.width);
-  }
-}
-
-// Entries of 3 bytes become entries of 4. The fourth byte of an entry is reserved; some writers
-// leave chance values there.
-void BitmapFile::ReadTable(std::span<unsigned char> into) {
+// At most the 256 entries that a depth can address. Those of 3 bytes become entries of 4; the
+// fourth byte is reserved, and some writers leave chance values there.
+std::vector<unsigned char> BitmapFile::ReadTable() {
+  constexpr uint32_t kMostEntries = 256;
   const size_t stride = description_.tableEntryBytes;
-  const size_t entries = std::min<size_t>(into.size() / 4, description_.tableEntries);
+  const size_t entries = std::min(kMostEntries, description_.tableEntries);
   std::vector<unsigned char> stored(entries * stride);
   source_->Read(description_.tableOffset, stored);
+  std::vector<unsigned char> table(entries * 4);
   for (size_t i = 0; i < entries; ++i) {
     std::copy_n(stored.begin() + static_cast<std::ptrdiff_t>(i * stride), 3,
-                into.begin() + static_cast<std::ptrdiff_t>(i * 4));
+                table.begin() + static_cast<std::ptrdiff_t>(i * 4));
   }
+  return table;
 }
 
 }  // namespace dibkit::host

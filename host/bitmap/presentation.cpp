@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bitmap/presentation.h"
 
+#include <algorithm>
+
 #include "bitmap/fields.h"
 #include "bitmap/little_endian.h"
 #include "dibkit/WinTypes.h"
@@ -26,11 +28,20 @@ uint32_t PresentedCompression(BitmapCompression compression) {
   }
 }
 
+// Spreads a row of `width` pixels from 2 to 4 bits.
+void SpreadTwoBitRow(const unsigned char* from, unsigned char* to, uint32_t width) {
+  for (uint32_t x = 0; x < width; ++x) {
+    const int index = from[x / 4] >> (6 - x % 4 * 2) & 3;
+    to[x / 2] |= static_cast<unsigned char>(x % 2 == 0 ? index << 4 : index);
+  }
+}
+
 }  // namespace
 
-Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes) {
+Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes, bool bottomUp) {
   Presentation form{};
   form.bitCount = bitmap.bitCount == 2 ? uint16_t{4} : bitmap.bitCount;
+  form.topDown = bitmap.topDown && !bottomUp;
   form.compression = PresentedCompression(bitmap.compression);
   const DibLayout layout = LayoutOf(bitmap.width, bitmap.height, form.bitCount);
   form.tableEntries = layout.tableEntries;
@@ -47,7 +58,7 @@ void WritePresentedHeader(std::span<unsigned char> block, const BitmapDescriptio
   unsigned char* header = block.data();
   Store32(header, kInfoHeaderBytes);
   Store32(header + kBiWidth, bitmap.width);
-  Store32(header + kBiHeight, bitmap.topDown ? 0U - bitmap.height : bitmap.height);
+  Store32(header + kBiHeight, form.topDown ? 0U - bitmap.height : bitmap.height);
   Store16(header + kBiPlanes, 1);
   Store16(header + kBiBitCount, form.bitCount);
   Store32(header + kBiCompression, form.compression);
@@ -60,10 +71,12 @@ void WritePresentedHeader(std::span<unsigned char> block, const BitmapDescriptio
   }
 }
 
-void SpreadTwoBitRow(const unsigned char* from, unsigned char* to, uint32_t width) {
-  for (uint32_t x = 0; x < width; ++x) {
-    const int index = from[x / 4] >> (6 - x % 4 * 2) & 3;
-    to[x / 2] |= static_cast<unsigned char>(x % 2 == 0 ? index << 4 : index);
+void PresentRow(const unsigned char* from, unsigned char* to, const BitmapDescription& bitmap,
+                uint16_t bitCount) {
+  if (bitmap.bitCount == bitCount) {
+    std::copy_n(from, static_cast<size_t>(RowStride(bitmap.width, bitCount)), to);
+  } else {
+    SpreadTwoBitRow(from, to, bitmap.width);
   }
 }
 

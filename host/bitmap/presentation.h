@@ -14,6 +14,7 @@ namespace dibkit::host {
 // The library knows a 40-byte header only, no 2 bits and no alpha mask.
 struct Presentation {
   uint16_t bitCount;
+  bool topDown;
   uint32_t compression;   // 0 to 3
   uint32_t tableEntries;  // full, or none
   uint32_t maskCount;     // 3 or 0
@@ -23,15 +24,18 @@ struct Presentation {
   uint64_t blockBytes;  // may be more than a block can hold
 };
 
-// `streamBytes` counts for run-length images only.
-Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes);
+// `streamBytes` counts for run-length images only. `bottomUp`: with the bottom row first even where
+// the file has the top row first.
+Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes,
+                            bool bottomUp = false);
 
 // Writes header and masks to the zero-filled block.
 void WritePresentedHeader(std::span<unsigned char> block, const BitmapDescription& bitmap,
                           const Presentation& form);
 
-// Spreads a row of `width` pixels from 2 to 4 bits.
-void SpreadTwoBitRow(const unsigned char* from, unsigned char* to, uint32_t width);
+// Copies a row, spreading 2 bits to 4 where that is asked for. `to` is zero-filled.
+void PresentRow(const unsigned char* from, unsigned char* to, const BitmapDescription& bitmap,
+                uint16_t bitCount);
 
 }  // namespace dibkit::host
 

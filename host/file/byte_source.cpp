@@ -10,13 +10,10 @@
 #include <cstddef>
 
 #include "file/descriptor.h"
+#include "file/one_way_source.h"
 
 namespace dibkit::host {
 namespace {
-
-constexpr uint64_t kFirstPipeBytes = 4096;
-// The largest image that fits a block, with room for headers and table.
-constexpr uint64_t kMostPipeBytes = (uint64_t{1} << 32) + (uint64_t{1} << 20);
 
 // Runs one read call until it is not interrupted. 0 at the end of the file.
 template <typename ReadCall>
@@ -63,53 +60,18 @@ class RegularFile : public ByteSource {
   CancelHook cancelled_;
 };
 
-// Keeps what was read, because a header must be read before the rows are wanted. Grows with the
-// bytes that have come, never with what a header claims.
-class Pipe : public ByteSource {
+class Pipe : public OneWaySource {
  public:
   Pipe(int descriptor, CancelHook cancelled) : descriptor_(descriptor), cancelled_(cancelled) {}
 
-  uint64_t SizeUpTo(uint64_t limit) override {
-    while (have_ < limit && ReadMore(limit)) {
-    }
-    return std::min<uint64_t>(have_, limit);
-  }
-
-  bool IsInPlace() const override { return false; }
-
-  void Read(uint64_t offset, std::span<unsigned char> into) override {
-    if (SizeUpTo(offset + into.size()) < offset + into.size()) {
-      throw FileError("cannot read", EIO);
-    }
-    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
-  }
-
  private:
-  bool ReadMore(uint64_t limit) {
-    if (have_ == bytes_.size()) {
-      Grow(limit);
-    }
-    const size_t got = Transfer(cancelled_, [&] {
-      return read(descriptor_.Number(), bytes_.data() + have_,
-                  std::min(bytes_.size() - have_, kTransferBytes));
-    });
-    have_ += got;
-    return got != 0;
-  }
-
-  void Grow(uint64_t limit) {
-    const uint64_t doubled = std::max(kFirstPipeBytes, uint64_t{2} * have_);
-    const uint64_t wanted = std::min(doubled, std::max(kFirstPipeBytes, limit));
-    if (wanted > std::min<uint64_t>(kMostPipeBytes, bytes_.max_size())) {
-      throw FileError("cannot read so much from a pipe", EFBIG);
-    }
-    bytes_.resize(static_cast<size_t>(wanted));
+  size_t Fetch(std::span<unsigned char> into, size_t /*wanted*/) override {
+    return Transfer(cancelled_,
+                    [&] { return read(descriptor_.Number(), into.data(), into.size()); });
   }
 
   Descriptor descriptor_;
   CancelHook cancelled_;
-  std::vector<unsigned char> bytes_;
-  size_t have_ = 0;
 };
 
 int OpenForReading(const std::string& path, const CancelHook& cancelled) {
@@ -126,6 +88,15 @@ int OpenForReading(const std::string& path, const CancelHook& cancelled) {
 }
 
 }  // namespace
+
+size_t ByteSource::ReadSome(uint64_t offset, std::span<unsigned char> into) {
+  const uint64_t end = SizeUpTo(offset + into.size());
+  const size_t count = end <= offset ? 0 : static_cast<size_t>(end - offset);
+  if (count != 0) {
+    Read(offset, into.first(count));
+  }
+  return count;
+}
 
 uint64_t MemorySource::SizeUpTo(uint64_t limit) { return std::min<uint64_t>(bytes_.size(), limit); }
 

@@ -43,12 +43,13 @@ unsigned DibBits(const BitmapDescription& bitmap) {
   return bitmap.bitCount == 2 ? 4 : bitmap.bitCount;
 }
 
-// Streams, and the copies that expanding, widening and turning make.
+// Streams, and the copies that expanding and widening make.
 uint64_t WorkBytes(const BitmapDescription& bitmap) {
-  const uint64_t rows = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
-  const bool plain = HasRows(bitmap) && DibBits(bitmap) == bitmap.bitCount && !bitmap.topDown;
-  const uint64_t stream = HasRows(bitmap) ? 0 : 2 * bitmap.pixelBytes;
-  return plain ? 0 : rows + stream;
+  if (!HasRows(bitmap)) {
+    return bitmap.pixelBytes * 3;
+  }
+  const bool widened = DibBits(bitmap) == 24 && bitmap.bitCount != 24;
+  return widened ? bitmap.pixelBytes : 0;
 }
 
 class BmpReader : public ImageReader {
@@ -77,7 +78,7 @@ class BmpReader : public ImageReader {
 
   PageImage Read(uint32_t page) override {
     RequirePage(page);
-    PageImage image{Normalized(file_.ReadDib()), {}};
+    PageImage image{Normalized(file_.ReadBottomUpDib()), {}};
     const BitmapDescription& bitmap = file_.Description();
     image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
     return image;

@@ -43,7 +43,8 @@ endmacro()
 # Messages for each open file apart came with libtiff 4.5.
 dibkit_find_codec(TIFF libtiff-4 tiffio.h TIFFOpenOptionsAlloc)
 dibkit_find_codec(PNG spng spng.h spng_version_string)
-dibkit_find_codec(JPEG libjpeg jpeglib.h jpeg_std_error)
+# Rows in the order of a DIB are an extension of libjpeg-turbo.
+dibkit_find_codec(JPEG libjpeg jpeglib.h "jpeg_std_error && JCS_EXT_BGR")
 dibkit_option_codec(TIFF "TIFF files (libtiff)")
 dibkit_option_codec(PNG "PNG files (libspng)")
 dibkit_option_codec(JPEG "JPEG files (libjpeg-turbo)")
@@ -80,5 +81,26 @@ function(dibkit_add_codecs target)
       formats/tiff/samples.cpp
       formats/tiff/stored_form.cpp
       formats/tiff/table.cpp)
+  endif()
+  if(DIBKIT_PNG)
+    dibkit_add_codec(${target} PNG
+      formats/png_reader.cpp
+      formats/png_writer.cpp
+      formats/png/context.cpp
+      formats/png/decoder.cpp
+      formats/png/filter.cpp
+      formats/png/form.cpp
+      formats/png/latin1.cpp
+      formats/png/metadata.cpp
+      formats/png/rows.cpp)
+  endif()
+  if(DIBKIT_JPEG)
+    dibkit_add_codec(${target} JPEG
+      formats/jpeg_reader.cpp
+      formats/jpeg_writer.cpp
+      formats/jpeg/decoder.cpp
+      formats/jpeg/guard.cpp
+      formats/jpeg/metadata.cpp
+      formats/jpeg/source.cpp)
   endif()
 endfunction()

@@ -2,89 +2,39 @@
 #include "page/source_of.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstddef>
 #include <istream>
 #include <utility>
-#include <vector>
 
 #include "bitmap/fields.h"
 #include "bitmap/little_endian.h"
 #include "dibkit/WinTypes.h"
 #include "dibkit/host/dib_layout.h"
+#include "file/one_way_source.h"
 
 namespace dibkit::host {
 namespace {
 
-constexpr uint64_t kPieceBytes = uint64_t{64} << 10;
-
-class StreamSource : public ByteSource {
+class StreamSource : public OneWaySource {
  public:
   StreamSource(std::istream& stream, CancelHook cancelled)
       : stream_(stream), cancelled_(std::move(cancelled)) {}
 
-  uint64_t SizeUpTo(uint64_t limit) override {
-    while (bytes_.size() < limit && ReadMore(limit - bytes_.size())) {
-    }
-    return std::min<uint64_t>(bytes_.size(), limit);
-  }
-
-  bool IsInPlace() const override { return false; }
-
-  void Read(uint64_t offset, std::span<unsigned char> into) override {
-    if (SizeUpTo(offset + into.size()) < offset + into.size()) {
-      throw FileError("cannot read", EIO);
-    }
-    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
-  }
-
  private:
-  bool ReadMore(uint64_t wanted) {
+  size_t Fetch(std::span<unsigned char> into, size_t wanted) override {
     StopIf(cancelled_);
-    const size_t have = bytes_.size();
-    bytes_.resize(have + static_cast<size_t>(std::min(wanted, kPieceBytes)));
-    stream_.read(reinterpret_cast<char*>(bytes_.data() + have),
-                 static_cast<std::streamsize>(bytes_.size() - have));
-    const auto got = static_cast<size_t>(stream_.gcount());
-    bytes_.resize(have + got);
-    return got != 0;
+    // A stream waits for all that it is asked for, so it is asked for what it holds already.
+    if (wanted < into.size() && stream_.peek() != std::istream::traits_type::eof()) {
+      const std::streamsize held = stream_.rdbuf()->in_avail();
+      wanted = std::max(wanted, held < 0 ? 0 : static_cast<size_t>(held));
+    }
+    stream_.read(reinterpret_cast<char*>(into.data()),
+                 static_cast<std::streamsize>(std::min(wanted, into.size())));
+    return static_cast<size_t>(stream_.gcount());
   }
 
   std::istream& stream_;
   CancelHook cancelled_;
-  std::vector<unsigned char> bytes_;
-};
-
-// A file header, then the block.
-class DibSource : public ByteSource {
- public:
-  DibSource(std::span<const unsigned char> block, uint32_t pixelOffset) : block_(block) {
-    header_[0] = 'B';
-    header_[1] = 'M';
-    Store32(header_.data() + kPixelOffsetField, pixelOffset);
-  }
-
-  uint64_t SizeUpTo(uint64_t limit) override {
-    return std::min<uint64_t>(kFileHeaderBytes + block_.size(), limit);
-  }
-
-  void Read(uint64_t offset, std::span<unsigned char> into) override {
-    if (offset < kFileHeaderBytes) {
-      const auto head = std::span(header_).subspan(static_cast<size_t>(offset));
-      const size_t count = std::min(head.size(), into.size());
-      std::copy_n(head.begin(), count, into.begin());
-      into = into.subspan(count);
-      offset += count;
-    }
-    if (!into.empty()) {
-      MemorySource(block_).Read(offset - kFileHeaderBytes, into);
-    }
-  }
-
- private:
-  std::array<unsigned char, kFileHeaderBytes> header_{};
-  std::span<const unsigned char> block_;
 };
 
 // Entries of the colour table: as many as the header says, or as the depth has.
@@ -97,20 +47,65 @@ uint64_t TableEntries(const unsigned char* header, bool isCore) {
   return bits >= 1 && bits <= 8 ? uint64_t{1} << bits : 0;
 }
 
+constexpr uint32_t kMaskCount = 3;
+constexpr uint32_t kMaskBytes = 4;
+
+bool HasMasksBehind(const unsigned char* header, uint32_t headerBytes) {
+  return headerBytes == kInfoHeaderBytes && Load32(header + kBiCompression) == BI_BITFIELDS;
+}
+
+// Hosts count the three masks as the table, so that DIBBits passes them over.
+bool CountsMasks(const unsigned char* header, uint32_t headerBytes) {
+  return HasMasksBehind(header, headerBytes) && Load32(header + kBiColorsUsed) == kMaskCount;
+}
+
+// From the start of the block.
 uint64_t PixelOffset(const unsigned char* header, uint32_t headerBytes) {
-  constexpr uint32_t kMaskBytes = 12;
-  constexpr uint32_t kMaskCount = 3;
   const bool isCore = headerBytes == kCoreHeaderBytes;
   const uint64_t entries = TableEntries(header, isCore);
   if (isCore) {
     return headerBytes + entries * 3;
   }
-  if (headerBytes != kInfoHeaderBytes || Load32(header + kBiCompression) != BI_BITFIELDS) {
-    return headerBytes + entries * 4;
-  }
-  // Hosts count the three masks as the table, so that DIBBits passes them over.
-  return headerBytes + kMaskBytes + (entries == kMaskCount ? 0 : entries * 4);
+  const uint64_t table = CountsMasks(header, headerBytes) ? 0 : entries * 4;
+  return headerBytes + table + (HasMasksBehind(header, headerBytes) ? kMaskCount * kMaskBytes : 0);
 }
+
+// A file header, then the block.
+class DibSource : public ByteSource {
+ public:
+  DibSource(std::span<const unsigned char> block, uint32_t headerBytes, uint32_t pixelOffset)
+      : block_(block), head_(kFileHeaderBytes + headerBytes) {
+    head_[0] = 'B';
+    head_[1] = 'M';
+    Store32(head_.data() + kPixelOffsetField, kFileHeaderBytes + pixelOffset);
+    unsigned char* header = head_.data() + kFileHeaderBytes;
+    std::copy_n(block.begin(), headerBytes, header);
+    if (CountsMasks(header, headerBytes)) {
+      Store32(header + kBiColorsUsed, 0);
+    }
+  }
+
+  uint64_t SizeUpTo(uint64_t limit) override {
+    return std::min<uint64_t>(kFileHeaderBytes + block_.size(), limit);
+  }
+
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    if (offset < head_.size()) {
+      const auto head = std::span(head_).subspan(static_cast<size_t>(offset));
+      const size_t count = std::min(head.size(), into.size());
+      std::copy_n(head.begin(), count, into.begin());
+      into = into.subspan(count);
+      offset += count;
+    }
+    if (!into.empty()) {
+      MemorySource(block_).Read(offset - kFileHeaderBytes, into);
+    }
+  }
+
+ private:
+  std::span<const unsigned char> block_;
+  std::vector<unsigned char> head_;  // the file header and the block's own
+};
 
 }  // namespace
 
@@ -128,7 +123,7 @@ std::unique_ptr<ByteSource> SourceOfDib(std::span<const unsigned char> block) {
   if (offset > block.size()) {
     throw ImageError(ImageFault::kUnsoundDib, "the image block is smaller than its header says");
   }
-  return std::make_unique<DibSource>(block, kFileHeaderBytes + static_cast<uint32_t>(offset));
+  return std::make_unique<DibSource>(block, headerBytes, static_cast<uint32_t>(offset));
 }
 
 }  // namespace dibkit::host

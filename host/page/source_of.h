@@ -12,7 +12,7 @@
 
 namespace dibkit::host {
 
-// Reads `stream` as far as it is asked for, and keeps what it has read.
+// Reads `stream` as far as it is asked for, and keeps what it has read until it is forgotten.
 std::unique_ptr<ByteSource> SourceOfStream(std::istream& stream, const CancelHook& cancelled);
 
 // A packed DIB as the bitmap file that it would be. Throws ImageError (kUnsoundDib) when its header

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "bitmap_builder.h"
 #include "dibkit/host/bitmap_file.h"
 #include "dibkit/host/bitmap_writer.h"
+#include "dibkit/host/conversion.h"
 #include "dibkit/host/locked_block.h"
+#include "dibkit/host/output_file.h"
+#include "loaded_dib.h"
 #include "temporary_directory.h"
 
 namespace dibkit::host {
@@ -154,6 +159,92 @@ TEST(BitmapFile, TakesNoMoreMemoryThanTheDibNeeds) {
   const uint64_t before = ReadMemoryCounters().peakBytes;
   const OwnedBlock dib = ReadDib(bytes);
   EXPECT_EQ(ReadMemoryCounters().peakBytes - before, 40U + 1024 + 1'000'000);
+}
+
+// The bytes of a file as they come through a pipe: nothing of them can be read twice.
+class GoneBySource : public ByteSource {
+ public:
+  explicit GoneBySource(Bytes bytes) : bytes_(std::move(bytes)), memory_(bytes_) {}
+  uint64_t SizeUpTo(uint64_t limit) override {
+    const uint64_t size = memory_.SizeUpTo(limit);
+    mostKept_ = std::max(mostKept_, size - std::min(size, forgotten_));
+    return size;
+  }
+  void Read(uint64_t offset, std::span<unsigned char> into) override {
+    EXPECT_GE(offset, forgotten_);
+    static_cast<void>(SizeUpTo(offset + into.size()));
+    memory_.Read(offset, into);
+  }
+  bool IsInPlace() const override { return false; }
+  void ForgetBefore(uint64_t offset) override { forgotten_ = std::max(forgotten_, offset); }
+  uint64_t MostKept() const { return mostKept_; }
+
+ private:
+  Bytes bytes_;
+  MemorySource memory_;
+  uint64_t forgotten_ = 0;
+  uint64_t mostKept_ = 0;
+};
+
+TEST(BitmapFile, TheRowsOfAPipeAreKeptPieceByPiece) {
+  for (const int32_t height : {1500, -1500}) {
+    BitmapBuilder file;
+    file.bitCount = 24;
+    file.width = 1000;
+    file.height = height;
+    auto source = std::make_unique<GoneBySource>(file.Build());
+    const GoneBySource& watched = *source;
+    BitmapFile bitmap(std::move(source));
+    EXPECT_LT(watched.MostKept(), 1000U);
+    const OwnedBlock dib = bitmap.ReadBottomUpDib();
+    EXPECT_LE(watched.MostKept(), 1U << 20);
+    EXPECT_EQ(test::BlockBytes(dib), test::BlockBytes(Normalized(ReadDib(file.Build()))));
+  }
+}
+
+TEST(BitmapFile, RunLengthFilesComeThroughPipesToo) {
+  BitmapBuilder file;
+  file.compression = 1;
+  file.pixels = Bytes{4, 7, 0, 0, 4, 8, 0, 0, 4, 9, 0, 1};
+  BitmapFile bitmap(std::make_unique<GoneBySource>(file.Build()));
+  EXPECT_EQ(test::BlockBytes(bitmap.ReadDib()), DibBytes(file.Build()));
+}
+
+TEST(BitmapFile, APipeThatEndsInsideItsRowsIsTold) {
+  BitmapBuilder file;
+  file.pixels = Bytes(11);
+  BitmapFile bitmap(std::make_unique<GoneBySource>(file.Build()));
+  EXPECT_EQ(bitmap.Description().pixelBytes, 12U);
+  try {
+    bitmap.ReadDib();
+    FAIL();
+  } catch (const ImageError& error) {
+    EXPECT_EQ(error.Fault(), ImageFault::kRowsTruncated);
+    EXPECT_STREQ(error.what(), "the rows need 12 bytes, but the file holds 11 of them");
+  }
+}
+
+TEST(BitmapFile, TheGapBeforeTheStreamOfAPipeIsBounded) {
+  BitmapBuilder file;
+  file.compression = 1;
+  file.pixelOffset = 17U << 20;
+  EXPECT_EQ(test::FaultOf([&] { BitmapFile bitmap(std::make_unique<GoneBySource>(file.Build())); }),
+            ImageFault::kPixelOffset);
+}
+
+TEST(BitmapFile, TurnsTopDownRowsAsItReadsThem) {
+  for (const uint16_t bits : std::initializer_list<uint16_t>{1, 2, 4, 8, 16, 24, 32}) {
+    BitmapBuilder file;
+    file.bitCount = bits;
+    file.width = 7;
+    file.height = -5;
+    const Bytes bytes = file.Build();
+    ResetPeakBytes();
+    const uint64_t before = ReadMemoryCounters().peakBytes;
+    const OwnedBlock turned = BitmapFile(std::make_unique<MemorySource>(bytes)).ReadBottomUpDib();
+    EXPECT_EQ(ReadMemoryCounters().peakBytes - before, GlobalSize(turned.get())) << bits;
+    EXPECT_EQ(test::BlockBytes(turned), test::BlockBytes(Normalized(ReadDib(bytes)))) << bits;
+  }
 }
 
 TEST(BitmapFile, OpensPaths) {

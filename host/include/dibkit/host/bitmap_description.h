@@ -43,7 +43,8 @@ struct BitmapDescription {
   uint32_t tableEntries;  // entries that are in the file, before the pixels; may be 0 or any number
   uint32_t tableEntryBytes;  // 3 behind the 12-byte header, otherwise 4
   uint64_t pixelOffset;      // first row, or the stream
-  uint64_t pixelBytes;       // all rows with their padding, or the stream; inside the file
+  uint64_t pixelBytes;       // all rows with their padding, or the stream; inside the file, but for
+                             // the rows of a pipe, which are looked for as they are read
 };
 
 // True when the pixel area holds rows.

@@ -47,13 +47,17 @@ class BitmapFile {
   // - rows directly behind, in the file's order (a negative height says that the top row is first);
   // - a run-length stream in which no record leaves its row, biSizeImage being its length.
   // No more memory is taken than the DIB needs (and twice the stream, where there is one), and only
-  // after the file was seen to hold all of its pixels. Throws ImageError.
+  // after the file was seen to hold all of its pixels; from a pipe, rows are seen as they come.
+  // Throws ImageError and what the source throws. A pipe can be read once.
   OwnedBlock ReadDib();
 
+  // The same with the bottom row first whatever the file's order, turned as it is read.
+  OwnedBlock ReadBottomUpDib();
+
  private:
-  void ReadTable(std::span<unsigned char> into);
+  OwnedBlock ReadBlock(bool bottomUp);
+  std::vector<unsigned char> ReadTable();
   std::vector<unsigned char> ReadStream();
-  void ReadTwoBitRows(std::span<unsigned char> into);
 
   std::unique_ptr<ByteSource> source_;
   BitmapDescription description_;

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The rows of a bitmap file, from the file into a block.
+#ifndef DIBKIT_HOST_BITMAP_STORED_ROWS_H
+#define DIBKIT_HOST_BITMAP_STORED_ROWS_H
+
+#include <cstdint>
+#include <span>
+
+#include "dibkit/host/bitmap_description.h"
+#include "dibkit/host/byte_source.h"
+
+namespace dibkit::host {
+
+// Throws ImageError (kRowsTruncated) when the file ends before the first `bytes` bytes of its rows.
+void RequireRows(ByteSource& file, const BitmapDescription& bitmap, uint64_t bytes);
+
+// Reads all rows, in pieces that the source may forget. `into` holds exactly the rows at `bitCount`
+// bits, zero-filled: the file's own depth, or 4 for 2. `turned`: the file's last row comes first.
+// Throws ImageError (kRowsTruncated) and what the source throws.
+void ReadRows(ByteSource& file, const BitmapDescription& bitmap, uint16_t bitCount, bool turned,
+              std::span<unsigned char> into);
+
+}  // namespace dibkit::host
+
+#endif  // DIBKIT_HOST_BITMAP_STORED_ROWS_H
