@@ -25,6 +25,7 @@ function(dibkit_find_codec name module include expression)
     int main() { return ${expression} ? 0 : 1; }" DIBKIT_LINKS_${name})
   if(DIBKIT_LINKS_${name})
     set(DIBKIT_FOUND_${name} TRUE PARENT_SCOPE)
+    set(DIBKIT_MODULE_${name} ${module} PARENT_SCOPE)
   endif()
 endfunction()
 
@@ -48,13 +49,15 @@ dibkit_option_codec(TIFF "TIFF files (libtiff)")
 dibkit_option_codec(PNG "PNG files (libspng)")
 dibkit_option_codec(JPEG "JPEG files (libjpeg-turbo)")
 
-# dibkit_add_codec(target NAME sources...): the adapter, and the codec that it links.
+# dibkit_add_codec(target NAME sources...): the adapter, and the codec that it links. The global
+# property DIBKIT_CODEC_MODULES lists what pkg-config calls the codecs, for the packages.
 function(dibkit_add_codec target name)
   target_sources(${target} PRIVATE ${ARGN})
   target_compile_definitions(${target} PRIVATE DIBKIT_HAS_${name})
   target_include_directories(${target} SYSTEM PRIVATE ${DIBKIT_${name}_INCLUDE_DIRS})
   target_link_directories(${target} PRIVATE ${DIBKIT_${name}_LIBRARY_DIRS})
   target_link_libraries(${target} PRIVATE ${DIBKIT_${name}_LIBRARIES})
+  set_property(GLOBAL APPEND PROPERTY DIBKIT_CODEC_MODULES ${DIBKIT_MODULE_${name}})
 endfunction()
 
 function(dibkit_add_codecs target)

@@ -2,7 +2,6 @@
 #include "damage.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <random>
@@ -59,20 +58,6 @@ int ReadChangedFiles(const Bytes& file, int rounds, const std::function<Bytes(By
     readable += ReadAnyhow(changed).empty() ? 1 : 0;
   }
   return readable;
-}
-
-long PeakMebibytes() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss / 1024;
-}
-
-bool IsSanitizedBuild() {
-#if defined(__SANITIZE_ADDRESS__)
-  return true;
-#else
-  return false;
-#endif
 }
 
 }  // namespace dibkit::test

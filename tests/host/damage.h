@@ -25,12 +25,6 @@ void ExpectEveryEndTold(const Bytes& file, size_t step = 1);
 int ReadChangedFiles(const Bytes& file, int rounds,
                      const std::function<Bytes(Bytes)>& repair = nullptr);
 
-// The largest size that this process has had in memory, in mebibytes.
-long PeakMebibytes();
-
-// True where a sanitizer takes far more memory than the code.
-bool IsSanitizedBuild();
-
 }  // namespace dibkit::test
 
 #endif  // DIBKIT_TESTS_HOST_DAMAGE_H

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "dibkit/host/byte_sink.h"
+#include "file_parts.h"
 #include "image_pages.h"
 #include "loaded_dib.h"
 
@@ -15,16 +15,14 @@ namespace {
 
 using test::Bytes;
 using test::Colours;
+using test::Contains;
 using test::ReadPage;
 using test::SmoothDib;
 using test::SomeDib;
+using test::SomeProfile;
 
 Bytes Written(const OwnedBlock& dib, const PageMetadata& metadata = {}, int quality = 90) {
   return test::WritePage(ImageFormat::kJpeg, dib, metadata, {Compression::kJpeg, quality});
-}
-
-bool Contains(const Bytes& file, const Bytes& part) {
-  return std::search(file.begin(), file.end(), part.begin(), part.end()) != file.end();
 }
 
 void ExpectClose(const OwnedBlock& dib, unsigned bitCount, double decibels, int quality = 95) {
@@ -140,15 +138,6 @@ TEST(JpegMetadata, TextsStandInAnExifBlock) {
   EXPECT_FALSE(Contains(Written(SmoothDib(8, 8, 24)), {'E', 'x', 'i', 'f'}));
 }
 
-Bytes SomeProfile(const std::string& space, size_t bytes) {
-  Bytes profile(bytes);
-  for (size_t i = 0; i < bytes; ++i) {
-    profile[i] = static_cast<unsigned char>(i * i / 3);
-  }
-  std::copy(space.begin(), space.end(), profile.begin() + 16);
-  return profile;
-}
-
 TEST(JpegMetadata, ProfilesGoAlongWhereTheirColoursFit) {
   const PageMetadata rgb{{}, SomeProfile("RGB ", 200'000), {}};
   const PageMetadata grey{{}, SomeProfile("GRAY", 300), {}};
@@ -180,27 +169,12 @@ TEST(JpegWriter, RefusesWhatTheFormatDoesNotHold) {
   EXPECT_EQ(fault(SomeDib(3, 3, 24), Compression::kJpeg), ImageFault::kNotHeld);
 }
 
-// Fails from the byte `limit` on.
-class FullSink : public ByteSink {
- public:
-  explicit FullSink(size_t limit) : left_(limit) {}
-  void Write(std::span<const unsigned char> bytes) override {
-    if (bytes.size() > left_) {
-      throw FileError("cannot write", ENOSPC);
-    }
-    left_ -= bytes.size();
-  }
-
- private:
-  size_t left_;
-};
-
 TEST(JpegWriter, AFullDiskIsToldAtWhateverByteItComes) {
   const OwnedBlock dib = SomeDib(400, 300, 24);
   const LockedBlock lock(dib.get());
   const size_t whole = Written(dib).size();
   for (size_t limit = 0; limit < whole; limit += 20'011) {
-    FullSink sink(limit);
+    test::FullSink sink(limit);
     const auto writer = MakeWriter(ImageFormat::kJpeg, sink);
     EXPECT_THROW(writer->Add(DibView(lock.Bytes()), {}, {Compression::kJpeg, 90}), FileError)
         << limit;

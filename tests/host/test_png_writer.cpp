@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <sstream>
 
 #include "dibkit/host/byte_sink.h"
+#include "file_parts.h"
 #include "formats/png/filter.h"
 #include "formats/png/latin1.h"
 #include "image_pages.h"
@@ -19,9 +19,11 @@ namespace {
 
 using test::Bytes;
 using test::Colours;
+using test::Contains;
 using test::ReadPage;
 using test::SmoothDib;
 using test::SomeDib;
+using test::SomeProfile;
 
 constexpr PageOptions kPacked{Compression::kDeflate};
 
@@ -32,10 +34,6 @@ Bytes Written(const OwnedBlock& dib, const PageMetadata& metadata = {}) {
 // Fields of the header chunk.
 unsigned DepthIn(const Bytes& file) { return file[24]; }
 unsigned ColourTypeIn(const Bytes& file) { return file[25]; }
-
-bool Contains(const Bytes& file, const Bytes& part) {
-  return std::search(file.begin(), file.end(), part.begin(), part.end()) != file.end();
-}
 
 void ExpectSame(const OwnedBlock& dib, unsigned bitCount, unsigned depth, unsigned colourType) {
   const Bytes file = Written(dib);
@@ -132,27 +130,12 @@ TEST(PngWriter, RefusesWhatTheFormatDoesNotHold) {
   EXPECT_EQ(test::FaultOf([&] { add(SomeDib(3, 3, 24), kPacked); }), ImageFault::kNotHeld);
 }
 
-// Fails from the byte `limit` on.
-class FullSink : public ByteSink {
- public:
-  explicit FullSink(size_t limit) : left_(limit) {}
-  void Write(std::span<const unsigned char> bytes) override {
-    if (bytes.size() > left_) {
-      throw FileError("cannot write", ENOSPC);
-    }
-    left_ -= bytes.size();
-  }
-
- private:
-  size_t left_;
-};
-
 TEST(PngWriter, AFullDiskIsToldAtWhateverByteItComes) {
   const OwnedBlock dib = SomeDib(400, 300, 24);
   const LockedBlock lock(dib.get());
   const size_t whole = Written(dib).size();
   for (size_t limit = 0; limit < whole; limit += 20'011) {
-    FullSink sink(limit);
+    test::FullSink sink(limit);
     const auto writer = MakeWriter(ImageFormat::kPng, sink);
     EXPECT_THROW(writer->Add(DibView(lock.Bytes()), {}, kPacked), FileError) << limit;
   }
@@ -251,15 +234,6 @@ TEST(PngMetadata, TextsBeyondAsciiComeBackInUtf8) {
 TEST(PngMetadata, LongTextsComeBack) {
   const std::string text(100'000, 'x');
   EXPECT_EQ(TextThereAndBack(text, "tEXtDescription"), text);
-}
-
-Bytes SomeProfile(const std::string& space, size_t bytes) {
-  Bytes profile(bytes);
-  for (size_t i = 0; i < bytes; ++i) {
-    profile[i] = static_cast<unsigned char>(i * i / 3);
-  }
-  std::copy(space.begin(), space.end(), profile.begin() + 16);
-  return profile;
 }
 
 TEST(PngMetadata, ProfilesGoAlongWhereTheirColoursFit) {

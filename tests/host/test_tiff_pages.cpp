@@ -187,7 +187,8 @@ TEST(TiffPages, WarningsGoToTheHookInFewLines) {
   ReadOptions options;
   options.warning = [&heard](const std::string& text) { heard.push_back(text); };
   TiffPage page = Dot(1);
-  for (const uint16_t tag : std::initializer_list<uint16_t>{263, 264, 265, 266, 290, 297, 301, 332, 334}) {
+  for (const uint16_t tag :
+       std::initializer_list<uint16_t>{263, 264, 265, 266, 290, 297, 301, 332, 334}) {
     page.Set(tag, test::kTiffAscii, {'x', '\n', 0});
   }
   page.Set(60000, test::kTiffShort, {1});

@@ -59,7 +59,7 @@ Handle::Handle(Input& input, uint64_t directoryOffset) : input_(input) {
   const OpenOptions options =
       MakeOpenOptions(messages_, SaturatedSum(input.Size(), kMostScratchBytes));
   // Header only, no mapping, no strips but those of the file.
-  tiff_.reset(TIFFClientOpenExt("the file", "rhmc", this, OnRead, OnWrite, OnSeek, OnClose, OnSize,
+  tiff_.reset(TIFFClientOpenExt(kTiffName, "rhmc", this, OnRead, OnWrite, OnSeek, OnClose, OnSize,
                                 nullptr, nullptr, options.get()));
   RequireAtLeast(tiff_ != nullptr, "the header is damaged");
   RequireAtLeast(TIFFSetSubDirectory(Tiff(), directoryOffset) == 1,

@@ -33,6 +33,29 @@ bool IsFax(uint16_t compression) {
          compression == COMPRESSION_CCITTFAX3 || compression == COMPRESSION_CCITTFAX4;
 }
 
+// Others that libtiff may have been built with take memory as their own headers claim it, or end
+// the process when there is none.
+bool IsTrusted(uint16_t compression) {
+  switch (compression) {
+    case COMPRESSION_NONE:
+    case COMPRESSION_LZW:
+    case COMPRESSION_JPEG:
+    case COMPRESSION_OJPEG:
+    case COMPRESSION_DEFLATE:
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_PACKBITS:
+      return true;
+    default:
+      return IsFax(compression);
+  }
+}
+
+std::string NameOfCompression(uint16_t compression) {
+  const TIFFCodec* codec = TIFFFindCODEC(compression);
+  return codec == nullptr ? "compression " + std::to_string(compression)
+                          : std::string(codec->name) + " compression";
+}
+
 uint16_t PhotometricOf(TIFF* tiff, const Kind& kind) {
   uint16_t photometric = 0;
   if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric) == 1) {
@@ -82,8 +105,6 @@ Colours ColoursOf(TIFF* tiff, const Kind& kind) {
       return Colours::kCmyk;
     case PHOTOMETRIC_YCBCR:
     case PHOTOMETRIC_CIELAB:
-    case PHOTOMETRIC_LOGL:
-    case PHOTOMETRIC_LOGLUV:
       return Colours::kOther;
     default:
       Refuse(NameOf(kind.photometric) + " images");
@@ -139,8 +160,8 @@ void CheckLayout(TIFF* tiff, const Kind& kind) {
       kind.height > std::numeric_limits<int32_t>::max()) {
     throw ImageError(ImageFault::kTooLarge, "the page is wider or higher than an image can be");
   }
-  if (TIFFIsCODECConfigured(kind.compression) == 0) {
-    Refuse("pages with compression " + std::to_string(kind.compression));
+  if (!IsTrusted(kind.compression) || TIFFIsCODECConfigured(kind.compression) == 0) {
+    Refuse("pages with " + NameOfCompression(kind.compression));
   }
   if (kind.samples < 1 || kind.samples > kMostSamples) {
     Refuse("pixels of " + std::to_string(kind.samples) + " samples");
@@ -168,7 +189,7 @@ unsigned Kind::ColourSamples() const {
     case Colours::kCmyk:
       return 4;
     default:
-      return photometric == PHOTOMETRIC_LOGL ? 1 : 3;
+      return 3;
   }
 }
 

@@ -18,7 +18,7 @@ enum class Colours {
   kPalette,
   kRgb,
   kCmyk,
-  kOther  // YCbCr, CIELab, LogLuv: libtiff makes RGB of them, whole strips at a time
+  kOther  // YCbCr, CIELab: libtiff makes RGB of them, whole strips at a time
 };
 
 struct Kind {

@@ -27,7 +27,7 @@ Output::~Output() { Close(); }
 void Output::Open(const char* mode) {
   const OpenOptions options = MakeOpenOptions(messages_, std::numeric_limits<uint64_t>::max());
   at_ = 0;
-  tiff_.reset(TIFFClientOpenExt("the file", mode, this, OnRead, OnWrite, OnSeek, OnClose, OnSize,
+  tiff_.reset(TIFFClientOpenExt(kTiffName, mode, this, OnRead, OnWrite, OnSeek, OnClose, OnSize,
                                 nullptr, nullptr, options.get()));
   Require(tiff_ != nullptr);
 }

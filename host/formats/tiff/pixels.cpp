@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "formats/channels.h"
 #include "formats/swap_channels.h"
 #include "formats/tiff/samples.h"
 
@@ -101,8 +102,7 @@ unsigned char PixelRows::OverWhite(unsigned value, uint32_t x) const {
     return Byte(value);
   }
   const unsigned alpha = Channel(used_.size() - 1)[x];
-  return Byte(kind_.premultiplied ? std::min(255U, value + 255 - alpha)
-                                  : (value * alpha + 255 * (255 - alpha) + 127) / 255);
+  return kind_.premultiplied ? Byte(std::min(255U, value + 255 - alpha)) : OverWhite8(value, alpha);
 }
 
 void PixelRows::PutGrey(uint32_t width, unsigned char* to) const {
@@ -138,8 +138,7 @@ void PixelRows::PutCmyk(uint32_t width, unsigned char* to) const {
   const unsigned char* black = Channel(3);
   for (uint32_t x = 0; x < width; ++x) {
     for (size_t channel = 3; channel-- > 0;) {
-      const unsigned light = (255U - Channel(channel)[x]) * (255U - black[x]);
-      *to++ = OverWhite((light + 127) / 255, x);
+      *to++ = OverWhite(LeftByInks(Channel(channel)[x], black[x]), x);
     }
   }
 }

@@ -12,7 +12,7 @@
 namespace dibkit::host::tiff {
 namespace {
 
-constexpr const char* kDamagedRows = "the rows of the page are damaged";
+constexpr const char* kDamagedRows = "the rows of the page end early or are damaged";
 
 // Strips up to this size are decoded whole, which some codecs do better.
 constexpr uint64_t kSmallStripBytes = uint64_t{1} << 20;
@@ -135,13 +135,9 @@ uint64_t StripBytes(TIFF* tiff, const Kind& kind) {
   return static_cast<uint64_t>(TIFFScanlineSize(tiff)) * kind.rows;
 }
 
-bool IsFax(const Kind& kind) {
-  return kind.compression == COMPRESSION_CCITTFAX3 || kind.compression == COMPRESSION_CCITTFAX4;
-}
-
 bool TakesWholeStrips(TIFF* tiff, const Kind& kind) {
-  return kind.compression == COMPRESSION_JBIG ||
-         (!IsFax(kind) && StripBytes(tiff, kind) <= kSmallStripBytes);
+  return kind.compression != COMPRESSION_CCITTFAX3 && kind.compression != COMPRESSION_CCITTFAX4 &&
+         StripBytes(tiff, kind) <= kSmallStripBytes;
 }
 
 // The largest compressed strip, which libtiff fetches whole.
@@ -160,14 +156,10 @@ std::unique_ptr<RowReader> MakeRowReader(Handle& handle, const Kind& kind, uint1
   if (kind.compression == COMPRESSION_NONE) {
     return std::make_unique<PlainRows>(handle, kind, plane);
   }
-  if (!TakesWholeStrips(handle.Tiff(), kind)) {
-    return std::make_unique<ScanlineRows>(handle, kind, plane);
+  if (TakesWholeStrips(handle.Tiff(), kind)) {
+    return std::make_unique<StripRows>(handle, kind, plane);
   }
-  if (StripBytes(handle.Tiff(), kind) > kMostScratchBytes) {
-    throw ImageError(ImageFault::kUnsupported,
-                     "strips of " + std::to_string(kind.rows) + " rows are too large to be read");
-  }
-  return std::make_unique<StripRows>(handle, kind, plane);
+  return std::make_unique<ScanlineRows>(handle, kind, plane);
 }
 
 uint64_t RowReaderBytes(TIFF* tiff, const Kind& kind) {

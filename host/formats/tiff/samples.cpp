@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "formats/channels.h"
+
 namespace dibkit::host::tiff {
 namespace {
 
@@ -45,7 +47,7 @@ void Unpack16(const unsigned char* from, unsigned samples, uint32_t width, unsig
   for (uint32_t x = 0; x < width; ++x, from += 2 * size_t{samples}) {
     uint16_t value;
     std::memcpy(&value, from, sizeof value);
-    to[x] = Rounded16(value);
+    to[x] = To8Bits(value);
   }
 }
 

@@ -8,11 +8,6 @@
 
 namespace dibkit::host::tiff {
 
-// 65535 becomes 255, rounded to nearest: (value * 255 + 32767) / 65535 without the division.
-constexpr unsigned char Rounded16(uint32_t value) {
-  return static_cast<unsigned char>((value * 255 + 32895) >> 16);
-}
-
 // Where a sample is found in a decoded row: after `index` others of a pixel that has `samples`.
 // Samples of 16, 24 and 32 bits are in the order of the machine, as libtiff leaves them.
 struct SamplePlace {

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "formats/tiff/samples.h"
+#include "formats/channels.h"
+#include "formats/grey_table.h"
 
 namespace dibkit::host::tiff {
 namespace {
@@ -40,7 +41,7 @@ unsigned char Scaled(uint16_t value, MapScale scale) {
     case MapScale::kHighByte:
       return static_cast<unsigned char>(value >> 8);
     default:
-      return Rounded16(value);
+      return To8Bits(value);
   }
 }
 
@@ -63,16 +64,6 @@ Table Palette(TIFF* tiff, const Kind& kind) {
   return table;
 }
 
-Table Greys(unsigned bits) {
-  Table table{};
-  const unsigned last = (1U << bits) - 1;
-  for (unsigned i = 0; i <= last; ++i) {
-    std::fill_n(table.begin() + 4 * static_cast<std::ptrdiff_t>(i), 3,
-                static_cast<unsigned char>(255 * i / last));
-  }
-  return table;
-}
-
 }  // namespace
 
 Table TableOf(TIFF* tiff, const Kind& kind) {
@@ -83,7 +74,8 @@ Table TableOf(TIFF* tiff, const Kind& kind) {
   if (bits > 8) {
     return {};
   }
-  Table table = Greys(bits);
+  Table table{};
+  FillGreyTable(std::span(table).first(size_t{4} << bits));
   if (bits == 1 && kind.whiteIsZero) {
     std::swap_ranges(table.begin(), table.begin() + 4, table.begin() + 4);
   }
