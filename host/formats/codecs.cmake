@@ -65,22 +65,24 @@ function(dibkit_add_codecs target)
     dibkit_add_codec(${target} TIFF
       formats/tiff_reader.cpp
       formats/tiff_writer.cpp
-      formats/tiff/big_file.cpp
-      formats/tiff/decode.cpp
       formats/tiff/directory.cpp
-      formats/tiff/encode.cpp
-      formats/tiff/input.cpp
-      formats/tiff/kind.cpp
-      formats/tiff/lzw.cpp
       formats/tiff/messages.cpp
       formats/tiff/metadata.cpp
-      formats/tiff/output.cpp
-      formats/tiff/page_list.cpp
-      formats/tiff/pixels.cpp
-      formats/tiff/rows.cpp
-      formats/tiff/samples.cpp
-      formats/tiff/stored_form.cpp
-      formats/tiff/table.cpp)
+      formats/tiff/read/decode.cpp
+      formats/tiff/read/input.cpp
+      formats/tiff/read/kind.cpp
+      formats/tiff/read/lzw_decoder.cpp
+      formats/tiff/read/lzw_strips.cpp
+      formats/tiff/read/page_list.cpp
+      formats/tiff/read/pixels.cpp
+      formats/tiff/read/rows.cpp
+      formats/tiff/read/samples.cpp
+      formats/tiff/read/table.cpp
+      formats/tiff/write/big_file.cpp
+      formats/tiff/write/encode.cpp
+      formats/tiff/write/lzw_encoder.cpp
+      formats/tiff/write/output.cpp
+      formats/tiff/write/stored_form.cpp)
   endif()
   if(DIBKIT_PNG)
     dibkit_add_codec(${target} PNG

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/big_file.h"
+#include "formats/tiff/write/big_file.h"
 
 #include <tiff.h>
 
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "dibkit/host/errors.h"
-#include "formats/tiff/little_endian.h"
+#include "formats/tiff/write/little_endian.h"
 
 namespace dibkit::host::tiff {
 namespace {

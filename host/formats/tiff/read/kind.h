@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What kind of pixels a directory describes, and what DIB they become.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_KIND_H
-#define DIBKIT_HOST_FORMATS_TIFF_KIND_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_KIND_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_KIND_H
 
 #include <tiffio.h>
 
@@ -58,4 +58,4 @@ std::string CompressionTextOf(TIFF* tiff, const Kind& kind);
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_KIND_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_KIND_H

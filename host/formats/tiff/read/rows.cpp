@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/rows.h"
+#include "formats/tiff/read/rows.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "dibkit/host/errors.h"
+#include "formats/tiff/read/lzw_strips.h"
 
 namespace dibkit::host::tiff {
 namespace {
@@ -106,21 +109,32 @@ class StripRows : public RowReader {
         kind_(kind),
         plane_(plane),
         rowBytes_(static_cast<size_t>(TIFFScanlineSize(handle.Tiff()))),
-        strip_(rowBytes_ * kind.rows) {}
+        strip_(rowBytes_ * kind.rows) {
+    if (LzwStrips::Takes(handle.Tiff(), kind)) {
+      lzw_.emplace(handle, kind, rowBytes_);
+    }
+  }
 
   const unsigned char* Row(uint32_t y, unsigned char* /*scratch*/) override {
     const uint32_t number = StripOf(kind_, plane_, y);
     if (number != loaded_) {
-      const size_t bytes = rowBytes_ * std::min(kind_.rows, kind_.height - y);
-      const tmsize_t got =
-          TIFFReadEncodedStrip(handle_.Tiff(), number, strip_.data(), static_cast<tmsize_t>(bytes));
-      handle_.Require(got == static_cast<tmsize_t>(bytes), kDamagedRows);
+      const size_t rows = std::min(kind_.rows, kind_.height - y);
+      Load(number, std::span(strip_).first(rows * rowBytes_));
       loaded_ = number;
     }
     return strip_.data() + rowBytes_ * (y % kind_.rows);
   }
 
  private:
+  void Load(uint32_t number, std::span<unsigned char> rows) {
+    if (lzw_ && lzw_->Load(number, rows)) {
+      return;
+    }
+    const auto bytes = static_cast<tmsize_t>(rows.size());
+    const tmsize_t got = TIFFReadEncodedStrip(handle_.Tiff(), number, rows.data(), bytes);
+    handle_.Require(got == bytes, kDamagedRows);
+  }
+
   static constexpr uint32_t kNone = std::numeric_limits<uint32_t>::max();
 
   Handle& handle_;
@@ -128,6 +142,7 @@ class StripRows : public RowReader {
   uint16_t plane_;
   size_t rowBytes_;
   std::vector<unsigned char> strip_;
+  std::optional<LzwStrips> lzw_;
   uint32_t loaded_ = kNone;
 };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/input.h"
+#include "formats/tiff/read/input.h"
 
 #include <algorithm>
 #include <cstdio>

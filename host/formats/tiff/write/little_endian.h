@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Numbers of any width in the order in which files are written here.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_LITTLE_ENDIAN_H
-#define DIBKIT_HOST_FORMATS_TIFF_LITTLE_ENDIAN_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_LITTLE_ENDIAN_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_LITTLE_ENDIAN_H
 
 #include <cstddef>
 #include <cstdint>
@@ -17,4 +17,4 @@ inline void StoreNumber(unsigned char* at, uint64_t number, size_t bytes) {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_LITTLE_ENDIAN_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_LITTLE_ENDIAN_H

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/samples.h"
+#include "formats/tiff/read/samples.h"
 
 #include <bit>
 #include <cstddef>

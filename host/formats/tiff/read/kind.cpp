@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/kind.h"
+#include "formats/tiff/read/kind.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A byte sink as libtiff writes it.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_OUTPUT_H
-#define DIBKIT_HOST_FORMATS_TIFF_OUTPUT_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_OUTPUT_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_OUTPUT_H
 
 #include <tiffio.h>
 
@@ -72,4 +72,4 @@ class Output {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_OUTPUT_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_OUTPUT_H

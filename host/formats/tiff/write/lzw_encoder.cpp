@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/lzw.h"
+#include "formats/tiff/write/lzw_encoder.h"
 
 #include <algorithm>
 #include <cstddef>
 
+#include "formats/tiff/lzw_codes.h"
+
 namespace dibkit::host::tiff {
 namespace {
 
-constexpr uint32_t kClear = 256;
-constexpr uint32_t kEnd = 257;
-constexpr uint32_t kFirst = 258;  // number of the first string of two bytes
 constexpr uint32_t kFull = 4094;  // so many numbers fill the table
-constexpr unsigned kLeastWidth = 9;
 
 // Codes and the numbers of strings have 12 bits at most.
-constexpr unsigned kNumberBits = 12;
+constexpr unsigned kNumberBits = kLzwMostWidth;
 constexpr uint32_t kNumberMask = (1U << kNumberBits) - 1;
 
 // An entry of the table is key << 12 | number: the string that is string `key` / 256 and then the
@@ -52,8 +50,8 @@ class CodeSink {
   }
 
   void Clear() {
-    Put(kClear);
-    width_ = kLeastWidth;
+    Put(kLzwClear);
+    width_ = kLzwLeastWidth;
   }
 
   // Codes up to `next` may come from now on.
@@ -72,7 +70,7 @@ class CodeSink {
   unsigned char* to_;
   uint64_t bits_ = 0;
   unsigned count_ = 0;  // of the bits that are not written
-  unsigned width_ = kLeastWidth;
+  unsigned width_ = kLzwLeastWidth;
 };
 
 // The end of a strip counts as a string more.
@@ -83,7 +81,7 @@ unsigned char* Finish(CodeSink& codes, uint32_t last, uint32_t next) {
   } else {
     codes.WidenFor(next + 1);
   }
-  codes.Put(kEnd);
+  codes.Put(kLzwEnd);
   return codes.Finish();
 }
 
@@ -97,7 +95,7 @@ std::span<unsigned char> LzwEncoder::Encode(std::span<const unsigned char> strip
   uint32_t* const table = table_.data();
   std::fill(table_.begin(), table_.end(), 0U);
   codes.Clear();
-  uint32_t next = kFirst;
+  uint32_t next = kLzwFirst;
   uint32_t string = strip[0];
   for (const unsigned char byte : strip.subspan(1)) {
     const uint32_t key = string << 8 | byte;
@@ -116,7 +114,7 @@ std::span<unsigned char> LzwEncoder::Encode(std::span<const unsigned char> strip
     if (next == kFull) {
       codes.Clear();
       std::fill(table_.begin(), table_.end(), 0U);
-      next = kFirst;
+      next = kLzwFirst;
     } else {
       codes.WidenFor(next);
     }

@@ -2,8 +2,8 @@
 //
 // LZW as TIFF has it, compressing only: most of the time of an LZW page goes there, and libtiff's
 // own takes nearly twice as long.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_LZW_H
-#define DIBKIT_HOST_FORMATS_TIFF_LZW_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_LZW_ENCODER_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_LZW_ENCODER_H
 
 #include <cstdint>
 #include <span>
@@ -26,4 +26,4 @@ class LzwEncoder {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_LZW_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_LZW_ENCODER_H

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/decode.h"
+#include "formats/tiff/read/decode.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "formats/tiff/pixels.h"
-#include "formats/tiff/rows.h"
+#include "formats/tiff/read/pixels.h"
+#include "formats/tiff/read/rows.h"
 
 namespace dibkit::host::tiff {
 namespace {

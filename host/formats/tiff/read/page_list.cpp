@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/page_list.h"
+#include "formats/tiff/read/page_list.h"
 
 #include <tiff.h>
 

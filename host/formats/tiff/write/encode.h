@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The pixels of a DIB into the strips of a page.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_ENCODE_H
-#define DIBKIT_HOST_FORMATS_TIFF_ENCODE_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_ENCODE_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_ENCODE_H
 
 #include <cstdint>
 
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/image_writer.h"
 #include "dibkit/host/page_metadata.h"
-#include "formats/tiff/output.h"
-#include "formats/tiff/stored_form.h"
+#include "formats/tiff/write/output.h"
+#include "formats/tiff/write/stored_form.h"
 
 namespace dibkit::host::tiff {
 
@@ -25,4 +25,4 @@ void Encode(Output& output, const DibView& dib, const StoredForm& form, Compress
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_ENCODE_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_ENCODE_H

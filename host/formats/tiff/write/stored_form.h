@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // As what kind of pixels a DIB is stored.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_STORED_FORM_H
-#define DIBKIT_HOST_FORMATS_TIFF_STORED_FORM_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_STORED_FORM_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_STORED_FORM_H
 
 #include <array>
 #include <cstddef>
@@ -37,4 +37,4 @@ void StoreRow(const StoredForm& form, uint16_t dibBits, const unsigned char* fro
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_STORED_FORM_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_STORED_FORM_H

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/stored_form.h"
+#include "formats/tiff/write/stored_form.h"
 
 #include <tiff.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Which directories of a file are its pages.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_PAGE_LIST_H
-#define DIBKIT_HOST_FORMATS_TIFF_PAGE_LIST_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_PAGE_LIST_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_PAGE_LIST_H
 
 #include <cstdint>
 #include <optional>
@@ -47,4 +47,4 @@ class PageList {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_PAGE_LIST_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_PAGE_LIST_H

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/table.h"
+#include "formats/tiff/read/table.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
+#include <span>
 
 #include "formats/channels.h"
 #include "formats/grey_table.h"
@@ -80,16 +80,6 @@ Table TableOf(TIFF* tiff, const Kind& kind) {
     std::swap_ranges(table.begin(), table.begin() + 4, table.begin() + 4);
   }
   return table;
-}
-
-void SetColourMap(TIFF* tiff, std::span<const unsigned char> table) {
-  std::array<std::vector<uint16_t>, 3> maps;
-  for (size_t at = 0; at < table.size(); at += 4) {
-    for (size_t channel = 0; channel < maps.size(); ++channel) {
-      maps[channel].push_back(static_cast<uint16_t>(table[at + channel] * 257U));
-    }
-  }
-  TIFFSetField(tiff, TIFFTAG_COLORMAP, maps[2].data(), maps[1].data(), maps[0].data());
 }
 
 }  // namespace dibkit::host::tiff

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Samples of any number of bits as bytes.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_SAMPLES_H
-#define DIBKIT_HOST_FORMATS_TIFF_SAMPLES_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_SAMPLES_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_SAMPLES_H
 
 #include <cstdint>
 
@@ -23,4 +23,4 @@ void UnpackSamples(const unsigned char* row, const SamplePlace& place, uint32_t 
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_SAMPLES_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_SAMPLES_H

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/encode.h"
+#include "formats/tiff/write/encode.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include "formats/tiff/lzw.h"
-#include "formats/tiff/table.h"
+#include "formats/tiff/write/lzw_encoder.h"
 
 namespace dibkit::host::tiff {
 namespace {
@@ -74,6 +74,17 @@ void SetCodec(TIFF* tiff, const StoredForm& form, const PageOptions& options) {
     default:
       break;
   }
+}
+
+// From a DIB's table of 2^bits entries.
+void SetColourMap(TIFF* tiff, std::span<const unsigned char> table) {
+  std::array<std::vector<uint16_t>, 3> maps;
+  for (size_t at = 0; at < table.size(); at += 4) {
+    for (size_t channel = 0; channel < maps.size(); ++channel) {
+      maps[channel].push_back(static_cast<uint16_t>(table[at + channel] * 257U));
+    }
+  }
+  TIFFSetField(tiff, TIFFTAG_COLORMAP, maps[2].data(), maps[1].data(), maps[0].data());
 }
 
 // Rows straight from the DIB; the whole page is one strip.

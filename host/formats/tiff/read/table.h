@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Colour tables of DIBs from those of TIFF files and back.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_TABLE_H
-#define DIBKIT_HOST_FORMATS_TIFF_TABLE_H
+// Colour tables of DIBs from those of TIFF files.
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_TABLE_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_TABLE_H
 
 #include <tiffio.h>
 
 #include <array>
-#include <cstdint>
-#include <span>
 
-#include "formats/tiff/kind.h"
+#include "formats/tiff/read/kind.h"
 
 namespace dibkit::host::tiff {
 
@@ -21,9 +19,6 @@ using Table = std::array<unsigned char, 1024>;
 // in the order of the bits of a bilevel page. Empty meaning at 24 bits.
 Table TableOf(TIFF* tiff, const Kind& kind);
 
-// Sets the colour map of a page that is being written from a DIB's table of 2^bits entries.
-void SetColourMap(TIFF* tiff, std::span<const unsigned char> table);
-
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_TABLE_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_TABLE_H

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The pixels of a page into a DIB.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_DECODE_H
-#define DIBKIT_HOST_FORMATS_TIFF_DECODE_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_DECODE_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_DECODE_H
 
 #include <cstdint>
 
 #include "dibkit/host/errors.h"
 #include "formats/row_placer.h"
-#include "formats/tiff/input.h"
-#include "formats/tiff/kind.h"
-#include "formats/tiff/table.h"
+#include "formats/tiff/read/input.h"
+#include "formats/tiff/read/kind.h"
+#include "formats/tiff/read/table.h"
 
 namespace dibkit::host::tiff {
 
@@ -31,4 +31,4 @@ void Decode(Handle& handle, uint64_t directoryOffset, const Kind& kind, const Ta
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_DECODE_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_DECODE_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A byte source as libtiff reads it.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_INPUT_H
-#define DIBKIT_HOST_FORMATS_TIFF_INPUT_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_INPUT_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_INPUT_H
 
 #include <tiffio.h>
 
@@ -79,4 +79,4 @@ class Handle {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_INPUT_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_INPUT_H

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "formats/tiff/pixels.h"
+#include "formats/tiff/read/pixels.h"
 
 #include <algorithm>
 #include <cstddef>
 
 #include "formats/channels.h"
 #include "formats/swap_channels.h"
-#include "formats/tiff/samples.h"
+#include "formats/tiff/read/samples.h"
 
 namespace dibkit::host::tiff {
 namespace {

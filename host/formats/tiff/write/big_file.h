@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // From a classic TIFF file to a BigTIFF one, in place.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_BIG_FILE_H
-#define DIBKIT_HOST_FORMATS_TIFF_BIG_FILE_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_WRITE_BIG_FILE_H
+#define DIBKIT_HOST_FORMATS_TIFF_WRITE_BIG_FILE_H
 
 #include <cstdint>
 #include <functional>
@@ -22,4 +22,4 @@ uint64_t MakeBigFile(const ReadBytes& read, uint64_t size, const WriteBytes& wri
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_BIG_FILE_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_WRITE_BIG_FILE_H

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The rows of a page in strips, or of one of its planes, one after the other.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_ROWS_H
-#define DIBKIT_HOST_FORMATS_TIFF_ROWS_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_ROWS_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_ROWS_H
 
 #include <cstdint>
 #include <memory>
 
-#include "formats/tiff/input.h"
-#include "formats/tiff/kind.h"
+#include "formats/tiff/read/input.h"
+#include "formats/tiff/read/kind.h"
 
 namespace dibkit::host::tiff {
 
@@ -32,4 +32,4 @@ uint64_t RowReaderBytes(TIFF* tiff, const Kind& kind);
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_ROWS_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_ROWS_H

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Decoded rows of every kind of page as rows of the DIB.
-#ifndef DIBKIT_HOST_FORMATS_TIFF_PIXELS_H
-#define DIBKIT_HOST_FORMATS_TIFF_PIXELS_H
+#ifndef DIBKIT_HOST_FORMATS_TIFF_READ_PIXELS_H
+#define DIBKIT_HOST_FORMATS_TIFF_READ_PIXELS_H
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
-#include "formats/tiff/kind.h"
-#include "formats/tiff/table.h"
+#include "formats/tiff/read/kind.h"
+#include "formats/tiff/read/table.h"
 
 namespace dibkit::host::tiff {
 
@@ -46,4 +46,4 @@ class PixelRows {
 
 }  // namespace dibkit::host::tiff
 
-#endif  // DIBKIT_HOST_FORMATS_TIFF_PIXELS_H
+#endif  // DIBKIT_HOST_FORMATS_TIFF_READ_PIXELS_H
