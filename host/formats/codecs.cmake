@@ -25,6 +25,7 @@ function(dibkit_find_codec name module include expression)
     int main() { return ${expression} ? 0 : 1; }" DIBKIT_LINKS_${name})
   if(DIBKIT_LINKS_${name})
     set(DIBKIT_FOUND_${name} TRUE PARENT_SCOPE)
+    set(DIBKIT_MODULE_${name} ${module} PARENT_SCOPE)
   endif()
 endfunction()
 
@@ -48,13 +49,15 @@ dibkit_option_codec(TIFF "TIFF files (libtiff)")
 dibkit_option_codec(PNG "PNG files (libspng)")
 dibkit_option_codec(JPEG "JPEG files (libjpeg-turbo)")
 
-# dibkit_add_codec(target NAME sources...): the adapter, and the codec that it links.
+# dibkit_add_codec(target NAME sources...): the adapter, and the codec that it links. The global
+# property DIBKIT_CODEC_MODULES lists what pkg-config calls the codecs, for the packages.
 function(dibkit_add_codec target name)
   target_sources(${target} PRIVATE ${ARGN})
   target_compile_definitions(${target} PRIVATE DIBKIT_HAS_${name})
   target_include_directories(${target} SYSTEM PRIVATE ${DIBKIT_${name}_INCLUDE_DIRS})
   target_link_directories(${target} PRIVATE ${DIBKIT_${name}_LIBRARY_DIRS})
   target_link_libraries(${target} PRIVATE ${DIBKIT_${name}_LIBRARIES})
+  set_property(GLOBAL APPEND PROPERTY DIBKIT_CODEC_MODULES ${DIBKIT_MODULE_${name}})
 endfunction()
 
 function(dibkit_add_codecs target)
@@ -62,22 +65,24 @@ function(dibkit_add_codecs target)
     dibkit_add_codec(${target} TIFF
       formats/tiff_reader.cpp
       formats/tiff_writer.cpp
-      formats/tiff/big_file.cpp
-      formats/tiff/decode.cpp
       formats/tiff/directory.cpp
-      formats/tiff/encode.cpp
-      formats/tiff/input.cpp
-      formats/tiff/kind.cpp
-      formats/tiff/lzw.cpp
       formats/tiff/messages.cpp
       formats/tiff/metadata.cpp
-      formats/tiff/output.cpp
-      formats/tiff/page_list.cpp
-      formats/tiff/pixels.cpp
-      formats/tiff/rows.cpp
-      formats/tiff/samples.cpp
-      formats/tiff/stored_form.cpp
-      formats/tiff/table.cpp)
+      formats/tiff/read/decode.cpp
+      formats/tiff/read/input.cpp
+      formats/tiff/read/kind.cpp
+      formats/tiff/read/lzw_decoder.cpp
+      formats/tiff/read/lzw_strips.cpp
+      formats/tiff/read/page_list.cpp
+      formats/tiff/read/pixels.cpp
+      formats/tiff/read/rows.cpp
+      formats/tiff/read/samples.cpp
+      formats/tiff/read/table.cpp
+      formats/tiff/write/big_file.cpp
+      formats/tiff/write/encode.cpp
+      formats/tiff/write/lzw_encoder.cpp
+      formats/tiff/write/output.cpp
+      formats/tiff/write/stored_form.cpp)
   endif()
   if(DIBKIT_PNG)
     dibkit_add_codec(${target} PNG

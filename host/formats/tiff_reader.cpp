@@ -7,13 +7,13 @@
 
 #include "formats/row_placer.h"
 #include "formats/tiff.h"
-#include "formats/tiff/decode.h"
 #include "formats/tiff/directory.h"
-#include "formats/tiff/input.h"
-#include "formats/tiff/kind.h"
 #include "formats/tiff/metadata.h"
-#include "formats/tiff/page_list.h"
-#include "formats/tiff/table.h"
+#include "formats/tiff/read/decode.h"
+#include "formats/tiff/read/input.h"
+#include "formats/tiff/read/kind.h"
+#include "formats/tiff/read/page_list.h"
+#include "formats/tiff/read/table.h"
 
 namespace dibkit::host {
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 
 #include "formats/tiff.h"
-#include "formats/tiff/encode.h"
 #include "formats/tiff/metadata.h"
-#include "formats/tiff/output.h"
-#include "formats/tiff/stored_form.h"
+#include "formats/tiff/write/encode.h"
+#include "formats/tiff/write/output.h"
+#include "formats/tiff/write/stored_form.h"
 
 namespace dibkit::host {
 namespace {

@@ -17,6 +17,14 @@
 
 namespace dibkit::host {
 
+// What a ThreadMemory has counted, of blocks of `thread` with a serial number of `since` or more.
+struct ThreadTally {
+  uint64_t thread = 0;
+  uint64_t since = 0;
+  uint64_t liveBytes = 0;
+  uint64_t peakBytes = 0;
+};
+
 class BlockRegistry {
  public:
   // Never destroyed: libraries free blocks while they are unloaded, after the program's own
@@ -33,6 +41,13 @@ class BlockRegistry {
 
   MemoryCounters Counters();
   void ResetPeak();
+
+  // Counts into `tally`, for blocks that this thread allocates from now on, until StopTally.
+  void StartTally(ThreadTally& tally);
+  void StopTally(const ThreadTally& tally) noexcept;
+  // A copy, read at one moment.
+  ThreadTally ReadTally(const ThreadTally& tally);
+  void ResetPeak(ThreadTally& tally);
 
   // The serial number that the next block will get.
   uint64_t NextSerial();
@@ -53,12 +68,15 @@ class BlockRegistry {
 
   tagHANDLE* UnusedHandle();
   Blocks::iterator Remove(Blocks::iterator block);
+  void CountIn(const Block& block);
+  void CountOut(const Block& block);
 
   std::mutex mutex_;
   Blocks blocks_;
   uintptr_t lastHandle_ = 0;
   uint64_t nextSerial_ = 1;
   MemoryCounters counters_{};
+  std::vector<ThreadTally*> tallies_;  // as many as there are pieces of work at a time: a few
 };
 
 }  // namespace dibkit::host

@@ -381,6 +381,9 @@ TEST(TiffKinds, RefusesOthersInOneLine) {
   EXPECT_EQ(Refusal(PlainPage(Image(4, 4, 8, 1, 77))), "photometric 77 images are not read");
   EXPECT_EQ(Refusal(PlainPage(Image(4, 4, 8, 1, kBlackIsZero)).Set(259, kTiffShort, {4711})),
             "pages with compression 4711 are not read");
+  EXPECT_EQ(Refusal(PlainPage(Image(8, 4, 1, 1, kBlackIsZero)).Set(259, kTiffShort, {34661})),
+            "pages with ISO JBIG compression are not read");
+  EXPECT_EQ(Refusal(PlainPage(Image(4, 4, 16, 3, 32845))), "LogLuv images are not read");
   EXPECT_EQ(Refusal(PlainPage(Image(4, 4, 8, 1, kBlackIsZero)).Set(32997, kTiffLong, {2})),
             "volumes are not read");
 }

@@ -8,3 +8,4 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR} -G ${GENERATOR}
 run(${CMAKE_COMMAND} --build ${WORK_DIR})
 run_consumer(${WORK_DIR}/embedded_host)
 run_consumer(${WORK_DIR}/own_host)
+run_consumer(${WORK_DIR}/pages)

@@ -13,6 +13,9 @@ namespace {
 
 constexpr unsigned kMostWarnings = 4;
 
+// libtiff puts the name of the file, see kTiffName, before some of its sentences.
+constexpr std::string_view kFileName = "TIFF: ";
+
 bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
@@ -21,8 +24,12 @@ bool Contains(std::string_view text, std::string_view part) {
 std::string Line(const char* format, va_list arguments) {
   std::array<char, 512> raw{};
   std::vsnprintf(raw.data(), raw.size(), format, arguments);
+  std::string_view text(raw.data());
+  if (text.substr(0, kFileName.size()) == kFileName) {
+    text.remove_prefix(kFileName.size());
+  }
   std::string line;
-  for (const char c : std::string_view(raw.data())) {
+  for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte >= ' ' && byte != 0x7F) {
       line += c;
@@ -45,8 +52,11 @@ bool TellsOfLostPixels(std::string_view warning) {
          (Contains(warning, "Corrupt JPEG data") && !Contains(warning, "extraneous bytes"));
 }
 
-// Tags that libtiff has no name for are everyday.
-bool IsIdle(std::string_view warning) { return Contains(warning, "Unknown field with tag"); }
+// Tags that libtiff has no name for are everyday; that old files should be written anew helps
+// nobody.
+bool IsIdle(std::string_view warning) {
+  return Contains(warning, "Unknown field with tag") || Contains(warning, "old-style JPEG");
+}
 
 }  // namespace
 

@@ -14,6 +14,9 @@
 
 namespace dibkit::host::tiff {
 
+// What libtiff is told as the name of every file, and what it puts before some of its sentences.
+inline constexpr const char* kTiffName = "TIFF";
+
 // For one thread. libtiff calls the handlers inside its own frames, through which nothing may be
 // thrown; so they only take notes.
 class Messages {

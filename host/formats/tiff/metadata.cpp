@@ -1,33 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/tiff/metadata.h"
 
-#include <array>
 #include <cmath>
 #include <limits>
 #include <numeric>
-#include <string>
+
+#include "formats/page_texts.h"
 
 namespace dibkit::host::tiff {
 namespace {
-
-struct TextTag {
-  TextKind kind;
-  uint32_t tag;
-};
-
-// In the order of TextKind.
-constexpr std::array kTextTags{
-    TextTag{TextKind::kDocumentName, TIFFTAG_DOCUMENTNAME},
-    TextTag{TextKind::kDescription, TIFFTAG_IMAGEDESCRIPTION},
-    TextTag{TextKind::kMake, TIFFTAG_MAKE},
-    TextTag{TextKind::kModel, TIFFTAG_MODEL},
-    TextTag{TextKind::kPageName, TIFFTAG_PAGENAME},
-    TextTag{TextKind::kSoftware, TIFFTAG_SOFTWARE},
-    TextTag{TextKind::kDateTime, TIFFTAG_DATETIME},
-    TextTag{TextKind::kArtist, TIFFTAG_ARTIST},
-    TextTag{TextKind::kHostComputer, TIFFTAG_HOSTCOMPUTER},
-    TextTag{TextKind::kCopyright, TIFFTAG_COPYRIGHT},
-};
 
 // For the rare values that are stored as floating-point numbers.
 std::optional<Rational> Approximated(TIFF* tiff, uint32_t tag) {
@@ -99,10 +80,11 @@ PageMetadata MetadataOf(TIFF* tiff) {
   if (TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &bytes, &profile) == 1) {
     metadata.iccProfile.assign(profile, profile + bytes);
   }
-  for (const TextTag& tag : kTextTags) {
+  for (const uint16_t tag : kTextTags) {
     const char* text = nullptr;
-    if (TIFFGetField(tiff, tag.tag, &text) == 1 && text != nullptr && *text != 0) {
-      metadata.texts.push_back({tag.kind, text});
+    const auto kind = TextKindOfTag(tag);
+    if (kind && TIFFGetField(tiff, tag, &text) == 1 && text != nullptr) {
+      AddText(metadata.texts, *kind, text);
     }
   }
   return metadata;
@@ -120,11 +102,7 @@ void SetMetadata(TIFF* tiff, const PageMetadata& metadata, ProfileSpace colours)
                  metadata.iccProfile.data());
   }
   for (const PageText& text : metadata.texts) {
-    for (const TextTag& tag : kTextTags) {
-      if (tag.kind == text.kind) {
-        TIFFSetField(tiff, tag.tag, text.text.c_str());
-      }
-    }
+    TIFFSetField(tiff, TagOf(text.kind), text.text.c_str());
   }
 }
 

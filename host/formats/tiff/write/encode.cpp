@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "formats/tiff/write/encode.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "formats/tiff/write/lzw_encoder.h"
+
+namespace dibkit::host::tiff {
+namespace {
+
+// Strips of about this size keep the work in a cache.
+constexpr uint64_t kStripBytes = uint64_t{128} << 10;
+// A JPEG strip is a multiple of what two-fold subsampling takes together.
+constexpr uint32_t kJpegRows = 16;
+constexpr int kDeflateLevel = 4;  // of 9: within a tenth of the smallest, in a third of the time
+// What libtiff collects of a strip before it writes.
+constexpr tmsize_t kFaxBufferBytes = tmsize_t{64} << 10;
+
+bool IsFax(Compression compression) {
+  return compression == Compression::kG3 || compression == Compression::kG4;
+}
+
+uint16_t TagOf(Compression compression) {
+  switch (compression) {
+    case Compression::kLzw:
+      return COMPRESSION_LZW;
+    case Compression::kDeflate:
+      return COMPRESSION_ADOBE_DEFLATE;
+    case Compression::kPackBits:
+      return COMPRESSION_PACKBITS;
+    case Compression::kG3:
+      return COMPRESSION_CCITTFAX3;
+    case Compression::kG4:
+      return COMPRESSION_CCITTFAX4;
+    case Compression::kJpeg:
+      return COMPRESSION_JPEG;
+    default:
+      return COMPRESSION_NONE;
+  }
+}
+
+uint32_t RowsOfStrip(const DibView& dib, const StoredForm& form, Compression compression) {
+  const uint32_t height = dib.Height();
+  if (IsFax(compression)) {
+    return height;
+  }
+  const uint64_t step = compression == Compression::kJpeg ? kJpegRows : 1;
+  const uint64_t rows = kStripBytes / form.RowBytes(dib.Width()) / step * step;
+  return static_cast<uint32_t>(std::min<uint64_t>(std::max(rows, step), height));
+}
+
+// Neighbouring greys and colours are alike, neighbouring numbers of a palette need not be.
+bool TakesDifferences(const StoredForm& form) { return form.bits == 8 && !form.HasColourMap(); }
+
+void SetCodec(TIFF* tiff, const StoredForm& form, const PageOptions& options) {
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, TagOf(options.compression));
+  switch (options.compression) {
+    case Compression::kDeflate:
+      TIFFSetField(tiff, TIFFTAG_ZIPQUALITY, kDeflateLevel);
+      [[fallthrough]];
+    case Compression::kLzw:
+      TIFFSetField(tiff, TIFFTAG_PREDICTOR,
+                   TakesDifferences(form) ? PREDICTOR_HORIZONTAL : PREDICTOR_NONE);
+      break;
+    case Compression::kJpeg:
+      TIFFSetField(tiff, TIFFTAG_JPEGQUALITY, options.jpegQuality);
+      TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+      break;
+    default:
+      break;
+  }
+}
+
+// From a DIB's table of 2^bits entries.
+void SetColourMap(TIFF* tiff, std::span<const unsigned char> table) {
+  std::array<std::vector<uint16_t>, 3> maps;
+  for (size_t at = 0; at < table.size(); at += 4) {
+    for (size_t channel = 0; channel < maps.size(); ++channel) {
+      maps[channel].push_back(static_cast<uint16_t>(table[at + channel] * 257U));
+    }
+  }
+  TIFFSetField(tiff, TIFFTAG_COLORMAP, maps[2].data(), maps[1].data(), maps[0].data());
+}
+
+// Rows straight from the DIB; the whole page is one strip.
+void EncodeFax(Output& output, const DibView& dib) {
+  TIFF* tiff = output.Tiff();
+  output.Require(TIFFWriteBufferSetup(tiff, nullptr, kFaxBufferBytes) == 1);
+  for (uint32_t y = 0; y < dib.Height(); ++y) {
+    // libtiff takes rows that it may change, and does not change them.
+    auto* row = const_cast<unsigned char*>(dib.Row(dib.Height() - 1 - y).data());
+    output.Require(TIFFWriteScanline(tiff, row, y, 0) == 1);
+  }
+}
+
+// Bytes become what they are more than those of the pixel before, as the predictor says.
+void TakeDifferences(std::span<unsigned char> strip, size_t rowBytes, size_t samples) {
+  std::vector<unsigned char> row(rowBytes);
+  for (; !strip.empty(); strip = strip.subspan(rowBytes)) {
+    std::copy_n(strip.begin(), rowBytes, row.begin());
+    for (size_t i = samples; i < rowBytes; ++i) {
+      strip[i] = static_cast<unsigned char>(row[i] - row[i - samples]);
+    }
+  }
+}
+
+// Strips of the file, from the top.
+class StripWriter {
+ public:
+  StripWriter(Output& output, const StoredForm& form, Compression compression, size_t rowBytes)
+      : output_(output), form_(form), rowBytes_(rowBytes) {
+    if (compression == Compression::kLzw) {
+      lzw_.emplace();
+    }
+  }
+
+  void Write(std::span<unsigned char> strip) {
+    TIFF* tiff = output_.Tiff();
+    if (!lzw_) {
+      const auto size = static_cast<tmsize_t>(strip.size());
+      output_.Require(TIFFWriteEncodedStrip(tiff, number_++, strip.data(), size) == size);
+      return;
+    }
+    if (TakesDifferences(form_)) {
+      TakeDifferences(strip, rowBytes_, form_.samples);
+    }
+    const std::span<unsigned char> codes = lzw_->Encode(strip);
+    const auto size = static_cast<tmsize_t>(codes.size());
+    output_.Require(TIFFWriteRawStrip(tiff, number_++, codes.data(), size) == size);
+  }
+
+ private:
+  Output& output_;
+  const StoredForm& form_;
+  size_t rowBytes_;
+  std::optional<LzwEncoder> lzw_;
+  uint32_t number_ = 0;
+};
+
+void EncodeStrips(const DibView& dib, const StoredForm& form, uint32_t stripRows,
+                  StripWriter writer) {
+  const auto rowBytes = static_cast<size_t>(form.RowBytes(dib.Width()));
+  std::vector<unsigned char> strip(rowBytes * stripRows);
+  for (uint32_t y = 0; y < dib.Height();) {
+    const uint32_t rows = std::min(stripRows, dib.Height() - y);
+    for (uint32_t i = 0; i < rows; ++i, ++y) {
+      StoreRow(form, dib.BitCount(), dib.Row(dib.Height() - 1 - y).data(), dib.Width(),
+               strip.data() + i * rowBytes);
+    }
+    writer.Write(std::span(strip).first(rows * rowBytes));
+  }
+}
+
+}  // namespace
+
+uint64_t MostEncodedBytes(const DibView& dib, const StoredForm& form, Compression compression) {
+  constexpr uint64_t kFaxGrowth = 8;  // each pixel another colour than the last
+  constexpr uint64_t kOtherGrowth = 2;
+  constexpr uint64_t kRowBytes = 32;  // ends of lines, offsets of strips
+  const uint64_t plain = form.RowBytes(dib.Width()) * dib.Height();
+  const uint64_t others = compression == Compression::kNone ? 1 : kOtherGrowth;
+  return plain * (IsFax(compression) ? kFaxGrowth : others) + kRowBytes * dib.Height();
+}
+
+void SetForm(TIFF* tiff, const DibView& dib, const StoredForm& form, const PageOptions& options) {
+  const bool jpegColours = options.compression == Compression::kJpeg && form.samples == 3;
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, dib.Width());
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, dib.Height());
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, form.bits);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, form.samples);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+  SetCodec(tiff, form, options);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, jpegColours ? PHOTOMETRIC_YCBCR : form.photometric);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, RowsOfStrip(dib, form, options.compression));
+  if (form.HasColourMap()) {
+    SetColourMap(tiff, dib.Table());
+  }
+}
+
+void Encode(Output& output, const DibView& dib, const StoredForm& form, Compression compression) {
+  if (IsFax(compression)) {
+    EncodeFax(output, dib);
+  } else {
+    EncodeStrips(
+        dib, form, RowsOfStrip(dib, form, compression),
+        StripWriter(output, form, compression, static_cast<size_t>(form.RowBytes(dib.Width()))));
+  }
+}
+
+}  // namespace dibkit::host::tiff
