@@ -242,7 +242,7 @@ class OursByOthers : public OtherHands {
 TEST_F(OursByOthers, PngFilesAreReadByOthers) {
   const char* const kCommand = "pngtopnm ours > given.pnm";
   if (!IsBuiltIn(ImageFormat::kPng) || !CanRun(kCommand)) {
-    GTEST_SKIP();
+    GTEST_SKIP() << "the format or the command is not here";
   }
   std::vector<OwnedBlock> dibs;
   for (const uint16_t bits : std::initializer_list<uint16_t>{1, 4, 8, 24, 32}) {
@@ -262,7 +262,7 @@ TEST_F(OursByOthers, PngFilesAreReadByOthers) {
 TEST_F(OursByOthers, JpegFilesAreReadByOthers) {
   const char* const kCommand = "djpeg -pnm ours > given.pnm";
   if (!IsBuiltIn(ImageFormat::kJpeg) || !CanRun(kCommand)) {
-    GTEST_SKIP();
+    GTEST_SKIP() << "the format or the command is not here";
   }
   for (const uint16_t bits : std::initializer_list<uint16_t>{8, 24}) {
     const OwnedBlock dib = test::SmoothDib(kWidth, kHeight, bits);
