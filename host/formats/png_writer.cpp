@@ -11,8 +11,9 @@
 namespace dibkit::host {
 namespace {
 
-// libspng hands over pieces of 8 KiB and less.
-constexpr size_t kBufferBytes = size_t{64} << 10;
+// libspng hands over pieces of 8 KiB and less. Sinks ask whether to stop, and so many bytes of an
+// empty page stand for a thousand times as many.
+constexpr size_t kBufferBytes = size_t{16} << 10;
 
 // How hard to pack. Measured in milliseconds and kilobytes; the pages are A4, RGB and grey at 200
 // dpi with the filters "sub" and "up", whichever fits a row better, one bit at 300 dpi and a small

@@ -68,7 +68,10 @@ class ImageReader {
   // At least 1. Pages count from 0.
   virtual uint32_t PageCount() = 0;
   virtual PageDescription Describe(uint32_t page) = 0;
-  // Channels of 16 bits are rounded to 8, alpha is laid over white, 2 bits become 4.
+  // Channels of 16 bits are rounded to 8, alpha is laid over white, 2 bits become 4. PNG and JPEG
+  // files and the rows of BMP files that come through a pipe are kept no longer than they are
+  // needed: they can be read once, and the next time is a FileError (ESPIPE). A PNG file may say
+  // only behind its pixels which side is up; the page is then turned, though Describe did not know.
   virtual PageImage Read(uint32_t page) = 0;
 };
 
