@@ -125,8 +125,8 @@ std::vector<PlannedFile> PlanNamed(const InputList& inputs, const OutputOptions&
 
 // ---- --output-dir DIR --------------------------------------------------------------------------
 
-// The name below the folder. `format` is that of the content, which counts where neither the option
-// nor the name tells one.
+// The name below the folder. `content` is the format of the content: it counts where neither the
+// option nor the name tells one.
 PlannedFile PlanMirrored(const Input& input, const OutputOptions& options, Format content) {
   auto [stem, suffix] = SplitAtSuffix(input.relative);
   Format format = host::FormatOfName(input.relative);

@@ -23,7 +23,7 @@
 namespace dibkit::tool {
 namespace {
 
-constexpr timespec kGrace{0, 80'000'000};
+constexpr timespec kGrace{0, 60'000'000};
 constexpr std::chrono::milliseconds kFarewell{500};
 constexpr size_t kWatcherStackBytes = size_t{256} << 10;
 

@@ -13,7 +13,7 @@ namespace dibkit::tool {
 // To be called once, at the start of main, before there are threads. From then on a thread of its
 // own takes SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ and
 // SIGPIPE, less those that the starter ignores (as nohup does); they interrupt no system call. When
-// the process has not ended 80 ms after one, or when a second one comes, the thread takes away the
+// the process has not ended 60 ms after one, or when a second one comes, the thread takes away the
 // temporary files, has the last words said, tells of the interruption and ends the process with
 // status 128 + n; after another half second it ends it in any case.
 void WatchForSignals();
