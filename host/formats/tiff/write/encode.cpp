@@ -110,15 +110,27 @@ void EncodeStrips(Output& output, const DibView& dib, const StoredForm& form, ui
   }
 }
 
+// How many times larger the worst of pages become, rounded up.
+uint64_t GrowthOf(Compression compression) {
+  switch (compression) {
+    case Compression::kNone:
+      return 1;
+    case Compression::kG3:
+    case Compression::kG4:
+      return 8;
+    case Compression::kJpeg:
+      return 4;
+    default:
+      return 2;
+  }
+}
+
 }  // namespace
 
 uint64_t MostEncodedBytes(const DibView& dib, const StoredForm& form, Compression compression) {
-  constexpr uint64_t kFaxGrowth = 8;  // each pixel another colour than the last
-  constexpr uint64_t kOtherGrowth = 2;
   constexpr uint64_t kRowBytes = 32;  // ends of lines, offsets of strips
   const uint64_t plain = form.RowBytes(dib.Width()) * dib.Height();
-  const uint64_t others = compression == Compression::kNone ? 1 : kOtherGrowth;
-  return plain * (IsFax(compression) ? kFaxGrowth : others) + kRowBytes * dib.Height();
+  return plain * GrowthOf(compression) + kRowBytes * dib.Height();
 }
 
 void SetForm(TIFF* tiff, const DibView& dib, const StoredForm& form, const PageOptions& options) {
