@@ -10,14 +10,16 @@
 
 namespace dibkit::tool {
 
-// Of one file: tells the first few, as damaged files make codecs talk. For one thread.
+// Of one file: tells the first few, as damaged files make codecs talk, and what they repeat once.
+// For one thread.
 class Warnings {
  public:
   Warnings(const std::string& file, bool quiet) : file_(file), left_(quiet ? 0 : kMost) {}
 
   void Tell(const std::string& text) {
-    if (left_ != 0) {
+    if (left_ != 0 && text != last_) {
       --left_;
+      last_ = text;
       Message("dibkit: " + file_ + ": warning: " + text +
               (left_ == 0 ? "; further warnings are not shown" : ""));
     }
@@ -28,6 +30,7 @@ class Warnings {
 
   const std::string file_;
   unsigned left_;
+  std::string last_;
 };
 
 }  // namespace dibkit::tool

@@ -71,8 +71,6 @@ function(dibkit_add_codecs target)
       formats/tiff/read/decode.cpp
       formats/tiff/read/input.cpp
       formats/tiff/read/kind.cpp
-      formats/tiff/read/lzw_decoder.cpp
-      formats/tiff/read/lzw_strips.cpp
       formats/tiff/read/page_list.cpp
       formats/tiff/read/pixels.cpp
       formats/tiff/read/rows.cpp
@@ -80,7 +78,6 @@ function(dibkit_add_codecs target)
       formats/tiff/read/table.cpp
       formats/tiff/write/big_file.cpp
       formats/tiff/write/encode.cpp
-      formats/tiff/write/lzw_encoder.cpp
       formats/tiff/write/output.cpp
       formats/tiff/write/stored_form.cpp)
   endif()

@@ -127,6 +127,15 @@ TEST(TiffPages, OneBadPageLeavesTheOthers) {
   EXPECT_EQ(test::Colours(reader->Read(0).dib)[0], 0x010101U);
 }
 
+TEST(TiffPages, PagesThatWereNeverWrittenAreDamaged) {
+  for (const unsigned compression : {1U, 5U, 8U}) {
+    TiffPage page = Dot(1);
+    page.Set(259, test::kTiffShort, {compression});
+    page.offsets = {0};
+    EXPECT_EQ(Complaint(FileOf({page}), 0), "a part of the page was never written");
+  }
+}
+
 Resolution ResolutionIn(const TiffPage& page) {
   return test::ReadPage(FileOf({page})).metadata.resolution;
 }

@@ -152,6 +152,12 @@ TEST(TiffRoundTrip, RefusesWhatItDoesNotHold) {
             ImageFault::kNotHeld);
 }
 
+TEST(TiffRoundTrip, WhatACodecCannotTakeIsTold) {
+  // JPEG counts to 65500.
+  EXPECT_EQ(test::FaultOf([] { Written(SomeDib(70'000, 1, 24), Compression::kJpeg); }),
+            ImageFault::kTooLarge);
+}
+
 TEST(TiffRoundTrip, TheSamePageGivesTheSameBytes) {
   const OwnedBlock dib = SmoothDib(100, 100, 24);
   for (const Compression compression : {Compression::kLzw, Compression::kJpeg}) {
@@ -219,6 +225,15 @@ TEST(TiffRoundTrip, TextsAndProfilesGoAlong) {
   EXPECT_TRUE(OpenBytes(file)->Describe(0).hasProfile);
 }
 
+TEST(TiffRoundTrip, DatesOfAnyFormGoAlong) {
+  PageMetadata metadata;
+  for (const std::string date : {"2020", "the day before yesterday, late in the evening"}) {
+    metadata.texts = {{TextKind::kDateTime, date}};
+    const Bytes file = Written(SomeDib(5, 5, 24), Compression::kLzw, metadata);
+    EXPECT_EQ(ReadPage(file).metadata.texts, metadata.texts);
+  }
+}
+
 TEST(TiffRoundTrip, ProfilesOfOtherColoursAreLeftOut) {
   PageMetadata metadata;
   metadata.iccProfile = Profile("RGB ", 200);
@@ -228,17 +243,26 @@ TEST(TiffRoundTrip, ProfilesOfOtherColoursAreLeftOut) {
   EXPECT_EQ(ReadPage(Written(grey, Compression::kNone, metadata)).metadata.iccProfile.size(), 200U);
 }
 
-// A writer with pages of several kinds.
+struct PageWay {
+  uint16_t bits;
+  Compression compression;
+};
+
+PageWay WayOf(uint32_t page) {
+  constexpr PageWay kWays[] = {{1, Compression::kG4},      {24, Compression::kLzw},
+                               {8, Compression::kDeflate}, {1, Compression::kG3},
+                               {24, Compression::kNone},   {4, Compression::kPackBits}};
+  return kWays[page % std::size(kWays)];
+}
+
 void AddPages(ImageWriter& writer, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) {
-    const bool bilevel = i % 3 == 0;
-    const OwnedBlock dib = SomeDib(20 + i, 9, bilevel ? 1 : 24);
+    const OwnedBlock dib = SomeDib(20 + i, 9, WayOf(i).bits);
     const LockedBlock lock(dib.get());
     PageMetadata metadata;
     metadata.resolution = ResolutionOfDpi(100 + i);
     metadata.texts.push_back({TextKind::kPageName, "page " + std::to_string(i)});
-    writer.Add(DibView(lock.Bytes()), metadata,
-               {bilevel ? Compression::kG4 : Compression::kLzw, 90});
+    writer.Add(DibView(lock.Bytes()), metadata, {WayOf(i).compression, 90});
   }
 }
 
@@ -246,10 +270,11 @@ void ExpectPages(const Bytes& file, uint32_t count) {
   const auto reader = OpenBytes(file);
   ASSERT_EQ(reader->PageCount(), count);
   for (uint32_t i = 0; i < count; ++i) {
+    EXPECT_EQ(reader->Describe(i).compression, WayOf(i).compression);
     const PageImage page = reader->Read(i);
     EXPECT_EQ(page.metadata.resolution, ResolutionOfDpi(100 + i));
     EXPECT_EQ(page.metadata.texts[0].text, "page " + std::to_string(i));
-    EXPECT_EQ(Colours(page.dib), Colours(SomeDib(20 + i, 9, i % 3 == 0 ? 1 : 24)));
+    EXPECT_EQ(Colours(page.dib), Colours(SomeDib(20 + i, 9, WayOf(i).bits)));
   }
 }
 

@@ -211,10 +211,9 @@ TEST_F(Failures, ResultsThatNoBlockCanHold) {
   file.bitCount = 24;
   file.width = 100;
   file.height = 100;
-  ExpectFailure(file,
-                "the result of 40000 x 40000 pixels would need more bytes than one block can hold",
-                {"--from-dpi", "100", "--dpi", "40000", "--max-pixels", "5000000000", "--memory",
-                 "100G"});
+  ExpectFailure(
+      file, "the result of 40000 x 40000 pixels would need more bytes than one block can hold",
+      {"--from-dpi", "100", "--dpi", "40000", "--max-pixels", "5000000000", "--memory", "100G"});
 }
 
 TEST_F(Failures, InputsThatDoNotOpen) {

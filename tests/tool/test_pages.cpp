@@ -54,20 +54,31 @@ class Pages : public testing::Test {
     return Path(name);
   }
 
-  // The same with another value, of 4 bytes, in a tag of a page.
-  std::string ChangedBook(const std::string& name, int pages, int changed, uint32_t tag,
-                          uint32_t value) const {
-    Bytes bytes = ReadFile(Book(name, pages));
+  // Where a tag of a page stands, as an uncompressed book has it: 2 bytes tag, 2 type, 4 count, 4
+  // value. 0: nowhere.
+  static size_t EntryOf(const Bytes& bytes, int page, uint32_t tag) {
     EXPECT_EQ(bytes.at(0), 'I');
     size_t directory = Number(bytes, 4, 4);
-    for (int number = 1; number < changed; ++number) {
+    for (int number = 1; number < page; ++number) {
       directory = Number(bytes, directory + 2 + 12 * Number(bytes, directory, 2), 4);
     }
     for (uint32_t i = 0; i < Number(bytes, directory, 2); ++i) {
       const size_t entry = directory + 2 + 12 * i;
-      for (size_t at = 0; at < 4 && Number(bytes, entry, 2) == tag; ++at) {
-        bytes.at(entry + 8 + at) = static_cast<unsigned char>(value >> 8 * at);
+      if (Number(bytes, entry, 2) == tag) {
+        return entry;
       }
+    }
+    return 0;
+  }
+
+  // The same with another value in a tag of a page.
+  std::string ChangedBook(const std::string& name, int pages, int changed, uint32_t tag,
+                          uint32_t value) const {
+    Bytes bytes = ReadFile(Book(name, pages));
+    const size_t entry = EntryOf(bytes, changed, tag);
+    EXPECT_NE(entry, 0U);
+    for (size_t at = 0; at < 4; ++at) {
+      bytes.at(entry + 8 + at) = static_cast<unsigned char>(value >> 8 * at);
     }
     return directory_.Write(name, bytes);
   }
@@ -274,6 +285,24 @@ TEST_F(Pages, TakeTheMemoryOfOne) {
     return outcome.peakKilobytes;
   };
   EXPECT_LT(peak(12), peak(2) + 4000);
+}
+
+TEST_F(Pages, WarningsOfCodecsAreToldWithTheName) {
+  constexpr uint32_t kPhotometric = 262;
+  constexpr uint32_t kOutOfOrder = 65000;
+  Bytes bytes = ReadFile(Book("book.tif", 1));
+  const size_t before = EntryOf(bytes, 1, kPhotometric) - 12;
+  bytes.at(before) = kOutOfOrder & 255;
+  bytes.at(before + 1) = kOutOfOrder >> 8;
+  const std::string odd = directory_.Write("odd.tif", bytes);
+  const Arguments arguments{"normalize", "-fo", Path("out.bmp"), odd};
+  const Outcome outcome = RunTool(arguments);
+  EXPECT_EQ(outcome.err.substr(0, 10 + odd.size() + 9), "dibkit: " + odd + ": warning: ")
+      << outcome.err;
+  EXPECT_LE(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 3);
+  Arguments quiet = arguments;
+  quiet.insert(quiet.begin(), "-q");
+  EXPECT_EQ(RunTool(quiet).err.find("warning"), std::string::npos);
 }
 
 TEST_F(Pages, InfoTellsOfEach) {

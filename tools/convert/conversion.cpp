@@ -1,10 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "convert/conversion.h"
 
+#include <limits>
+#include <string>
+
+#include "convert/cost.h"
 #include "dibkit/host/pixel_limit.h"
 #include "failure.h"
 
 namespace dibkit::tool {
+namespace {
+
+// More than that is no matter of memory that may become free.
+void CheckBlock(const char* what, host::PixelSize size, unsigned bits) {
+  if (ImageBytes(size, bits) > std::numeric_limits<uint32_t>::max()) {
+    throw Failure(std::string("the ") + what + " of " + std::to_string(size.width) + " x " +
+                  std::to_string(size.height) +
+                  " pixels would need more bytes than one block can hold");
+  }
+}
+
+}  // namespace
 
 PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
                 uint64_t maxPixels) {
@@ -12,7 +28,10 @@ PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
     throw Failure(page.obstacle);
   }
   host::CheckPixels(page.width, page.height, maxPixels);
-  return conversion.plan(page);
+  CheckBlock("image", {page.width, page.height}, page.bitCount);
+  const PagePlan plan = conversion.plan(page);
+  CheckBlock("result", {plan.width, plan.height}, plan.bits);
+  return plan;
 }
 
 }  // namespace dibkit::tool

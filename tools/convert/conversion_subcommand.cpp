@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "convert/cost.h"
-#include "convert/run_conversion.h"
 #include "dibkit/host/resolution.h"
+#include "run/run_conversion.h"
 
 namespace dibkit::tool {
 namespace {

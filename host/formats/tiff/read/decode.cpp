@@ -218,8 +218,13 @@ void CheckStored(Handle& handle, const Kind& kind) {
   }
   const bool isPlain = kind.compression == COMPRESSION_NONE;
   for (uint32_t i = 0; i < SegmentCount(tiff); ++i) {
+    const uint64_t offset = TIFFGetStrileOffset(tiff, i);
     const uint64_t least = isPlain ? SegmentBytes(tiff, kind, i) : 1;
-    if (!handle.Source().Holds(TIFFGetStrileOffset(tiff, i), least)) {
+    // Old JPEG pages may name the place of their pixels elsewhere.
+    if (offset == 0 && kind.compression != COMPRESSION_OJPEG) {
+      throw ImageError(ImageFault::kDamaged, "a part of the page was never written");
+    }
+    if (!handle.Source().Holds(offset, least)) {
       throw ImageError(ImageFault::kDamaged, "the file ends before the last row of the page");
     }
   }

@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "dibkit/host/errors.h"
-#include "formats/tiff/read/lzw_strips.h"
 
 namespace dibkit::host::tiff {
 namespace {
@@ -109,11 +107,7 @@ class StripRows : public RowReader {
         kind_(kind),
         plane_(plane),
         rowBytes_(static_cast<size_t>(TIFFScanlineSize(handle.Tiff()))),
-        strip_(rowBytes_ * kind.rows) {
-    if (LzwStrips::Takes(handle.Tiff(), kind)) {
-      lzw_.emplace(handle, kind, rowBytes_);
-    }
-  }
+        strip_(rowBytes_ * kind.rows) {}
 
   const unsigned char* Row(uint32_t y, unsigned char* /*scratch*/) override {
     const uint32_t number = StripOf(kind_, plane_, y);
@@ -127,9 +121,6 @@ class StripRows : public RowReader {
 
  private:
   void Load(uint32_t number, std::span<unsigned char> rows) {
-    if (lzw_ && lzw_->Load(number, rows)) {
-      return;
-    }
     const auto bytes = static_cast<tmsize_t>(rows.size());
     const tmsize_t got = TIFFReadEncodedStrip(handle_.Tiff(), number, rows.data(), bytes);
     handle_.Require(got == bytes, kDamagedRows);
@@ -142,7 +133,6 @@ class StripRows : public RowReader {
   uint16_t plane_;
   size_t rowBytes_;
   std::vector<unsigned char> strip_;
-  std::optional<LzwStrips> lzw_;
   uint32_t loaded_ = kNone;
 };
 

@@ -4,11 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <vector>
-
-#include "formats/tiff/write/lzw_encoder.h"
 
 namespace dibkit::host::tiff {
 namespace {
@@ -98,73 +95,42 @@ void EncodeFax(Output& output, const DibView& dib) {
   }
 }
 
-// Bytes become what they are more than those of the pixel before, as the predictor says.
-void TakeDifferences(std::span<unsigned char> strip, size_t rowBytes, size_t samples) {
-  std::vector<unsigned char> row(rowBytes);
-  for (; !strip.empty(); strip = strip.subspan(rowBytes)) {
-    std::copy_n(strip.begin(), rowBytes, row.begin());
-    for (size_t i = samples; i < rowBytes; ++i) {
-      strip[i] = static_cast<unsigned char>(row[i] - row[i - samples]);
-    }
-  }
-}
-
-// Strips of the file, from the top.
-class StripWriter {
- public:
-  StripWriter(Output& output, const StoredForm& form, Compression compression, size_t rowBytes)
-      : output_(output), form_(form), rowBytes_(rowBytes) {
-    if (compression == Compression::kLzw) {
-      lzw_.emplace();
-    }
-  }
-
-  void Write(std::span<unsigned char> strip) {
-    TIFF* tiff = output_.Tiff();
-    if (!lzw_) {
-      const auto size = static_cast<tmsize_t>(strip.size());
-      output_.Require(TIFFWriteEncodedStrip(tiff, number_++, strip.data(), size) == size);
-      return;
-    }
-    if (TakesDifferences(form_)) {
-      TakeDifferences(strip, rowBytes_, form_.samples);
-    }
-    const std::span<unsigned char> codes = lzw_->Encode(strip);
-    const auto size = static_cast<tmsize_t>(codes.size());
-    output_.Require(TIFFWriteRawStrip(tiff, number_++, codes.data(), size) == size);
-  }
-
- private:
-  Output& output_;
-  const StoredForm& form_;
-  size_t rowBytes_;
-  std::optional<LzwEncoder> lzw_;
-  uint32_t number_ = 0;
-};
-
-void EncodeStrips(const DibView& dib, const StoredForm& form, uint32_t stripRows,
-                  StripWriter writer) {
+void EncodeStrips(Output& output, const DibView& dib, const StoredForm& form, uint32_t stripRows) {
   const auto rowBytes = static_cast<size_t>(form.RowBytes(dib.Width()));
   std::vector<unsigned char> strip(rowBytes * stripRows);
+  uint32_t number = 0;
   for (uint32_t y = 0; y < dib.Height();) {
     const uint32_t rows = std::min(stripRows, dib.Height() - y);
     for (uint32_t i = 0; i < rows; ++i, ++y) {
       StoreRow(form, dib.BitCount(), dib.Row(dib.Height() - 1 - y).data(), dib.Width(),
                strip.data() + i * rowBytes);
     }
-    writer.Write(std::span(strip).first(rows * rowBytes));
+    const auto size = static_cast<tmsize_t>(rows * rowBytes);
+    output.Require(TIFFWriteEncodedStrip(output.Tiff(), number++, strip.data(), size) == size);
+  }
+}
+
+// How many times larger the worst of pages become, rounded up.
+uint64_t GrowthOf(Compression compression) {
+  switch (compression) {
+    case Compression::kNone:
+      return 1;
+    case Compression::kG3:
+    case Compression::kG4:
+      return 8;
+    case Compression::kJpeg:
+      return 4;
+    default:
+      return 2;
   }
 }
 
 }  // namespace
 
 uint64_t MostEncodedBytes(const DibView& dib, const StoredForm& form, Compression compression) {
-  constexpr uint64_t kFaxGrowth = 8;  // each pixel another colour than the last
-  constexpr uint64_t kOtherGrowth = 2;
   constexpr uint64_t kRowBytes = 32;  // ends of lines, offsets of strips
   const uint64_t plain = form.RowBytes(dib.Width()) * dib.Height();
-  const uint64_t others = compression == Compression::kNone ? 1 : kOtherGrowth;
-  return plain * (IsFax(compression) ? kFaxGrowth : others) + kRowBytes * dib.Height();
+  return plain * GrowthOf(compression) + kRowBytes * dib.Height();
 }
 
 void SetForm(TIFF* tiff, const DibView& dib, const StoredForm& form, const PageOptions& options) {
@@ -187,9 +153,7 @@ void Encode(Output& output, const DibView& dib, const StoredForm& form, Compress
   if (IsFax(compression)) {
     EncodeFax(output, dib);
   } else {
-    EncodeStrips(
-        dib, form, RowsOfStrip(dib, form, compression),
-        StripWriter(output, form, compression, static_cast<size_t>(form.RowBytes(dib.Width()))));
+    EncodeStrips(output, dib, form, RowsOfStrip(dib, form, compression));
   }
 }
 

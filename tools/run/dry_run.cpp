@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/dry_run.h"
+#include "run/dry_run.h"
 
 #include <algorithm>
 #include <functional>

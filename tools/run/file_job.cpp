@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/file_job.h"
+#include "run/file_job.h"
 
 #include <algorithm>
 #include <chrono>
 #include <utility>
 
-#include "convert/page_sides.h"
 #include "dibkit/host/global_memory.h"
 #include "dibkit/host/image_writer.h"
+#include "run/page_sides.h"
 
 namespace dibkit::tool {
 namespace {

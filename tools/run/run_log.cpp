@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/run_log.h"
+#include "run/run_log.h"
 
 namespace dibkit::tool {
 

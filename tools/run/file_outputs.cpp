@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/file_outputs.h"
+#include "run/file_outputs.h"
 
 #include <filesystem>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The files that the pages of one input become: one for all, or one for each.
-#ifndef DIBKIT_TOOLS_CONVERT_FILE_OUTPUTS_H
-#define DIBKIT_TOOLS_CONVERT_FILE_OUTPUTS_H
+#ifndef DIBKIT_TOOLS_RUN_FILE_OUTPUTS_H
+#define DIBKIT_TOOLS_RUN_FILE_OUTPUTS_H
 
 #include <optional>
 #include <string>
@@ -51,4 +51,4 @@ class FileOutputs {
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_FILE_OUTPUTS_H
+#endif  // DIBKIT_TOOLS_RUN_FILE_OUTPUTS_H

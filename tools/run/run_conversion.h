@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A conversion over all inputs that the command line names.
-#ifndef DIBKIT_TOOLS_CONVERT_RUN_CONVERSION_H
-#define DIBKIT_TOOLS_CONVERT_RUN_CONVERSION_H
+#ifndef DIBKIT_TOOLS_RUN_RUN_CONVERSION_H
+#define DIBKIT_TOOLS_RUN_RUN_CONVERSION_H
 
 #include "command_line/arguments.h"
 #include "convert/conversion.h"
@@ -17,4 +17,4 @@ int RunConversion(const std::string& subcommand, const Conversion& conversion,
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_RUN_CONVERSION_H
+#endif  // DIBKIT_TOOLS_RUN_RUN_CONVERSION_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // --dry-run: what would be made.
-#ifndef DIBKIT_TOOLS_CONVERT_DRY_RUN_H
-#define DIBKIT_TOOLS_CONVERT_DRY_RUN_H
+#ifndef DIBKIT_TOOLS_RUN_DRY_RUN_H
+#define DIBKIT_TOOLS_RUN_DRY_RUN_H
 
 #include <vector>
 
@@ -19,4 +19,4 @@ int TellPlan(const std::vector<PlannedFile>& plan, const Conversion& conversion,
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_DRY_RUN_H
+#endif  // DIBKIT_TOOLS_RUN_DRY_RUN_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A page before and after its conversion, for the report.
-#ifndef DIBKIT_TOOLS_CONVERT_PAGE_SIDES_H
-#define DIBKIT_TOOLS_CONVERT_PAGE_SIDES_H
+#ifndef DIBKIT_TOOLS_RUN_PAGE_SIDES_H
+#define DIBKIT_TOOLS_RUN_PAGE_SIDES_H
 
 #include "batch/report/page_record.h"
 #include "convert/conversion.h"
@@ -18,4 +18,4 @@ void DescribeAfter(PageSide& side, host::ImageFormat format, const host::Page& p
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_PAGE_SIDES_H
+#endif  // DIBKIT_TOOLS_RUN_PAGE_SIDES_H

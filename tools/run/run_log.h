@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a run keeps account of: the report, the files in work, and how the files ended.
-#ifndef DIBKIT_TOOLS_CONVERT_RUN_LOG_H
-#define DIBKIT_TOOLS_CONVERT_RUN_LOG_H
+#ifndef DIBKIT_TOOLS_RUN_RUN_LOG_H
+#define DIBKIT_TOOLS_RUN_RUN_LOG_H
 
 #include <atomic>
 #include <cstddef>
@@ -59,4 +59,4 @@ class RunLog {
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_RUN_LOG_H
+#endif  // DIBKIT_TOOLS_RUN_RUN_LOG_H

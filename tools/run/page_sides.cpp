@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/page_sides.h"
+#include "run/page_sides.h"
 
 namespace dibkit::tool {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // One input file and what becomes of it, page by page.
-#ifndef DIBKIT_TOOLS_CONVERT_FILE_JOB_H
-#define DIBKIT_TOOLS_CONVERT_FILE_JOB_H
+#ifndef DIBKIT_TOOLS_RUN_FILE_JOB_H
+#define DIBKIT_TOOLS_RUN_FILE_JOB_H
 
 #include <cstdint>
 #include <functional>
@@ -15,10 +15,10 @@
 #include "batch/work/memory_gate.h"
 #include "convert/conversion.h"
 #include "convert/conversion_options.h"
-#include "convert/file_outputs.h"
-#include "convert/run_log.h"
 #include "dibkit/host/document.h"
 #include "failure.h"
+#include "run/file_outputs.h"
+#include "run/run_log.h"
 #include "warnings.h"
 
 namespace dibkit::tool {
@@ -82,4 +82,4 @@ class FileJob {
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_CONVERT_FILE_JOB_H
+#endif  // DIBKIT_TOOLS_RUN_FILE_JOB_H
