@@ -87,9 +87,10 @@ void CheckReport(const std::vector<PlannedFile>& plan, const ConversionOptions& 
 
 }  // namespace
 
-int RunConversion(const std::string& subcommand, const Conversion& conversion,
+int RunConversion(const std::string& subcommand, const MakeConversionOf& make,
                   ConversionOptions options, const Arguments& arguments) {
   RequireOutput(subcommand, options, arguments);
+  const Conversion conversion = make(options);
   options.inputs.paths = arguments.operands;
   const std::vector<PlannedFile> plan = PlanAll(conversion, options);
   if (!options.report.empty()) {
