@@ -264,6 +264,9 @@ TEST_F(CommandLine, TwoBareNamesAreShownTheFormWithTheirNames) {
             "dibkit: both names are inputs; say which is the result with -o: dibkit resample --dpi "
             "300 -o " +
                 Path("out.bmp") + " " + in);
+  EXPECT_EQ(UsageErrorOf({"resample", in, Path("out.bmp")}),
+            "dibkit: both names are inputs; say which is the result with -o: dibkit resample -o " +
+                Path("out.bmp") + " " + in);
   EXPECT_EQ(
       UsageErrorOf({"normalize", in, out}),
       "dibkit: both names are inputs; say which is the result with -o: dibkit normalize -o '" +

@@ -45,7 +45,7 @@ Subcommand MakeConversion(ConversionSubcommand parts, const CommonOptions& commo
   subcommand.run = [options, &common, name = parts.name,
                     make = std::move(parts.make)](const Arguments& arguments) {
     options->quiet = common.quiet;
-    return RunConversion(name, make(*options), *options, arguments);
+    return RunConversion(name, make, *options, arguments);
   };
   return subcommand;
 }

@@ -23,13 +23,20 @@ void RequireOutput(const std::string& subcommand, const ConversionOptions& optio
     return;
   }
   const std::vector<std::string>& names = arguments.operands;
+  const auto shown = [&](const std::string& output, const std::string& input) {
+    std::vector<std::string> rest{"-o", output, input};
+    if (input.starts_with('-') && input != "-") {
+      rest.insert(rest.end() - 1, "--");
+    }
+    return ShownCommand(subcommand, arguments.options, rest);
+  };
   if (names.size() == 2 && options.inputs.filesFrom.empty()) {
     throw UsageError("both names are inputs; say which is the result with -o: " +
-                     ShownCommand(subcommand, arguments.options, {"-o", names[1], names[0]}));
+                     shown(names[1], names[0]));
   }
   if (names.size() == 1) {
     throw UsageError("nothing says where the result goes; name it with -o: " +
-                     ShownCommand(subcommand, arguments.options, {"-o", "FILE", names[0]}));
+                     shown("FILE", names[0]));
   }
   throw UsageError("nothing says where the results go; name a folder with --output-dir DIR");
 }
@@ -87,9 +94,10 @@ void CheckReport(const std::vector<PlannedFile>& plan, const ConversionOptions& 
 
 }  // namespace
 
-int RunConversion(const std::string& subcommand, const Conversion& conversion,
+int RunConversion(const std::string& subcommand, const MakeConversionOf& make,
                   ConversionOptions options, const Arguments& arguments) {
   RequireOutput(subcommand, options, arguments);
+  const Conversion conversion = make(options);
   options.inputs.paths = arguments.operands;
   const std::vector<PlannedFile> plan = PlanAll(conversion, options);
   if (!options.report.empty()) {
