@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "convert/conversion.h"
 
+#include "dibkit/host/pixel_limit.h"
 #include "failure.h"
 
 namespace dibkit::tool {
 
-PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page) {
+PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
+                uint64_t maxPixels) {
+  host::CheckPixels(page.width, page.height, maxPixels);
   if (!page.obstacle.empty()) {
     throw Failure(page.obstacle);
   }

@@ -35,8 +35,9 @@ struct Conversion {
   std::optional<host::ImageFormat> usualFormat{};
 };
 
-// The plan for a page. Throws also for one of a kind that is not read.
-PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page);
+// The plan for a page. Throws also for one of a kind that is not read, or of more than `maxPixels`.
+PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
+                uint64_t maxPixels);
 
 }  // namespace dibkit::tool
 

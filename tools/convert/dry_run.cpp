@@ -93,7 +93,7 @@ class DryRun {
     const std::vector<uint32_t> numbers = options_.pages.Of(document.PageCount());
     Sum sum;
     for (const uint32_t number : numbers) {
-      const PagePlan plan = PlanOf(conversion_, document.Describe(number - 1));
+      const PagePlan plan = PlanOf(conversion_, document.Describe(number - 1), options_.maxPixels);
       gate_.Acquire(plan.bytes).Release();
       Add(sum, plan);
     }

@@ -105,7 +105,7 @@ void FileJob::MakePage() {
   const host::ThreadMemory memory;
   const ConversionOptions& options = context_.options;
   const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan = PlanOf(context_.conversion, description);
+  const PagePlan plan = PlanOf(context_.conversion, description, options.maxPixels);
   host::RequireHeld(format_,
                     options.compression.value_or(host::UsualCompression(format_, plan.bits)),
                     plan.bits, true);
