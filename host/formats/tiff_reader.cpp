@@ -60,7 +60,8 @@ class TiffReader : public ImageReader {
     description.orientation = kind.orientation;
     description.hasProfile = tiff::HasProfile(tiff);
     description.resolution = loaded.resolution;
-    description.workBytes = tiff::WorkBytes(tiff, kind);
+    description.workBytes = tiff::WorkBytes(loaded.handle, kind);
+    description.obstacle = tiff::Obstacle(tiff, kind);
     return description;
   }
 

@@ -198,6 +198,9 @@ TEST(TiffHostile, AbsurdTilesAreRefused) {
         const auto fault = FaultOf([&] { test::ReadPage(file); });
         EXPECT_TRUE(fault == ImageFault::kDamaged || fault == ImageFault::kUnsupported)
             << size << " " << compression;
+        if (fault == ImageFault::kUnsupported) {
+          EXPECT_NE(OpenBytes(file)->Describe(0).obstacle, "") << size << " " << compression;
+        }
       });
     }
   }
@@ -217,6 +220,7 @@ TEST(TiffHostile, ByteCountsBeyondTheFileTakeNoMemory) {
     const Bytes file = FileOf(page);
     WithinAddressSpace(300 * kMegabyte, [&] {
       EXPECT_EQ(FaultOf([&] { test::ReadPage(file); }), ImageFault::kDamaged) << compression;
+      EXPECT_LT(OpenBytes(file)->Describe(0).workBytes, kMegabyte) << compression;
     });
   }
 }

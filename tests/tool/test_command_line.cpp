@@ -321,5 +321,11 @@ TEST_F(CommandLine, ControlCharactersInNamesAreEscaped) {
   }
 }
 
+TEST_F(CommandLine, HelpTellsWhatBecomesOfOtherColourSpaces) {
+  const Outcome outcome = RunTool({"help", "normalize"});
+  EXPECT_TRUE(outcome.Tells("CMYK becomes red, green and blue by"));
+  EXPECT_TRUE(outcome.Tells("YCbCr, CIELab and LogLuv pixels of TIFF files become"));
+}
+
 }  // namespace
 }  // namespace dibkit::test

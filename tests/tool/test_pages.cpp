@@ -99,6 +99,20 @@ class Pages : public testing::Test {
   TemporaryDirectory directory_;
 };
 
+// Of both limits the one that no machine can change is told.
+TEST_F(Pages, AreRefusedForTheirPixelsBeforeTheirMemoryIsCounted) {
+  Arguments call{"to24", "--max-pixels", "1000",          "--memory",
+                 "100",  "-o",           Path("out.tif"), Book("book.tif", 1)};
+  for (int round = 0; round < 2; ++round) {
+    const Outcome outcome = RunTool(call);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.err.find("30 x 60 pixels, more than the 1000 that are allowed"),
+              std::string::npos)
+        << outcome.err;
+    call.emplace_back("--dry-run");
+  }
+}
+
 TEST_F(Pages, OfAFileGoIntoAFile) {
   const std::string book = Book("book.tif", 4);
   const Outcome outcome = RunTool({"resample", "--dpi", "600", "-o", Path("out.tif"), book});

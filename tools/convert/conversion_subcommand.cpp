@@ -15,8 +15,9 @@ const char* const kInputNote =
     "Inputs are told by their content, not by their names. Pages come out upright, whatever their "
     "orientation tag says; channels of 16 bits are rounded to 8 bits; alpha is laid over white, "
     "but that of BMP files is dropped. CMYK becomes red, green and blue by (255 - ink) times "
-    "(255 - black), divided by 255, whatever its profile says. ICC profiles and descriptive texts "
-    "go along where the format of the result has a place for them.";
+    "(255 - black), divided by 255, whatever its profile says; YCbCr, CIELab and LogLuv pixels of "
+    "TIFF files become what libtiff makes of them, other spaces are refused. ICC profiles and "
+    "descriptive texts go along where the format of the result has a place for them.";
 
 const char* const kMemoryNote =
     "A page is in memory whole, before and after. A pixel takes an eighth of a byte at 1 bit, half "

@@ -106,11 +106,24 @@ TEST(Inputs, AFileUnderTwoNamesIsTakenOnce) {
   const WorkingDirectory there(tree.Path("."));
   tree.Write("scans/a.tif");
   tree.Write("scans/b.tif");
-  tree.Link("scans/a.tif", "c.tif");
-  const auto list = ListInputs(Of({"scans/../scans/a.tif", "scans", "./scans/b.tif", "c.tif",
+  tree.Link("scans", "same");
+  const auto list = ListInputs(Of({"scans/../scans/a.tif", "scans", "./scans/b.tif", "same/a.tif",
                                    tree.Path("scans/a.tif"), "gone.tif", "./gone.tif"},
                                   true));
   EXPECT_EQ(Paths(list.own), (Names{"scans/../scans/a.tif", "scans/b.tif", "gone.tif"}));
+}
+
+// Equal pages of a folder may be links to one file: each has a result of its own.
+TEST(Inputs, ALinkIsAFileOfItsOwn) {
+  const FileTree tree;
+  const WorkingDirectory there(tree.Path("."));
+  tree.Write("store/blank.tif");
+  tree.MakeFolder("scans");
+  tree.Link("../store/blank.tif", "scans/page-1.tif");
+  tree.Link("../store/blank.tif", "scans/page-2.tif");
+  tree.Link("page-1.tif", "scans/page-3.tif");
+  const Names all{"scans/page-1.tif", "scans/page-2.tif", "scans/page-3.tif", "store/blank.tif"};
+  EXPECT_EQ(Paths(ListInputs(Of({"scans", "store", "./scans/page-1.tif"}, true)).own), all);
 }
 
 TEST(Inputs, AListKeepsTheFoldersOfItsEntries) {
@@ -224,8 +237,8 @@ TEST(Shards, OfOneListInAnyOrderAreTheListWithoutOverlap) {
     names.push_back("scans/" + std::to_string(i * 37 % 40) + ".tif");
     tree.Write(names.back());
   }
-  tree.Link("scans/7.tif", "again.tif");
-  names.push_back("again.tif");
+  tree.Link("scans", "same");
+  names.push_back("same/7.tif");
   Names reversed(names.rbegin(), names.rend());
   Names all;
   for (unsigned shard = 0; shard < 7; ++shard) {

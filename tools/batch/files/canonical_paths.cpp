@@ -29,9 +29,7 @@ const std::string& CanonicalPaths::Folder(const std::string& folder) {
 std::string CanonicalPaths::Of(const std::string& path) {
   const fs::path whole(path);
   const fs::path name = whole.filename();
-  std::error_code error;
-  if (name.empty() || name == "." || name == ".." ||
-      fs::symlink_status(whole, error).type() == fs::file_type::symlink) {
+  if (name.empty() || name == "." || name == "..") {
     return Resolved(whole);
   }
   return (fs::path(Folder(whole.parent_path().string())) / name).string();

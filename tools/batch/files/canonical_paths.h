@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Names of files that are equal when the files are.
+// Names of files that are equal when they mean one entry of one folder.
 #ifndef DIBKIT_TOOLS_BATCH_FILES_CANONICAL_PATHS_H
 #define DIBKIT_TOOLS_BATCH_FILES_CANONICAL_PATHS_H
 
@@ -13,7 +13,8 @@ namespace dibkit::tool {
 // thread, and for a time in which nobody moves folders.
 class CanonicalPaths {
  public:
-  // Absolute, without symbolic links, "." and "..", as far as the path exists.
+  // Absolute, without "." and ".." and without symbolic links on the way, as far as the path
+  // exists. A link at its end stays: it has a name, and so a result, of its own.
   std::string Of(const std::string& path);
 
  private:

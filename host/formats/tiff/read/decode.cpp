@@ -206,15 +206,21 @@ void DecodeByLibtiff(Handle& handle, const Kind& kind, RowPlacer& placer,
 
 }  // namespace
 
+std::string Obstacle(TIFF* tiff, const Kind& kind) {
+  if (ScratchBytes(tiff, kind) <= kMostScratchBytes) {
+    return {};
+  }
+  const bool tiled = kind.tileWidth != 0;
+  return (tiled ? "tiles of " : "strips of ") +
+         std::to_string(tiled ? kind.tileWidth : kind.width) + " x " + std::to_string(kind.rows) +
+         " pixels are too large to be read";
+}
+
 void CheckStored(Handle& handle, const Kind& kind) {
   TIFF* tiff = handle.Tiff();
-  if (ScratchBytes(tiff, kind) > kMostScratchBytes) {
-    throw ImageError(ImageFault::kUnsupported,
-                     kind.tileWidth != 0
-                         ? "tiles of " + std::to_string(kind.tileWidth) + " x " +
-                               std::to_string(kind.rows) + " pixels are too large to be read"
-                         : "strips of " + std::to_string(kind.width) + " x " +
-                               std::to_string(kind.rows) + " pixels are too large to be read");
+  const std::string obstacle = Obstacle(tiff, kind);
+  if (!obstacle.empty()) {
+    throw ImageError(ImageFault::kUnsupported, obstacle);
   }
   const bool isPlain = kind.compression == COMPRESSION_NONE;
   for (uint32_t i = 0; i < SegmentCount(tiff); ++i) {
@@ -234,10 +240,11 @@ uint32_t GroupRows(const Kind& kind) {
   return kind.tileWidth != 0 && kind.colours != Colours::kOther ? kind.rows : 1;
 }
 
-uint64_t WorkBytes(TIFF* tiff, const Kind& kind) {
+uint64_t WorkBytes(Handle& handle, const Kind& kind) {
+  TIFF* tiff = handle.Tiff();
   const uint64_t scratch = ScratchBytes(tiff, kind);
   const bool inStrips = kind.tileWidth == 0 && kind.colours != Colours::kOther;
-  return scratch + (inStrips ? RowReaderBytes(tiff, kind) : scratch);
+  return scratch + (inStrips ? RowReaderBytes(handle, kind) : scratch);
 }
 
 void Decode(Handle& handle, uint64_t directoryOffset, const Kind& kind, const Table& table,

@@ -145,14 +145,15 @@ bool TakesWholeStrips(TIFF* tiff, const Kind& kind) {
          StripBytes(tiff, kind) <= kSmallStripBytes;
 }
 
-// The largest compressed strip, which libtiff fetches whole.
-uint64_t LargestStored(TIFF* tiff) {
+// The largest compressed strip, which libtiff fetches whole; what is not there it does not fetch.
+uint64_t LargestStored(Handle& handle) {
+  TIFF* tiff = handle.Tiff();
   uint64_t most = 0;
   const uint32_t strips = TIFFNumberOfStrips(tiff);
   for (uint32_t i = 0; i < strips; ++i) {
     most = std::max(most, TIFFGetStrileByteCount(tiff, i));
   }
-  return most;
+  return std::min(most, handle.Source().Size());
 }
 
 }  // namespace
@@ -167,11 +168,12 @@ std::unique_ptr<RowReader> MakeRowReader(Handle& handle, const Kind& kind, uint1
   return std::make_unique<ScanlineRows>(handle, kind, plane);
 }
 
-uint64_t RowReaderBytes(TIFF* tiff, const Kind& kind) {
+uint64_t RowReaderBytes(Handle& handle, const Kind& kind) {
   if (kind.compression == COMPRESSION_NONE) {
     return 0;
   }
-  return LargestStored(tiff) + (TakesWholeStrips(tiff, kind) ? StripBytes(tiff, kind) : 0);
+  TIFF* tiff = handle.Tiff();
+  return LargestStored(handle) + (TakesWholeStrips(tiff, kind) ? StripBytes(tiff, kind) : 0);
 }
 
 }  // namespace dibkit::host::tiff

@@ -28,7 +28,7 @@ class RowReader {
 std::unique_ptr<RowReader> MakeRowReader(Handle& handle, const Kind& kind, uint16_t plane);
 
 // Memory that a reader takes beside its scratch row, roughly.
-uint64_t RowReaderBytes(TIFF* tiff, const Kind& kind);
+uint64_t RowReaderBytes(Handle& handle, const Kind& kind);
 
 }  // namespace dibkit::host::tiff
 
