@@ -38,7 +38,7 @@ void ExpectDescribed(const host::PageDescription& told, const host::Page& page) 
 // At 24 bits, where every format means the same.
 void ExpectSameThrough(host::ImageFormat format, const host::Page& page, const Bytes& pixels) {
   std::ostringstream stream;
-  page.Save(stream, {.format = format});
+  page.Save(stream, {.format = format, .compression = host::UsualCompression(format, 24)});
   const std::string file = stream.str();
   host::Page back =
       host::Page::FromBytes({reinterpret_cast<const uint8_t*>(file.data()), file.size()});
