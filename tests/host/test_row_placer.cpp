@@ -78,7 +78,7 @@ Bytes DibRows(const Pixels& pixels, uint16_t bitCount) {
     Bytes row = PackedRow(pixels, y, bitCount);
     const unsigned unused = static_cast<unsigned>(row.size() * 8 - pixels.width * bitCount);
     row.back() = static_cast<unsigned char>(row.back() & 0xFFU << unused);
-    row.resize(RowStride(pixels.width, bitCount));
+    row.resize(static_cast<size_t>(RowStride(pixels.width, bitCount)));
     rows.insert(rows.end(), row.begin(), row.end());
   }
   return rows;
