@@ -65,9 +65,9 @@ page() {
   contender "$task" vips "vips.$suffix" \
     "vips resize $file vips.$suffix$vips 0.666666667 --kernel linear"
   contender "$task" GraphicsMagick "gm.$suffix" \
-    "gm convert $file -filter triangle -resize 66.6667% $options gm.$suffix"
+    "gm convert $file -filter triangle -resize 66.6667%${options:+ $options} gm.$suffix"
   contender "$task" ImageMagick "im.$suffix" \
-    "convert-im6.q16 $file -filter triangle -resize 66.6667% $options im.$suffix"
+    "convert-im6.q16 $file -filter triangle -resize 66.6667%${options:+ $options} im.$suffix"
 }
 
 list() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A bitmap file is loaded and goes through every conversion of the host. Each pixel must be what a
-// viewer shows, or the file must be refused with a ImageError.
+// viewer shows, or the file must be refused with an ImageError.
 #include <optional>
 
 #include "Color.h"

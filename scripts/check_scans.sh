@@ -22,7 +22,7 @@ printf '%-28s %5s %12s %9s %9s\n' file dpi size seconds MiB
 for image in "$work"/scans/*.bmp samples/*.bmp; do
   for dpi in 72 100 150 200 240 300 400 600; do
     if /usr/bin/time -f '%e %M' -o "$work/time" \
-      "$dibkit" resample --dpi "$dpi" "$image" "$work/out.bmp"; then
+      "$dibkit" resample --force --dpi "$dpi" -o "$work/out.bmp" "$image"; then
       read -r seconds kilobytes <"$work/time"
       printf '%-28s %5d %12s %9s %9d\n' "$(basename "$image")" "$dpi" \
         "$(size_of "$work/out.bmp")" "$seconds" $((kilobytes / 1024))

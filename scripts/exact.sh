@@ -16,6 +16,6 @@ usage="usage: exact.sh MINUTES [--seed NUMBER]"
 [[ $# -eq 1 || ($# -eq 3 && $2 == --seed && $3 =~ ^[0-9]+$) ]] || die "$usage"
 [[ $1 =~ ^[0-9]+(\.[0-9]+)?$ ]] || die "$usage"
 
-need_packages g++ make cmake libgtest-dev googletest libcli11-dev librapidcheck-dev
+need_packages g++ make cmake libgtest-dev googletest librapidcheck-dev
 build build/release --preset release -DBUILD_TESTING=ON
 build/release/tests/exact/exact "$@"

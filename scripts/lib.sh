@@ -61,9 +61,8 @@ build() {
   fi
 }
 
-# What the command is built of: its option parser, the codecs, JSON and SHA-256.
-tool_packages=(libcli11-dev nlohmann-json3-dev libtiff-dev libspng-dev libjpeg62-turbo-dev nettle-dev
-  pkg-config)
+# What the command is built of: the codecs, JSON and SHA-256.
+tool_packages=(nlohmann-json3-dev libtiff-dev libspng-dev libjpeg62-turbo-dev nettle-dev pkg-config)
 
 # Builds the command `dibkit` alone, optimised, and sets `dibkit` to its path.
 build_tool() {

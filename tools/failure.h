@@ -4,6 +4,7 @@
 #ifndef DIBKIT_TOOLS_FAILURE_H
 #define DIBKIT_TOOLS_FAILURE_H
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -28,6 +29,41 @@ class Failure : public std::runtime_error {
  private:
   ExitCode code_;
 };
+
+// The exit code of several inputs.
+class CodeTally {
+ public:
+  void Add(int code) {
+    failed_ += code == EXIT_CODE_DONE ? 0 : 1;
+    retry_ += code == EXIT_CODE_RETRY ? 1 : 0;
+  }
+  size_t Failed() const { return failed_; }
+  // EXIT_CODE_FAILED when any failed, but EXIT_CODE_RETRY when all that did are worth another try.
+  int Code() const {
+    if (failed_ == 0) {
+      return EXIT_CODE_DONE;
+    }
+    return failed_ == retry_ ? EXIT_CODE_RETRY : EXIT_CODE_FAILED;
+  }
+
+ private:
+  size_t failed_ = 0;
+  size_t retry_ = 0;
+};
+
+// What an exception means.
+struct Problem {
+  std::string message;  // for people: one line that names no file
+  int code = EXIT_CODE_FAILED;
+  bool cancelled = false;  // work was stopped, nothing is wrong with it
+};
+
+// Of the exception that is being handled; to be called inside a catch block only. The message names
+// the option that helps, where there is one.
+Problem ProblemInHand();
+
+// Tells it on standard error, behind `subject` (a file name) unless that is empty. Any thread.
+void TellProblem(const std::string& subject, const Problem& problem);
 
 // Runs `work` and returns its exit code. An exception becomes one line on standard error, which
 // begins with `subject` (a file name) unless that is empty, and an exit code.

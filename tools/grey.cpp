@@ -1,52 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit grey: a bitmap file without its colours.
-#include <CLI/CLI.hpp>
-#include <map>
+// dibkit grey: pages without their colours.
 #include <memory>
-#include <string>
 
-#include "conversion.h"
-#include "dibkit/host/conversion.h"
+#include "command_line/choice.h"
+#include "convert/conversion_subcommand.h"
 
 namespace dibkit::tool {
 namespace {
 
-struct GreyOptions {
-  std::string rule;
-  int levels = 0;
-};
+using host::GreyLevels;
+using host::GreyRule;
 
-const std::map<std::string, host::GreyRule>& Rules() {
-  static const std::map<std::string, host::GreyRule> rules{
-      {"easy", host::GreyRule::kEasy},
-      {"minmax", host::GreyRule::kMinMax},
-      {"luminance", host::GreyRule::kLuminance}};
-  return rules;
+OptionGroup GreyGroup(host::GreyOptions& options) {
+  return {"Greys",
+          {Choice("--rule",
+                  "How a colour becomes grey. The default luminance weighs the channels as the eye "
+                  "does.",
+                  Choices<GreyRule>{{"easy", GreyRule::kEasy},
+                                    {"minmax", GreyRule::kMinMax},
+                                    {"luminance", GreyRule::kLuminance}},
+                  options.rule),
+           Choice("--levels", "How many greys there are. The default is 256, all of them.",
+                  Choices<GreyLevels>{{"16", GreyLevels::k16}, {"256", GreyLevels::k256}},
+                  options.levels)}};
 }
 
 }  // namespace
 
-void AddGrey(CLI::App& app, Work& work) {
-  auto options = std::make_shared<GreyOptions>();
-  CLI::App* command = AddConversion(
-      app, work, "grey", "Convert a bitmap file to 8 bits with a grey table",
-      [options](host::BitmapFile& file, const ConversionOptions&) {
-        const auto levels = options->levels == 16 ? host::GreyLevels::k16 : host::GreyLevels::k256;
-        return host::ToGrey(file.ReadDib(), Rules().at(options->rule), levels);
-      });
-  command->add_option("--rule", options->rule, "How a colour becomes grey")
-      ->required()
-      ->check(CLI::IsMember({"easy", "minmax", "luminance"}));
-  command->add_option("--levels", options->levels, "How many greys there are")
-      ->required()
-      ->check(CLI::IsMember({16, 256}));
-  command->footer(
-      "The rules: easy is the mean of red, green and blue; minmax the mean of the largest and the\n"
-      "smallest of them; luminance weighs them, by 30, 59 and 11 percent at 16 levels and by 16, "
-      "38\n"
-      "and 8 parts of 64 at 256 levels, which maps white to 247. 16 levels are 0, 17, 34 to 255,\n"
-      "rounded down.");
+Subcommand MakeGrey(const CommonOptions& common) {
+  auto own = std::make_shared<host::GreyOptions>();
+  return MakeConversion(
+      {"grey",
+       "Converts pages to 8 bits with a grey table.",
+       GreyGroup(*own),
+       {"The rules: easy is the mean of red, green and blue; minmax the mean of the largest and "
+        "the "
+        "smallest of them; luminance weighs them, by 30, 59 and 11 percent at 16 levels and by 16, "
+        "38 and 8 parts of 64 at 256 levels, which maps white to 247. 16 levels are 0, 17, 34 to "
+        "255, rounded down."},
+       "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits.",
+       {"dibkit grey -o grey.tif colour.tif", "dibkit grey --rule easy --output-dir out *.jpg"},
+       [own](const ConversionOptions&) {
+         return Conversion{
+             [](const host::PageDescription& page) { return PlanAtDepth(page, 8, true); },
+             [own](host::Page& page, const host::ProgressHook& progress) {
+               page.ToGrey(*own, progress);
+             }};
+       }},
+      common);
 }
 
 }  // namespace dibkit::tool

@@ -1,22 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit normalize: plain rows, bottom row first, behind a plain header.
-#include <CLI/CLI.hpp>
-
-#include "conversion.h"
-#include "dibkit/host/conversion.h"
+// dibkit normalize: plain rows, upright, at the depth that the page has.
+#include "convert/conversion_subcommand.h"
 
 namespace dibkit::tool {
 
-void AddNormalize(CLI::App& app, Work& work) {
-  AddConversion(app, work, "normalize", "Write any bitmap file as a plain one",
-                [](host::BitmapFile& file, const ConversionOptions&) {
-                  return host::Normalized(file.ReadDib());
-                })
-      ->footer(
-          "A plain file has a 40-byte header, a full colour table or none, no compression, and\n"
-          "its bottom row first. The depth stays, but images of 2 bits become 4 bits and images\n"
-          "with channel masks 24 bits.");
+Subcommand MakeNormalize(const CommonOptions& common) {
+  return MakeConversion(
+      {"normalize",
+       "Writes pages as plain images, at the depth that they have.",
+       {},
+       {"A plain BMP file has a 40-byte header, a full colour table or none, no compression, and "
+        "its bottom row first. Images of 2 bits become 4 bits and images with channel masks 24 "
+        "bits. With another suffix or --format this is the way from one file format to another."},
+       "",
+       {"dibkit normalize -o plain.bmp odd.bmp", "dibkit normalize -o page-%03d.png book.tif"},
+       [](const ConversionOptions&) {
+         return Conversion{
+             [](const host::PageDescription& page) { return PlanAtDepth(page, page.bitCount); },
+             [](host::Page& page, const host::ProgressHook& progress) {
+               page.Normalize(progress);
+             }};
+       }},
+      common);
 }
 
 }  // namespace dibkit::tool

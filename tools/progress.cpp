@@ -6,35 +6,36 @@
 #include <cstdio>
 #include <string>
 
-#include "signals.h"
+#include "batch/terminal/messages.h"
 
 namespace dibkit::tool {
 namespace {
 
 constexpr int kBarColumns = 50;
 
-bool shown = false;
+std::string Bar(int percent) {
+  const auto filled = static_cast<size_t>(percent * kBarColumns / 100);
+  char number[16];
+  std::snprintf(number, sizeof number, "%2d %%", percent);
+  return std::string("[") + std::string(filled, '#') + std::string(kBarColumns - filled, '.') +
+         "] " + number;
+}
 
 }  // namespace
 
-void BeginProgress(bool quiet) { shown = !quiet && isatty(STDERR_FILENO) == 1; }
+PercentBar::PercentBar(bool quiet) : shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
 
-int ReportProgress(unsigned short percent) {
-  if (shown) {
-    const int filled = percent * kBarColumns / 100;
-    const std::string bar = std::string(static_cast<size_t>(filled), '#') +
-                            std::string(static_cast<size_t>(kBarColumns - filled), '.');
-    std::fprintf(stderr, "\r[%s] %2d %%", bar.c_str(), percent);
-    std::fflush(stderr);
+PercentBar::~PercentBar() {
+  if (shown_) {
+    ShowStatusLine("");
   }
-  return Interrupted() ? 0 : 1;
 }
 
-void EndProgress() {
-  if (shown) {
-    std::fprintf(stderr, "\r\033[K");
-    std::fflush(stderr);
-    shown = false;
+void PercentBar::Show(double share) {
+  const int percent = static_cast<int>(share * 100);
+  if (shown_ && percent != percent_) {
+    percent_ = percent;
+    ShowStatusLine(Bar(percent));
   }
 }
 

@@ -1,19 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The progress bar on standard error, and the way in which a conversion hears of Ctrl-C.
+// The progress bar of one file on standard error.
 #ifndef DIBKIT_TOOLS_PROGRESS_H
 #define DIBKIT_TOOLS_PROGRESS_H
 
 namespace dibkit::tool {
 
-// Shows the bar from now on, if standard error is a terminal and `quiet` is false.
-void BeginProgress(bool quiet);
+// Shown on a terminal only, and not when `quiet`; wiped away with the object's end. For one thread.
+class PercentBar {
+ public:
+  explicit PercentBar(bool quiet);
+  PercentBar(const PercentBar&) = delete;
+  PercentBar& operator=(const PercentBar&) = delete;
+  ~PercentBar();
 
-// Draws the bar at `percent`. 0 when a signal was caught, which cancels the conversion, else 1.
-int ReportProgress(unsigned short percent);
+  // Draws the bar for `share`, 0 to 1, of the work.
+  void Show(double share);
 
-// Wipes the bar away; does nothing when there is none.
-void EndProgress();
+ private:
+  const bool shown_;
+  int percent_ = -1;  // that it stands at
+};
 
 }  // namespace dibkit::tool
 

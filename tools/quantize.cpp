@@ -1,24 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit quantize: a palette for a bitmap file.
-#include <CLI/CLI.hpp>
+// dibkit quantize: pages with a palette of their own.
 #include <memory>
 
-#include "conversion.h"
-#include "dibkit/host/conversion.h"
+#include "command_line/numbers.h"
+#include "convert/conversion_subcommand.h"
 
 namespace dibkit::tool {
 
-void AddQuantize(CLI::App& app, Work& work) {
-  constexpr uint16_t kMostColors = 256;
-  auto colors = std::make_shared<uint16_t>(kMostColors);
-  AddConversion(app, work, "quantize", "Reduce a bitmap file to 8 bits with a palette of its own",
-                [colors](host::BitmapFile& file, const ConversionOptions&) {
-                  return host::Quantized(file.ReadDib(), *colors);
-                })
-      ->add_option("--colors", *colors, "Most colours that the palette may have")
-      ->check(CLI::Range(uint16_t{1}, kMostColors))
-      ->capture_default_str();
+Subcommand MakeQuantize(const CommonOptions& common) {
+  constexpr unsigned kMostColors = 256;
+  auto own = std::make_shared<host::QuantizeOptions>();
+  return MakeConversion(
+      {"quantize",
+       "Reduces pages to 8 bits with a palette of their own.",
+       {"Colours",
+        {Counted("--colors",
+                 "Most colours that the palette may have. The default 256 is what 8 bits can tell "
+                 "apart.",
+                 1, kMostColors, own->colors)}},
+       {},
+       "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits.",
+       {"dibkit quantize --colors 16 -o small.png picture.tif"},
+       [own](const ConversionOptions&) {
+         return Conversion{
+             [](const host::PageDescription& page) { return PlanAtDepth(page, 8, true); },
+             [own](host::Page& page, const host::ProgressHook& progress) {
+               page.Quantize(*own, progress);
+             }};
+       }},
+      common);
 }
 
 }  // namespace dibkit::tool

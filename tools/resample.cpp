@@ -1,106 +1,64 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit resample: another resolution for a bitmap file.
-#include <CLI/CLI.hpp>
+// dibkit resample: pages at another resolution.
 #include <memory>
 
-#include "conversion.h"
-#include "conversion_limits.h"
-#include "dibkit/Cnv_res_mem.h"
-#include "dibkit/host/conversion.h"
-#include "dibkit/host/dib_view.h"
-#include "dibkit/host/left_behind.h"
-#include "dibkit/host/locked_block.h"
-#include "failure.h"
-#include "progress.h"
-#include "resolution.h"
-#include "signals.h"
-#include "status_text.h"
+#include "batch/usage_error.h"
+#include "command_line/numbers.h"
+#include "convert/conversion_subcommand.h"
+#include "convert/resampling.h"
 
 namespace dibkit::tool {
 namespace {
 
-struct ResampleOptions {
-  unsigned dpi = 0;
-  unsigned fromDpi = 0;  // 0: the file's own
-  int threshold = 128;
-};
+constexpr unsigned kMostDpi = 65535;
+constexpr unsigned kMostThreshold = 256;
 
-void SetResolution(tagHANDLE* dib, int32_t x, int32_t y) {
-  const host::LockedBlock lock(dib);
-  host::DibView(lock.Bytes()).SetPelsPerMeter(x, y);
+OptionGroup ResampleGroup(host::ResampleOptions& options) {
+  return {
+      "Resolution",
+      {Counted("--dpi", "Dots per inch of the result, 1 to 65535. Must be given.", 1, kMostDpi,
+               options.dpi),
+       Counted("--from-dpi",
+               "Dots per inch of the input, whatever it says. By default what it says; one that "
+               "says nothing, or what cannot be, fails.",
+               1, kMostDpi, options.fromDpi),
+       Counted("--threshold",
+               "Pages of 1 bit: the darkness, 0 to 256, from which on a pixel is black. The "
+               "default 128 is half way.",
+               0, kMostThreshold, options.threshold)}};
 }
 
-// The image at a depth that the conversion takes.
-host::OwnedBlock ReadConvertible(host::BitmapFile& file) {
-  const uint16_t bits = file.Description().bitCount;
-  return bits == 16 || bits == 32 ? host::To24Bits(file.ReadDib())
-                                  : host::Normalized(file.ReadDib());
-}
-
-// The image with the resolution that it is to be converted from, found fit for the conversion.
-host::OwnedBlock Load(host::BitmapFile& file, const ResampleOptions& options, uint64_t maxPixels) {
-  const Resolution from = SourceResolution(file.Description(), options.fromDpi);
-  CheckSides(file.Description(), from, options.dpi);
-  host::OwnedBlock dib = ReadConvertible(file);
-  if (options.fromDpi != 0) {
-    const int32_t pels = PelsPerMeter(options.fromDpi);
-    SetResolution(dib.get(), pels, pels);
+Conversion Resampling(host::ResampleOptions own, uint64_t maxPixels) {
+  if (own.dpi == 0) {
+    throw UsageError("resample wants --dpi N, the resolution of the result");
   }
-  CheckConversion(dib.get(), options.dpi, maxPixels);
-  return dib;
-}
-
-// The conversion leaves its widened copy of a palette image behind; the scope takes it back.
-host::OwnedBlock Convert(tagHANDLE* source, const ResampleOptions& options, bool quiet) {
-  host::LeftBehind scope;
-  tagHANDLE* result = nullptr;
-  BeginProgress(quiet);
-  const int status = ConvertResolution(source, &result, ReportProgress,
-                                       static_cast<unsigned short>(options.dpi), options.threshold);
-  EndProgress();
-  if (Interrupted()) {
-    throw host::Cancelled();
-  }
-  if (status != CNV_OK) {
-    throw Failure(StatusText(status), status == CNV_NO_MEMORY ? EXIT_CODE_RETRY : EXIT_CODE_FAILED);
-  }
-  if (result == nullptr) {
-    throw Failure("there is not enough memory for the colour reduction", EXIT_CODE_RETRY);
-  }
-  scope.Keep(result);
-  host::OwnedBlock owned(result);
-  // The colour reduction makes its image anew, without a resolution.
-  const int32_t pels = PelsPerMeter(options.dpi);
-  SetResolution(owned.get(), pels, pels);
-  return owned;
+  own.maxPixels = maxPixels;
+  return {[own](const host::PageDescription& page) { return PlanResampling(page, own); },
+          [own](host::Page& page, const host::ProgressHook& progress) {
+            page.Resample(own, progress);
+          }};
 }
 
 }  // namespace
 
-void AddResample(CLI::App& app, const CommonOptions& common, Work& work) {
-  constexpr unsigned kMostDpi = 65535;
-  constexpr int kMostThreshold = 256;
-  auto options = std::make_shared<ResampleOptions>();
-  CLI::App* command =
-      AddConversion(app, work, "resample",
-                    "Convert a bitmap file to another resolution; its physical size stays the same",
-                    [options, &common](host::BitmapFile& file, const ConversionOptions& shared) {
-                      const host::OwnedBlock source = Load(file, *options, shared.maxPixels);
-                      return Convert(source.get(), *options, common.quiet);
-                    });
-  command->footer("Images of 16 and 32 bits are converted at 24 bits.");
-  command->add_option("--dpi", options->dpi, "Dots per inch of the result")
-      ->required()
-      ->check(CLI::Range(1U, kMostDpi));
-  command
-      ->add_option("--from-dpi", options->fromDpi, "Dots per inch of the input, whatever it says")
-      ->check(CLI::Range(1U, kMostDpi));
-  command
-      ->add_option("--threshold", options->threshold,
-                   "1-bit images: darkness, 0 to 256, from which on a pixel is black")
-      ->check(CLI::Range(0, kMostThreshold))
-      ->capture_default_str();
+Subcommand MakeResample(const CommonOptions& common) {
+  auto own = std::make_shared<host::ResampleOptions>();
+  own->dpi = 0;  // not given
+  return MakeConversion(
+      {"resample",
+       "Converts pages to another resolution; their physical size stays the same.",
+       ResampleGroup(*own),
+       {"Pages keep their depth, but those of 16 and 32 bits become 24 bits, and those of 4 bits 8 "
+        "bits. No page and no result may be wider or higher than 65535 pixels, and no palette page "
+        "in colour wider than 21844."},
+       "A palette page in colour takes 3 bytes more for each of its pixels and for each of the "
+       "result's, and a page of 16 or 32 bits 3 bytes more for each of its own.",
+       {"dibkit resample --dpi 300 -o page-300.tif page.tif",
+        "dibkit resample --dpi 300 --format png --output-dir out --recursive scans",
+        "dibkit resample --dpi 200 -o page-%03d.png book.tif"},
+       [own](const ConversionOptions& options) { return Resampling(*own, options.maxPixels); }},
+      common);
 }
 
 }  // namespace dibkit::tool

@@ -1,23 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// dibkit to24: any bitmap file at 24 bits.
-#include <CLI/CLI.hpp>
-
-#include "conversion.h"
-#include "dibkit/host/conversion.h"
+// dibkit to24: pages at 24 bits.
+#include "convert/conversion_subcommand.h"
 
 namespace dibkit::tool {
 
-void AddTo24(CLI::App& app, Work& work) {
-  AddConversion(app, work, "to24", "Convert a bitmap file to 24 bits",
-                [](host::BitmapFile& file, const ConversionOptions&) {
-                  return host::To24Bits(file.ReadDib());
-                })
-      ->footer(
-          "Channels of fewer than 8 bits go to the top bits of their byte and are not rescaled:\n"
-          "where the file has channel masks, white may read 192 to 252 (128 in a channel of one\n"
-          "bit). 16-bit pixels without masks get their low bits set, and white reads 255. Alpha\n"
-          "is dropped.");
+Subcommand MakeTo24(const CommonOptions& common) {
+  return MakeConversion(
+      {"to24",
+       "Converts pages to 24 bits: 8 each for red, green and blue.",
+       {},
+       {"Channels of fewer than 8 bits, which only BMP files have, go to the top bits of their "
+        "byte "
+        "and are not rescaled: where the file has channel masks, white may read 192 to 252, and "
+        "128 "
+        "in a channel of one bit. 16-bit pixels without masks get their low bits set, and white "
+        "reads 255."},
+       "",
+       {"dibkit to24 -o page.png form.bmp", "dibkit to24 --output-dir out *.tif"},
+       [](const ConversionOptions&) {
+         return Conversion{
+             [](const host::PageDescription& page) { return PlanAtDepth(page, 24); },
+             [](host::Page& page, const host::ProgressHook& progress) { page.To24(progress); }};
+       }},
+      common);
 }
 
 }  // namespace dibkit::tool

@@ -7,8 +7,8 @@
 // and its command, separated by tabs; the words of the command are separated by single spaces and
 // no shell sees them. The contenders of a task take turns; the first turn of each is not counted.
 // Prints for each contender, separated by tabs: task, contender, the medians of CPU milliseconds,
-// of wall milliseconds and of the peak memory in KiB, and the size of its result in bytes. A command
-// that fails gets "failed" instead.
+// of wall milliseconds and of the peak memory in KiB, and the size of its result in bytes. A
+// command that fails gets "failed" instead.
 //
 // The second form reads IN and writes so many bytes to OUT, as plainly as a process can: the floor
 // of what works on files.

@@ -67,6 +67,20 @@ void BitmapFile::CheckConvertible() const {
   CheckBlock(PresentationOf(bitmap, bitmap.pixelBytes));
 }
 
+bool BitmapFile::HasGreyTable() {
+  if (description_.bitCount == 0 || description_.bitCount > 8) {
+    return false;
+  }
+  std::vector<unsigned char> table = ReadTable();
+  table.resize(std::min(table.size(), size_t{4} << description_.bitCount));
+  for (size_t at = 0; at < table.size(); at += 4) {
+    if (table[at] != table[at + 1] || table[at] != table[at + 2]) {
+      return false;
+    }
+  }
+  return !table.empty();
+}
+
 OwnedBlock BitmapFile::ReadDib() { return ReadBlock(false); }
 
 OwnedBlock BitmapFile::ReadBottomUpDib() { return ReadBlock(true); }

@@ -191,8 +191,18 @@ void OutputFile::MoveIntoPlace() {
   temporary_.clear();
 }
 
+// A file that has its name is a complete one after the machine has failed, too.
+void OutputFile::Sync() const {
+  const bool kept =
+      temporary_.empty() || fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
+  if (!kept) {
+    throw FileError("cannot write", errno);
+  }
+}
+
 void OutputFile::Commit() {
   StopIf(cancelled_);
+  Sync();
   if (descriptor_ > STDERR_FILENO) {
     const int descriptor = descriptor_;
     descriptor_ = -1;

@@ -27,11 +27,15 @@ Compression CompressionOf(const BitmapDescription& bitmap) {
   }
 }
 
-std::string ColourOf(const BitmapDescription& bitmap) {
-  if (bitmap.bitCount == 1) {
-    return "bilevel";
+std::string ColourOf(BitmapFile& file) {
+  const uint16_t bits = file.Description().bitCount;
+  if (bits == 0 || bits > 8) {
+    return "RGB";
   }
-  return bitmap.bitCount <= 8 ? "palette" : "RGB";
+  if (!file.HasGreyTable()) {
+    return "palette";
+  }
+  return bits == 1 ? "bilevel" : "grey";
 }
 
 // Of the DIB that Normalized makes.
@@ -55,7 +59,7 @@ uint64_t WorkBytes(const BitmapDescription& bitmap) {
 class BmpReader : public ImageReader {
  public:
   BmpReader(std::unique_ptr<ByteSource> source, const ReadOptions& options)
-      : file_(std::move(source), options.maxPixels) {}
+      : file_(std::move(source), options.maxPixels), colour_(ColourOf(file_)) {}
 
   ImageFormat Format() const override { return ImageFormat::kBmp; }
   uint32_t PageCount() override { return 1; }
@@ -68,11 +72,12 @@ class BmpReader : public ImageReader {
     description.height = bitmap.height;
     description.storedBits = bitmap.bitCount;
     description.bitCount = DibBits(bitmap);
-    description.colour = ColourOf(bitmap);
+    description.colour = colour_;
     description.compression = CompressionOf(bitmap);
     description.compressionText = CompressionName(bitmap.compression);
     description.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
     description.workBytes = WorkBytes(bitmap);
+    description.obstacle = Obstacle();
     return description;
   }
 
@@ -85,6 +90,15 @@ class BmpReader : public ImageReader {
   }
 
  private:
+  std::string Obstacle() const {
+    try {
+      file_.CheckConvertible();
+      return "";
+    } catch (const ImageError& error) {
+      return error.what();
+    }
+  }
+
   static void RequirePage(uint32_t page) {
     if (page != 0) {
       throw ImageError(ImageFault::kNoSuchPage, "a BMP file has one page only");
@@ -92,6 +106,7 @@ class BmpReader : public ImageReader {
   }
 
   BitmapFile file_;
+  const std::string colour_;  // the table of a pipe can be looked at only before its rows are read
 };
 
 }  // namespace

@@ -27,7 +27,7 @@ extern const Codec kJpegCodec;
 
 // What adapters share.
 
-// Throws kNotHeld where Holds() is false of the page.
+// As the one of image_writer.h, of a page.
 void RequireHeld(ImageFormat format, Compression compression, const DibView& dib);
 
 // Throws kNotHeld for a second page of a format that has one.

@@ -195,18 +195,21 @@ std::unique_ptr<ImageWriter> MakeWriter(ImageFormat format, ByteSink& sink) {
   return Require(format).make(sink);
 }
 
-void RequireHeld(ImageFormat format, Compression compression, const DibView& dib) {
-  const unsigned bits = dib.BitCount();
-  if (Holds(format, compression, bits, dib.HasGreyTable())) {
+void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount, bool greyTable) {
+  if (Holds(format, compression, bitCount, greyTable)) {
     return;
   }
-  const bool atAnyRate = Holds(format, UsualCompression(format, bits), bits, dib.HasGreyTable());
+  const bool atAnyRate = Holds(format, UsualCompression(format, bitCount), bitCount, greyTable);
   throw ImageError(
       ImageFault::kNotHeld,
-      std::string(FormatName(format)) + " files cannot hold " + std::to_string(bits) +
+      std::string(FormatName(format)) + " files cannot hold " + std::to_string(bitCount) +
           "-bit images" +
           (atAnyRate ? std::string(" with ") + CompressionName(compression) + " compression"
                      : std::string()));
+}
+
+void RequireHeld(ImageFormat format, Compression compression, const DibView& dib) {
+  RequireHeld(format, compression, dib.BitCount(), dib.HasGreyTable());
 }
 
 void RefuseSecondPage(ImageFormat format) {

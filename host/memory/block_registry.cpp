@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "memory/block_registry.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 
@@ -24,21 +21,6 @@ bool Contains(std::span<tagHANDLE* const> handles, tagHANDLE* handle) {
   return std::find(handles.begin(), handles.end(), handle) != handles.end();
 }
 
-// Large blocks are asked for in the system's large pages, where it has them: a page of an image is
-// otherwise ten thousand faults, and they take as long as decoding a JPEG file. A wish only.
-void PreferLargePages(unsigned char* data, unsigned bytes) {
-#ifdef MADV_HUGEPAGE
-  constexpr unsigned kWorthIt = 4U << 20;
-  if (bytes < kWorthIt) {
-    return;
-  }
-  const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto address = reinterpret_cast<uintptr_t>(data);
-  const size_t skipped = (page - address % page) % page;
-  static_cast<void>(madvise(data + skipped, (bytes - skipped) / page * page, MADV_HUGEPAGE));
-#endif
-}
-
 }  // namespace
 
 BlockRegistry& BlockRegistry::Instance() {
@@ -56,23 +38,41 @@ tagHANDLE* BlockRegistry::UnusedHandle() {
 }
 
 tagHANDLE* BlockRegistry::Allocate(unsigned bytes) {
-  // A block of no bytes has an address as well. calloc takes large blocks from the system as they
-  // are, zero and untouched.
-  std::unique_ptr<unsigned char, FreeBytes> data(
-      static_cast<unsigned char*>(std::calloc(std::max(bytes, 1U), 1)));
-  if (!data) {
+  ZeroedMemory memory(bytes);
+  if (memory.Data() == nullptr) {
     return nullptr;
   }
-  PreferLargePages(data.get(), bytes);
   const uint64_t thread = ThisThread();
   const std::lock_guard guard(mutex_);
   tagHANDLE* handle = UnusedHandle();
-  blocks_.emplace(handle, Block{std::move(data), bytes, 0, nextSerial_, thread});
+  const auto entry =
+      blocks_.emplace(handle, Block{std::move(memory), bytes, 0, nextSerial_, thread}).first;
   ++nextSerial_;
-  ++counters_.liveBlocks;
-  counters_.liveBytes += bytes;
-  counters_.peakBytes = std::max(counters_.peakBytes, counters_.liveBytes);
+  CountIn(entry->second);
   return handle;
+}
+
+void BlockRegistry::CountIn(const Block& block) {
+  ++counters_.liveBlocks;
+  counters_.liveBytes += block.bytes;
+  counters_.peakBytes = std::max(counters_.peakBytes, counters_.liveBytes);
+  for (ThreadTally* tally : tallies_) {
+    if (tally->thread == block.thread) {
+      tally->liveBytes += block.bytes;
+      tally->peakBytes = std::max(tally->peakBytes, tally->liveBytes);
+    }
+  }
+}
+
+void BlockRegistry::CountOut(const Block& block) {
+  --counters_.liveBlocks;
+  counters_.liveBytes -= block.bytes;
+  counters_.locks -= block.locks;
+  for (ThreadTally* tally : tallies_) {
+    if (tally->thread == block.thread && block.serial >= tally->since) {
+      tally->liveBytes -= block.bytes;
+    }
+  }
 }
 
 void* BlockRegistry::Lock(tagHANDLE* handle) {
@@ -83,7 +83,7 @@ void* BlockRegistry::Lock(tagHANDLE* handle) {
   }
   ++block->second.locks;
   ++counters_.locks;
-  return block->second.data.get();
+  return block->second.memory.Data();
 }
 
 unsigned BlockRegistry::Unlock(tagHANDLE* handle) {
@@ -97,9 +97,7 @@ unsigned BlockRegistry::Unlock(tagHANDLE* handle) {
 }
 
 BlockRegistry::Blocks::iterator BlockRegistry::Remove(Blocks::iterator block) {
-  --counters_.liveBlocks;
-  counters_.liveBytes -= block->second.bytes;
-  counters_.locks -= block->second.locks;
+  CountOut(block->second);
   return blocks_.erase(block);
 }
 
@@ -130,6 +128,28 @@ MemoryCounters BlockRegistry::Counters() {
 void BlockRegistry::ResetPeak() {
   const std::lock_guard guard(mutex_);
   counters_.peakBytes = counters_.liveBytes;
+}
+
+void BlockRegistry::StartTally(ThreadTally& tally) {
+  const uint64_t thread = ThisThread();
+  const std::lock_guard guard(mutex_);
+  tally = {thread, nextSerial_, 0, 0};
+  tallies_.push_back(&tally);
+}
+
+void BlockRegistry::StopTally(const ThreadTally& tally) noexcept {
+  const std::lock_guard guard(mutex_);
+  tallies_.erase(std::find(tallies_.begin(), tallies_.end(), &tally));
+}
+
+ThreadTally BlockRegistry::ReadTally(const ThreadTally& tally) {
+  const std::lock_guard guard(mutex_);
+  return tally;
+}
+
+void BlockRegistry::ResetPeak(ThreadTally& tally) {
+  const std::lock_guard guard(mutex_);
+  tally.peakBytes = tally.liveBytes;
 }
 
 uint64_t BlockRegistry::NextSerial() {

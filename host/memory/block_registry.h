@@ -5,8 +5,6 @@
 #define DIBKIT_HOST_MEMORY_BLOCK_REGISTRY_H
 
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -15,8 +13,17 @@
 
 #include "dibkit/host/global_memory.h"
 #include "dibkit/host/left_behind.h"
+#include "memory/zeroed_memory.h"
 
 namespace dibkit::host {
+
+// What a ThreadMemory has counted, of blocks of `thread` with a serial number of `since` or more.
+struct ThreadTally {
+  uint64_t thread = 0;
+  uint64_t since = 0;
+  uint64_t liveBytes = 0;
+  uint64_t peakBytes = 0;
+};
 
 class BlockRegistry {
  public:
@@ -35,6 +42,13 @@ class BlockRegistry {
   MemoryCounters Counters();
   void ResetPeak();
 
+  // Counts into `tally`, for blocks that this thread allocates from now on, until StopTally.
+  void StartTally(ThreadTally& tally);
+  void StopTally(const ThreadTally& tally) noexcept;
+  // A copy, read at one moment.
+  ThreadTally ReadTally(const ThreadTally& tally);
+  void ResetPeak(ThreadTally& tally);
+
   // The serial number that the next block will get.
   uint64_t NextSerial();
   // Blocks that this thread allocated with a serial number of `since` or more and that are not in
@@ -43,11 +57,8 @@ class BlockRegistry {
   size_t FreeOwnedSince(uint64_t since, std::span<tagHANDLE* const> kept) noexcept;
 
  private:
-  struct FreeBytes {
-    void operator()(unsigned char* bytes) const { std::free(bytes); }
-  };
   struct Block {
-    std::unique_ptr<unsigned char, FreeBytes> data;
+    ZeroedMemory memory;
     unsigned bytes;
     unsigned locks;
     uint64_t serial;
@@ -57,12 +68,15 @@ class BlockRegistry {
 
   tagHANDLE* UnusedHandle();
   Blocks::iterator Remove(Blocks::iterator block);
+  void CountIn(const Block& block);
+  void CountOut(const Block& block);
 
   std::mutex mutex_;
   Blocks blocks_;
   uintptr_t lastHandle_ = 0;
   uint64_t nextSerial_ = 1;
   MemoryCounters counters_{};
+  std::vector<ThreadTally*> tallies_;  // as many as there are pieces of work at a time: a few
 };
 
 }  // namespace dibkit::host

@@ -74,7 +74,7 @@ struct DocumentWriter::Parts {
   SaveOptions options;
   ImageFormat format;
   OutputFile file;
-  std::unique_ptr<ImageWriter> writer;
+  std::unique_ptr<ImageWriter> writer;  // null when the file is complete
 };
 
 DocumentWriter::DocumentWriter(const std::string& path, const SaveOptions& options) {
@@ -94,11 +94,19 @@ void DocumentWriter::Add(const Page& page) {
   });
 }
 
-void DocumentWriter::Commit() {
-  WithPageErrors([&] {
-    parts_->writer->Finish();
-    parts_->file.Commit();
+std::string DocumentWriter::Finish() {
+  return WithPageErrors([&] {
+    if (parts_->writer) {
+      parts_->writer->Finish();
+      parts_->writer.reset();
+    }
+    return parts_->file.TemporaryPath();
   });
+}
+
+void DocumentWriter::Commit() {
+  Finish();
+  WithPageErrors([&] { parts_->file.Commit(); });
 }
 
 }  // namespace dibkit::host

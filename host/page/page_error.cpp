@@ -18,6 +18,7 @@ PageFault FaultOf(ImageFault fault) {
     case ImageFault::kUnsupported:
       return PageFault::kUnsupported;
     case ImageFault::kTooManyPixels:
+      return PageFault::kTooManyPixels;
     case ImageFault::kTooLarge:
       return PageFault::kTooLarge;
     case ImageFault::kNoResolution:

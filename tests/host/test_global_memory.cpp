@@ -157,6 +157,88 @@ TEST(GlobalMemory, PeakIsKeptUntilItIsReset) {
   EXPECT_EQ(ReadMemoryCounters().peakBytes, before);
 }
 
+TEST(ThreadMemory, CountsWhatItsThreadAllocatesFromItsConstructionOn) {
+  const OwnedBlock before(GlobalAlloc(GHND, 7000));
+  ThreadMemory memory;
+  EXPECT_EQ(memory.LiveBytes(), 0U);
+  OwnedBlock first(GlobalAlloc(GHND, 1000));
+  OwnedBlock second(GlobalAlloc(GHND, 500));
+  EXPECT_EQ(memory.LiveBytes(), 1500U);
+  first.reset();
+  EXPECT_EQ(memory.LiveBytes(), 500U);
+  EXPECT_EQ(memory.PeakBytes(), 1500U);
+  memory.ResetPeak();
+  EXPECT_EQ(memory.PeakBytes(), 500U);
+}
+
+TEST(ThreadMemory, OlderBlocksAreNoneOfItsBusiness) {
+  OwnedBlock before(GlobalAlloc(GHND, 7000));
+  const ThreadMemory memory;
+  const OwnedBlock block(GlobalAlloc(GHND, 1000));
+  before.reset();
+  EXPECT_EQ(memory.LiveBytes(), 1000U);
+  EXPECT_EQ(memory.PeakBytes(), 1000U);
+}
+
+TEST(ThreadMemory, MayBeNested) {
+  const ThreadMemory outer;
+  const OwnedBlock first(GlobalAlloc(GHND, 1000));
+  {
+    const ThreadMemory inner;
+    const OwnedBlock second(GlobalAlloc(GHND, 200));
+    EXPECT_EQ(inner.PeakBytes(), 200U);
+    EXPECT_EQ(outer.LiveBytes(), 1200U);
+  }
+  EXPECT_EQ(outer.LiveBytes(), 1000U);
+  EXPECT_EQ(outer.PeakBytes(), 1200U);
+}
+
+TEST(ThreadMemory, OtherThreadsFreeItsBlocksAndAddNone) {
+  const ThreadMemory memory;
+  OwnedBlock block(GlobalAlloc(GHND, 1000));
+  OwnedBlock other;
+  uint64_t peakOfOther = 0;
+  std::thread([&] {
+    const ThreadMemory own;
+    other.reset(GlobalAlloc(GHND, 300));
+    block.reset();
+    peakOfOther = own.PeakBytes();
+  }).join();
+  EXPECT_EQ(memory.LiveBytes(), 0U);
+  EXPECT_EQ(memory.PeakBytes(), 1000U);
+  EXPECT_EQ(peakOfOther, 300U);
+}
+
+TEST(ThreadMemory, BlocksMayOutliveIt) {
+  OwnedBlock block;
+  {
+    const ThreadMemory memory;
+    block.reset(GlobalAlloc(GHND, 1000));
+  }
+  const ThreadMemory memory;
+  block.reset();
+  EXPECT_EQ(memory.LiveBytes(), 0U);
+}
+
+TEST(ThreadMemory, SeveralThreadsEachCountTheirOwn) {
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (unsigned t = 1; t <= 4; ++t) {
+    threads.emplace_back([&wrong, t] {
+      for (unsigned i = 0; i < 500; ++i) {
+        const ThreadMemory memory;
+        { const OwnedBlock large(GlobalAlloc(GHND, 1000 * t)); }
+        const OwnedBlock small(GlobalAlloc(GHND, t));
+        wrong += memory.PeakBytes() == 1000 * t && memory.LiveBytes() == t ? 0 : 1;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(wrong, 0);
+}
+
 TEST(GlobalMemory, ThreadsMayAllocateLockAndFreeAtOnce) {
   constexpr int kThreads = 4;
   constexpr unsigned kRounds = 2000;

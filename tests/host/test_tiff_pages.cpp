@@ -251,7 +251,7 @@ TEST(TiffPages, AStreamIsNotReadFurtherThanPagesCanNeed) {
     document.Read(0);
     ADD_FAILURE();
   } catch (const PageError& error) {
-    EXPECT_EQ(error.Fault(), PageFault::kTooLarge);
+    EXPECT_EQ(error.Fault(), PageFault::kTooManyPixels);
     EXPECT_LT(stream.tellg(), 70'000'000);
   }
 }

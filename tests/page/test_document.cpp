@@ -56,6 +56,18 @@ TEST(DocumentWriters, RefuseASecondPageWhereThereIsNoPlace) {
   EXPECT_TRUE(directory.Names().empty());
 }
 
+TEST(DocumentWriters, ShowAFinishedFileBeforeItAppears) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  DocumentWriter writer(out);
+  writer.Add(Page::FromBytes(BitmapBuilder().Build()));
+  const Bytes finished = test::ReadFile(writer.Finish());
+  EXPECT_NE(directory.Names(), std::vector<std::string>{"out.bmp"});
+  writer.Commit();
+  EXPECT_EQ(test::ReadFile(out), finished);
+  EXPECT_EQ(directory.Names(), std::vector<std::string>{"out.bmp"});
+}
+
 TEST(DocumentWriters, LeaveNothingWithoutACommit) {
   const TemporaryDirectory directory;
   {

@@ -176,7 +176,7 @@ TEST_F(Pages, AFailureLeavesThePageAsItWas) {
       {PageFault::kBadArgument, [&] { page.SetDpi(0); }},
       {PageFault::kTooLarge, [&] { page.Resample({.dpi = 65535, .fromDpi = 1}); }},
       {PageFault::kTooLarge, [&] { page.Resample({.dpi = 1}); }},
-      {PageFault::kTooLarge, [&] { page.Resample({.dpi = 600, .maxPixels = 4000}); }},
+      {PageFault::kTooManyPixels, [&] { page.Resample({.dpi = 600, .maxPixels = 4000}); }},
       {PageFault::kCancelled, [&] { page.Resample({}, [](unsigned) { return false; }); }},
       {PageFault::kCancelled, [&] { page.To16([](unsigned) { return false; }); }},
       {PageFault::kCancelled, [&] { page.To16([](unsigned p) { return p < 100; }); }}};
@@ -321,9 +321,9 @@ TEST_F(Pages, LimitsHoldBeforeAnythingIsAllocated) {
   file.pixels = Bytes{};
   ResetPeakBytes();
   const uint64_t before = ReadMemoryCounters().peakBytes;
-  EXPECT_EQ(FaultOf([&] { PageOf(file); }), PageFault::kTooLarge);
+  EXPECT_EQ(FaultOf([&] { PageOf(file); }), PageFault::kTooManyPixels);
   EXPECT_EQ(FaultOf([&] { Page::FromBytes(FileOf(8, 100, 100).Build(), {.maxPixels = 9999}); }),
-            PageFault::kTooLarge);
+            PageFault::kTooManyPixels);
   EXPECT_EQ(ReadMemoryCounters().peakBytes, before);
 }
 

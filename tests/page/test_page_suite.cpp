@@ -47,6 +47,7 @@ void ExpectFault(const SuiteFile& file) {
   } catch (const host::PageError& error) {
     EXPECT_TRUE(error.Fault() == host::PageFault::kDamaged ||
                 error.Fault() == host::PageFault::kUnsupported ||
+                error.Fault() == host::PageFault::kTooManyPixels ||
                 error.Fault() == host::PageFault::kTooLarge ||
                 error.Fault() == host::PageFault::kNotAnImage)
         << error.what();

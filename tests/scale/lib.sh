@@ -29,8 +29,9 @@ convert() {
     --output-dir "$output" --report "$report" "$@")
 }
 
-# hashes FOLDER: every file below it with its SHA-256, sorted.
-hashes() { (cd "$1" && find . -type f | sort | xargs sha256sum); }
+# hashes FOLDER: every file below it with its SHA-256, sorted. SIGKILL leaves the hidden file that a
+# page was being written to.
+hashes() { (cd "$1" && find . -type f ! -name '.dibkit-*.tmp' | sort | xargs sha256sum); }
 
 # hashes_in REPORT...: output names and hashes as the reports tell them, sorted.
 hashes_in() {

@@ -65,6 +65,9 @@ void Process::RunChild(const Start& start) {
                                                    : open(start.outputPath.c_str(), O_WRONLY));
   Redirect(STDERR_FILENO, start.terminal ? open(ptsname(terminal_), O_RDWR | O_NOCTTY)
                                          : CreateFile(directory_.Path("err")));
+  if (!start.folder.empty() && chdir(start.folder.c_str()) != 0) {
+    _exit(125);
+  }
   if (start.addressSpace) {
     const rlimit limit{static_cast<rlim_t>(*start.addressSpace),
                        static_cast<rlim_t>(*start.addressSpace)};
@@ -173,6 +176,16 @@ Outcome Process::Wait() {
     outcome.err = terminalText_;
   }
   return outcome;
+}
+
+bool Outcome::Tells(const std::string& text) const {
+  std::string unbroken;
+  for (const char c : out) {
+    if ((c != '\n' && c != ' ') || !unbroken.ends_with(' ')) {
+      unbroken += c == '\n' ? ' ' : c;
+    }
+  }
+  return unbroken.find(text) != std::string::npos;
 }
 
 Outcome RunTool(const Start& start) { return Process(start).Wait(); }

@@ -20,6 +20,9 @@ struct Outcome {
   std::string out;
   std::string err;
   uint64_t peakKilobytes = 0;  // resident
+
+  // True when the text is there, broken between words in whatever way.
+  bool Tells(const std::string& text) const;
 };
 
 // How a process begins. Standard input is empty unless one of the fields says otherwise.
@@ -28,6 +31,7 @@ struct Start {
   std::string inputPath = "/dev/null";
   bool inputPipe = false;                  // keeps a pipe open; see Process::Feed
   std::string outputPath;                  // otherwise caught
+  std::string folder;                      // to work in; otherwise the test's own
   bool terminal = false;                   // standard error is a terminal
   std::optional<uint64_t> addressSpace{};  // limit in bytes
 };

@@ -18,7 +18,7 @@ class Failures : public testing::Test {
   void ExpectFailure(const BitmapBuilder& file, const std::string& message,
                      std::vector<std::string> options = {}) {
     const std::string in = directory_.Write("in.bmp", file.Build());
-    std::vector<std::string> arguments{"resample", in, directory_.Path("out.bmp")};
+    std::vector<std::string> arguments{"resample", "-o", directory_.Path("out.bmp"), in};
     if (std::find(options.begin(), options.end(), "--dpi") == options.end()) {
       options.insert(options.end(), {"--dpi", "200"});
     }
@@ -40,7 +40,10 @@ BitmapBuilder With(const std::function<void(BitmapBuilder&)>& change) {
 }
 
 TEST_F(Failures, UnsoundFiles) {
-  ExpectFailure(With([](auto& file) { file.magic = {'P', '6'}; }), "not a bitmap file");
+  ExpectFailure(With([](auto& file) {
+                  file.magic = {'P', '6'};
+                }),
+                "not a BMP, TIFF, PNG or JPEG file");
   ExpectFailure(With([](auto& file) { file.headerBytes = 66; }),
                 "there is no bitmap header of 66 bytes");
   ExpectFailure(With([](auto& file) { file.planes = 3; }), "the number of planes is 3, not 1");
@@ -80,19 +83,21 @@ TEST_F(Failures, UnsoundFiles) {
                   file.height = 46341;
                   file.pixels = Bytes(100);
                 }),
-                "the rows need 2147627304 bytes, but the file holds 100 of them");
+                "the rows need 2147627304 bytes, but the file holds 100 of them",
+                {"--max-pixels", "3000000000"});
   ExpectFailure(With([](auto& file) {
                   file.compression = 1;
-                  file.sizeImage = 100;
+                  file.sizeImage = 20;
                 }),
-                "the compressed pixels need 100 bytes, but the file holds 12 of them");
+                "the compressed pixels need 20 bytes, but the file holds 12 of them");
 }
 
 TEST_F(Failures, FilesThatEndInTheirHeaders) {
   Bytes bytes = BitmapBuilder().Build();
   bytes.resize(30);
   const std::string in = directory_.Write("in.bmp", bytes);
-  const Outcome outcome = RunTool({"resample", "--dpi", "200", in, directory_.Path("out.bmp")});
+  const Outcome outcome =
+      RunTool({"resample", "--dpi", "200", "-o", directory_.Path("out.bmp"), in});
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_EQ(outcome.err, "dibkit: " + in + ": the file ends inside its headers, after 30 bytes\n");
 }
@@ -118,16 +123,25 @@ TEST_F(Failures, ImagesThatCannotBeConverted) {
 }
 
 TEST_F(Failures, MissingAndImpossibleResolutions) {
-  const auto message = [](const std::string& x, const std::string& y) {
-    return "the file does not give a usable resolution (" + x + " x " + y +
-           " pixels per metre); say what it is with --from-dpi";
+  const std::string missing = "the file gives no resolution; say what it is with --from-dpi N";
+  const auto absurd = [](const std::string& x, const std::string& y) {
+    return "the file gives a resolution that cannot be, " + x + " x " + y +
+           " per metre; say what it is with --from-dpi N";
   };
-  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = file.yPelsPerMeter = 0; }),
-                message("0", "0"));
-  ExpectFailure(With([](auto& file) { file.yPelsPerMeter = 38; }), message("11811", "38"));
-  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = -11811; }), message("-11811", "11811"));
-  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = 2580315; }),
-                message("2580315", "11811"));
+  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = file.yPelsPerMeter = 0; }), missing);
+  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = -11811; }), missing);
+  ExpectFailure(With([](auto& file) { file.yPelsPerMeter = 38; }), absurd("11811", "38"));
+  ExpectFailure(With([](auto& file) { file.xPelsPerMeter = 2580315; }), absurd("2580315", "11811"));
+}
+
+// Such as 1 dpi, which some programs write where they know nothing.
+TEST_F(Failures, ResolutionsThatMakeTheResultTooLarge) {
+  ExpectFailure(With([](auto& file) {
+                  file.width = 2000;
+                  file.xPelsPerMeter = file.yPelsPerMeter = 40;
+                }),
+                "at 200 dpi the result would have more than 65535 columns; the file gives 1 dpi, "
+                "if that is wrong say what it is with --from-dpi N");
 }
 
 TEST_F(Failures, SidesThatAreTooLong) {
@@ -178,14 +192,17 @@ TEST_F(Failures, MorePixelsThanAllowed) {
   BitmapBuilder file;
   file.width = 100;
   file.height = 100;
-  ExpectFailure(file, "the image has 100 x 100 pixels, more than the 9999 that --max-pixels allows",
+  ExpectFailure(file,
+                "the image has 100 x 100 pixels, more than the 9999 that are allowed; "
+                "--max-pixels N allows more",
                 {"--max-pixels", "9999"});
   ExpectFailure(file,
-                "the result has 200 x 200 pixels, more than the 39999 that --max-pixels allows",
+                "the result has 200 x 200 pixels, more than the 39999 that are allowed; "
+                "--max-pixels N allows more",
                 {"--max-pixels", "39999", "--dpi", "600"});
   ExpectFailure(file,
-                "the result has 40000 x 40000 pixels, more than the 1000000000 that --max-pixels "
-                "allows",
+                "the result has 40000 x 40000 pixels, more than the 250000000 that are allowed; "
+                "--max-pixels N allows more",
                 {"--from-dpi", "100", "--dpi", "40000"});
 }
 
@@ -201,7 +218,8 @@ TEST_F(Failures, ResultsThatNoBlockCanHold) {
 
 TEST_F(Failures, InputsThatDoNotOpen) {
   const std::string in = directory_.Path("none.bmp");
-  const Outcome outcome = RunTool({"resample", "--dpi", "200", in, directory_.Path("out.bmp")});
+  const Outcome outcome =
+      RunTool({"resample", "--dpi", "200", "-o", directory_.Path("out.bmp"), in});
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_EQ(outcome.err, "dibkit: " + in + ": cannot open: No such file or directory\n");
 }
@@ -209,7 +227,7 @@ TEST_F(Failures, InputsThatDoNotOpen) {
 TEST_F(Failures, OutputsThatCannotBeWritten) {
   const std::string in = directory_.Write("in.bmp", BitmapBuilder().Build());
   const std::string out = directory_.Path("none/out.bmp");
-  const Outcome outcome = RunTool({"resample", "--dpi", "300", in, out});
+  const Outcome outcome = RunTool({"resample", "--dpi", "300", "-fo", out, in});
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_EQ(outcome.err, "dibkit: " + out + ": cannot write: No such file or directory\n");
 }
@@ -219,19 +237,19 @@ TEST_F(Failures, AFailureLeavesAnOlderOutputAsItWas) {
   file.pixels = Bytes(5);
   const std::string in = directory_.Write("in.bmp", file.Build());
   const std::string out = directory_.Write("out.bmp", Bytes{1, 2, 3});
-  EXPECT_EQ(RunTool({"resample", "--dpi", "300", in, out}).exitCode, 1);
+  EXPECT_EQ(RunTool({"resample", "--dpi", "300", "-fo", out, in}).exitCode, 1);
   EXPECT_EQ(ReadFile(out), (Bytes{1, 2, 3}));
   EXPECT_EQ(directory_.Names(), (Names{"in.bmp", "out.bmp"}));
 }
 
 TEST_F(Failures, AFullDiskIsWorthAnotherTry) {
   const std::string in = directory_.Write("in.bmp", BitmapBuilder().Build());
-  const Outcome file = RunTool({"resample", "--dpi", "300", in, "/dev/full"});
+  const Outcome file = RunTool({"resample", "--dpi", "300", "-o", "/dev/full", in});
   EXPECT_EQ(file.exitCode, 75);
   EXPECT_EQ(file.err, "dibkit: /dev/full: cannot write: No space left on device\n");
   Start start;
   start.outputPath = "/dev/full";
-  start.arguments = {"resample", "--dpi", "300", in, "-"};
+  start.arguments = {"resample", "--dpi", "300", "-o", "-", in};
   EXPECT_EQ(RunTool(start).exitCode, 75);
   start.arguments = {"info", in};
   EXPECT_EQ(RunTool(start).exitCode, 75);
@@ -247,11 +265,15 @@ TEST_F(Failures, TooLittleMemoryIsWorthAnotherTry) {
   const std::string in = directory_.Write("in.bmp", file.Build());
   Start start;
   start.arguments = {
-      "resample", "--from-dpi", "100", "--dpi", "15000", in, directory_.Path("out.bmp")};
+      "resample", "--from-dpi", "100", "--dpi", "15000", "-o", directory_.Path("out.bmp"), in};
   start.addressSpace = 256U << 20;
   const Outcome outcome = RunTool(start);
   EXPECT_EQ(outcome.exitCode, 75);
-  EXPECT_EQ(outcome.err, "dibkit: " + in + ": there is not enough memory for the conversion\n");
+  EXPECT_NE(outcome.err.find("MiB that this machine has to spare"), std::string::npos);
+  start.arguments.insert(start.arguments.end(), {"--memory", "100G"});
+  const Outcome tried = RunTool(start);
+  EXPECT_EQ(tried.exitCode, 75);
+  EXPECT_EQ(tried.err, "dibkit: " + in + ": there is not enough memory for the conversion\n");
   EXPECT_EQ(directory_.Names(), Names{"in.bmp"});
 }
 
@@ -261,20 +283,21 @@ TEST_F(Failures, ALargeClaimOnAPipeTakesNoMemory) {
   file.width = file.height = 26754;  // 2 GiB
   file.pixels = Bytes(46);
   Start start;
-  start.arguments = {"resample", "--dpi", "200", "-", "-"};
+  start.arguments = {"resample", "--dpi", "200", "-o", "-", "-"};
   start.inputPath = directory_.Write("in.bmp", file.Build());
   EXPECT_EQ(RunTool(start).exitCode, 1);
-  start.arguments = {"info", "/dev/stdin"};
+  start.arguments = {"normalize", "--max-pixels", "1000000000", "--memory",
+                     "100G",      "-o",           "-",          "/dev/stdin"};
   start.inputPipe = true;
-  if (!IsSanitized()) {
-    start.addressSpace = 256U << 20;
-  }
   Process process(start);
   process.Feed(file.Build());
   process.CloseInput();
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_NE(outcome.err.find("the file holds 46 of them"), std::string::npos) << outcome.err;
+  if (!IsSanitized()) {
+    EXPECT_LT(outcome.peakKilobytes, 20'000U);
+  }
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ TEST(Resample, WritesWhatTheLibraryMakesOfEveryKind) {
   for (const BitmapBuilder& file : EveryKind()) {
     const std::string in = directory.Write("in.bmp", file.Build());
     for (const unsigned short dpi : std::initializer_list<unsigned short>{72, 200, 300, 600}) {
-      const Outcome outcome = RunTool({"resample", "--dpi", std::to_string(dpi), in, out});
+      const Outcome outcome = RunTool({"resample", "--dpi", std::to_string(dpi), "-fo", out, in});
       EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
       EXPECT_EQ(outcome.out, "");
       EXPECT_EQ(outcome.err, "");
@@ -74,7 +74,7 @@ TEST(Resample, TheResultHasItsSizeAndResolution) {
   const std::string out = directory.Path("out.bmp");
   for (const BitmapBuilder& file : EveryKind()) {
     const std::string in = directory.Write("in.bmp", file.Build());
-    ASSERT_EQ(RunTool({"resample", "--dpi", "150", in, out}).exitCode, 0);
+    ASSERT_EQ(RunTool({"resample", "--dpi", "150", "-fo", out, in}).exitCode, 0);
     const auto result = host::BitmapFile::Open(out).Description();
     EXPECT_EQ(result.width, 22U);
     EXPECT_EQ(result.height, 15U);
@@ -92,7 +92,7 @@ TEST(Resample, TheSameResolutionKeepsGreyAndTrueColourPixels) {
     file.width = 40;
     file.bitCount = bits;
     const std::string in = directory.Write("in.bmp", file.Build());
-    ASSERT_EQ(RunTool({"resample", "--dpi", "300", in, out}).exitCode, 0);
+    ASSERT_EQ(RunTool({"resample", "--dpi", "300", "-fo", out, in}).exitCode, 0);
     const Bytes result = ReadFile(out);
     const Bytes pixels = file.Pixels();
     EXPECT_EQ(Bytes(result.end() - static_cast<std::ptrdiff_t>(pixels.size()), result.end()),
@@ -106,10 +106,10 @@ TEST(Resample, TheThresholdReachesTheConversion) {
   const std::string in = directory.Write("in.bmp", file.Build());
   const std::string out = directory.Path("out.bmp");
   for (const int threshold : {0, 60, 128, 200, 256}) {
-    ASSERT_EQ(
-        RunTool({"resample", "--dpi", "200", "--threshold", std::to_string(threshold), in, out})
-            .exitCode,
-        0);
+    ASSERT_EQ(RunTool({"resample", "--dpi", "200", "--threshold", std::to_string(threshold), "-fo",
+                       out, in})
+                  .exitCode,
+              0);
     EXPECT_EQ(ReadFile(out), LibraryResult(in, 200, threshold)) << threshold;
   }
 }
@@ -120,13 +120,14 @@ TEST(Resample, FromDpiStandsInForWhatTheFileSays) {
   file.width = file.height = 30;
   const std::string sound = directory.Write("sound.bmp", file.Build());
   const std::string out = directory.Path("out.bmp");
-  ASSERT_EQ(RunTool({"resample", "--dpi", "100", sound, out}).exitCode, 0);
+  ASSERT_EQ(RunTool({"resample", "--dpi", "100", "-o", out, sound}).exitCode, 0);
   const Bytes expected = ReadFile(out);
   for (const int32_t pels : {0, 38, -1, 3, 30'000'000, 2835}) {
     file.xPelsPerMeter = pels;
     file.yPelsPerMeter = pels / 2;
     const std::string in = directory.Write("in.bmp", file.Build());
-    ASSERT_EQ(RunTool({"resample", "--from-dpi", "300", "--dpi", "100", in, out}).exitCode, 0);
+    ASSERT_EQ(RunTool({"resample", "--from-dpi", "300", "--dpi", "100", "-fo", out, in}).exitCode,
+              0);
     EXPECT_EQ(ReadFile(out), expected) << pels;
   }
 }
@@ -138,7 +139,7 @@ TEST(Resample, DifferentResolutionsOfTheAxesBecomeOne) {
   file.yPelsPerMeter = 5905;
   const std::string in = directory.Write("in.bmp", file.Build());
   const std::string out = directory.Path("out.bmp");
-  ASSERT_EQ(RunTool({"resample", "--dpi", "300", in, out}).exitCode, 0);
+  ASSERT_EQ(RunTool({"resample", "--dpi", "300", "-fo", out, in}).exitCode, 0);
   const auto result = host::BitmapFile::Open(out).Description();
   EXPECT_EQ(result.width, 30U);
   EXPECT_EQ(result.height, 60U);
@@ -150,7 +151,7 @@ TEST(Resample, ReadsStandardInputAndWritesStandardOutput) {
   const std::string in = directory.Write("in.bmp", file.Build());
   const Bytes expected = LibraryResult(in, 200, 128);
   Start start;
-  start.arguments = {"resample", "--dpi", "200", "-", "-"};
+  start.arguments = {"resample", "--dpi", "200", "-o", "-", "-"};
   start.inputPath = in;
   const Outcome fromFile = RunTool(start);
   EXPECT_EQ(fromFile.exitCode, 0) << fromFile.err;
@@ -164,13 +165,17 @@ TEST(Resample, ReadsStandardInputAndWritesStandardOutput) {
   EXPECT_EQ(Bytes(fromPipe.out.begin(), fromPipe.out.end()), expected);
 }
 
-TEST(Resample, ReplacesItsOwnInput) {
+TEST(Resample, NeverReplacesItsOwnInput) {
   const TemporaryDirectory directory;
-  const std::string path = directory.Write("page.bmp", EveryKind()[2].Build());
-  const Bytes expected = LibraryResult(path, 200, 128);
-  EXPECT_EQ(RunTool({"resample", "--dpi", "200", path, path}).exitCode, 0);
-  EXPECT_EQ(ReadFile(path), expected);
-  EXPECT_EQ(directory.Names(), std::vector<std::string>{"page.bmp"});
+  const Bytes page = EveryKind()[2].Build();
+  const std::string path = directory.Write("page.bmp", page);
+  for (const char* force : {"--quiet", "--force"}) {
+    const Outcome outcome = RunTool({"resample", "--dpi", "200", force, "-o", path, path});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.err.find("is an input itself"), std::string::npos) << outcome.err;
+    EXPECT_EQ(ReadFile(path), page);
+    EXPECT_EQ(directory.Names(), std::vector<std::string>{"page.bmp"});
+  }
 }
 
 TEST(Resample, TakesTheWidestRowsThatTheConversionCanHold) {
@@ -191,7 +196,7 @@ TEST(Resample, TakesTheWidestRowsThatTheConversionCanHold) {
       file.table = ColourTable(item.bits);
     }
     const std::string in = directory.Write("in.bmp", file.Build());
-    const Outcome outcome = RunTool({"resample", "--dpi", "300", in, out});
+    const Outcome outcome = RunTool({"resample", "--dpi", "300", "-fo", out, in});
     EXPECT_EQ(outcome.exitCode, 0) << item.width << " " << item.bits << " " << outcome.err;
     EXPECT_EQ(host::BitmapFile::Open(out).Description().width, static_cast<uint32_t>(item.width));
   }

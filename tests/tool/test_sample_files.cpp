@@ -65,7 +65,7 @@ TEST_F(SampleFiles, EveryConversionTakesThemOrSaysWhyNot) {
     for (const SuiteFile& file : BitmapSuite()) {
       SCOPED_TRACE(conversion[0] + " " + file.name);
       std::vector<std::string> arguments = conversion;
-      arguments.insert(arguments.end(), {SuitePath(file).string(), out});
+      arguments.insert(arguments.end(), {"-o", out, SuitePath(file).string()});
       EXPECT_EQ(RunSoundly(arguments), file.fault ? 1 : 0);
       EXPECT_EQ(fs::remove(out), !file.fault);
       EXPECT_TRUE(directory.Names().empty());

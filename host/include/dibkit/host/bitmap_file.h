@@ -33,6 +33,9 @@ class BitmapFile {
   // this image: fax, RLE24, JPEG and PNG pixels are not read.
   void CheckConvertible() const;
 
+  // True when there is a colour table (1 to 8 bits) and all that is in it is grey. Reads the table.
+  bool HasGreyTable();
+
   // The image as a new packed DIB in the file's own form, presented for the functions of
   // conversion.h and remedies.h. The library's own functions do not take every form: the resolution
   // conversion wants plain rows, bottom row first, of 1, 4, 8 or 24 bits, and a run-length,

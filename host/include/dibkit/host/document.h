@@ -47,6 +47,10 @@ class DocumentWriter {
   ~DocumentWriter();
 
   void Add(const Page& page);
+  // Completes the file without letting it appear. Returns the name under which it can be looked at
+  // until Commit, empty where there is none (standard output, devices). Add must not follow.
+  std::string Finish();
+  // Finish, unless that was called, and the file is there.
   void Commit();
 
  private:

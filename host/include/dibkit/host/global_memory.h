@@ -33,6 +33,26 @@ MemoryCounters ReadMemoryCounters();
 // Makes the present liveBytes the peak.
 void ResetPeakBytes();
 
+struct ThreadTally;
+
+// Follows the blocks that this thread allocates from its construction on, until they are freed by
+// whatever thread: what one piece of work takes while others run. For the thread that made it; such
+// objects may be nested.
+class ThreadMemory {
+ public:
+  ThreadMemory();
+  ThreadMemory(const ThreadMemory&) = delete;
+  ThreadMemory& operator=(const ThreadMemory&) = delete;
+  ~ThreadMemory();
+
+  uint64_t LiveBytes() const;  // allocated since and not freed
+  uint64_t PeakBytes() const;  // the largest LiveBytes since the construction or ResetPeak
+  void ResetPeak();
+
+ private:
+  std::unique_ptr<ThreadTally> tally_;
+};
+
 struct BlockDeleter {
   void operator()(tagHANDLE* handle) const { GlobalFree(handle); }
 };

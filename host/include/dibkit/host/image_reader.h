@@ -43,6 +43,9 @@ struct PageDescription {
   Resolution resolution{};  // of the upright page
   // Memory that Read takes beside the DIB, roughly.
   uint64_t workBytes = 0;
+  // Why Read refuses a page of this kind, in the words of its ImageError; empty where nothing in
+  // the headers stands in the way.
+  std::string obstacle{};
 };
 
 // A page in memory: an unlocked plain DIB as DibView sees it, upright, its header holding

@@ -22,6 +22,9 @@ struct PageOptions {
 // What a format packs pages in unless told otherwise: G4 at 1 bit and Deflate elsewhere in TIFF.
 Compression UsualCompression(ImageFormat format, unsigned bitCount);
 
+// Throws ImageError (kNotHeld) where Holds() is false.
+void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount, bool greyTable);
+
 // One file that is being made. For one thread at a time. All members throw ImageError, FileError,
 // Cancelled, std::bad_alloc; the file is then of no further use.
 class ImageWriter {

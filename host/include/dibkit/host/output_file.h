@@ -33,13 +33,17 @@ class OutputFile : public ByteSink {
   void WriteAt(uint64_t offset, std::span<const unsigned char> bytes) override;
   size_t ReadAt(uint64_t offset, std::span<unsigned char> into) override;
 
-  // Puts the file in place. Throws FileError (EEXIST when a file that is not to be replaced has
+  // The temporary name, empty where there is none.
+  const std::string& TemporaryPath() const { return temporary_; }
+
+  // Has the file kept by the disk and puts it in place. Throws FileError (EEXIST when a file that is not to be replaced has
   // appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
   void CreateBeside(const std::string& target, unsigned mode);
   void WriteStraight(std::span<const unsigned char> bytes);
+  void Sync() const;
   void MoveIntoPlace();
 
   int descriptor_ = -1;

@@ -10,16 +10,17 @@
 namespace dibkit::host {
 
 enum class PageFault {
-  kFile,          // a system call failed; ErrorNumber() is its errno
-  kNotAnImage,    // of no format that is built in
-  kDamaged,       // the file is not sound
-  kNoSuchPage,    // a page number beyond the last
-  kUnsupported,   // sound, but of a kind that is not read
-  kTooLarge,      // more pixels than allowed, or more than a block or the conversion can take
-  kNoResolution,  // none, or none that can be believed
-  kNotHeld,       // the format to write has no place for the image
-  kBadArgument,   // an option is out of its range
-  kNoImage,       // the page was moved from, or the handle holds no sound image
+  kFile,           // a system call failed; ErrorNumber() is its errno
+  kNotAnImage,     // of no format that is built in
+  kDamaged,        // the file is not sound
+  kNoSuchPage,     // a page number beyond the last
+  kUnsupported,    // sound, but of a kind that is not read
+  kTooManyPixels,  // more than the caller allows
+  kTooLarge,       // more than a block or the conversion can take
+  kNoResolution,   // none, or none that can be believed
+  kNotHeld,        // the format to write has no place for the image
+  kBadArgument,    // an option is out of its range
+  kNoImage,        // the page was moved from, or the handle holds no sound image
   kNoMemory,
   kCancelled
 };
