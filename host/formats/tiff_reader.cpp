@@ -90,8 +90,10 @@ class TiffReader : public ImageReader {
     loaded_.reset();
     const auto listed = pages_.At(page);
     if (!listed) {
-      throw ImageError(ImageFault::kNoSuchPage,
-                       "the file has " + std::to_string(pages_.Count()) + " pages only");
+      const uint32_t count = pages_.Count();
+      throw ImageError(
+          ImageFault::kNoSuchPage,
+          "the file has " + (count == 1 ? "one page" : std::to_string(count) + " pages") + " only");
     }
     if (listed->fault != nullptr) {
       throw ImageError(ImageFault::kDamaged, listed->fault);

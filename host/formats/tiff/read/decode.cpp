@@ -204,6 +204,14 @@ void DecodeByLibtiff(Handle& handle, const Kind& kind, RowPlacer& placer,
   }
 }
 
+// Whether so many bytes can be all of a tile. Fax codes alone know no bound: a bit can be a row.
+bool CanBecome(TIFF* tiff, const Kind& kind, uint64_t stored) {
+  constexpr uint64_t kMostGrowth = 2048;
+  constexpr uint64_t kNoWorry = uint64_t{64} << 10;
+  const auto tile = static_cast<uint64_t>(TIFFTileSize(tiff));
+  return kind.bits == 1 || (tile - std::min(tile, kNoWorry)) / kMostGrowth <= stored;
+}
+
 }  // namespace
 
 std::string Obstacle(TIFF* tiff, const Kind& kind) {
@@ -223,16 +231,21 @@ void CheckStored(Handle& handle, const Kind& kind) {
     throw ImageError(ImageFault::kUnsupported, obstacle);
   }
   const bool isPlain = kind.compression == COMPRESSION_NONE;
+  uint64_t mostStored = 0;
   for (uint32_t i = 0; i < SegmentCount(tiff); ++i) {
     const uint64_t offset = TIFFGetStrileOffset(tiff, i);
-    const uint64_t least = isPlain ? SegmentBytes(tiff, kind, i) : 1;
     // Old JPEG pages may name the place of their pixels elsewhere.
     if (offset == 0 && kind.compression != COMPRESSION_OJPEG) {
       throw ImageError(ImageFault::kDamaged, "a part of the page was never written");
     }
-    if (!handle.Source().Holds(offset, least)) {
+    if (!handle.Source().Holds(offset, isPlain ? SegmentBytes(tiff, kind, i) : 1)) {
       throw ImageError(ImageFault::kDamaged, "the file ends before the last row of the page");
     }
+    mostStored = std::max(mostStored, TIFFGetStrileByteCount(tiff, i));
+  }
+  mostStored = std::min(mostStored, handle.Source().Size());
+  if (kind.tileWidth != 0 && !CanBecome(tiff, kind, mostStored)) {
+    throw ImageError(ImageFault::kDamaged, "the tiles of the page hold too little");
   }
 }
 

@@ -33,7 +33,7 @@ struct ReadOptions {
 struct PageDescription {
   uint32_t width = 0;       // of the upright page, 1 to 2^31 - 1
   uint32_t height = 0;      // the same
-  unsigned storedBits = 0;  // a pixel's bits in the file, all channels: 1 to 64
+  unsigned storedBits = 0;  // a pixel's bits in the file, all channels: 1 to 1024
   unsigned bitCount = 0;    // of the DIB that Read makes: 1, 4, 8, 16, 24, 32
   std::string colour;       // "bilevel", "grey", "palette", "RGB", "CMYK" ..., "+ alpha"
   Compression compression = Compression::kNone;
