@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <new>
 
+#include "batch/jobs/interruption.h"
 #include "batch/terminal/messages.h"
-#include "batch/work/interruption.h"
 #include "dibkit/host/errors.h"
 #include "dibkit/host/page_error.h"
 

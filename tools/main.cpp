@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "batch/jobs/interruption.h"
 #include "batch/terminal/escaped_name.h"
 #include "batch/terminal/messages.h"
 #include "batch/usage_error.h"
-#include "batch/work/interruption.h"
 #include "command_line/nearest.h"
 #include "failure.h"
 #include "help.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "standard_output.h"
 
-#include "batch/work/interruption.h"
+#include "batch/jobs/interruption.h"
 #include "dibkit/host/output_file.h"
 
 namespace dibkit::tool {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "convert/conversion_options.h"
 
+#include "batch/jobs/machine.h"
+#include "batch/jobs/size_text.h"
 #include "batch/terminal/escaped_name.h"
-#include "batch/work/machine.h"
-#include "batch/work/size_text.h"
 #include "command_line/choice.h"
 #include "command_line/numbers.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "batch/files/inputs.h"
-#include "batch/work/interruption.h"
+#include "batch/jobs/interruption.h"
 #include "convert/conversion_options.h"
 #include "convert/resampling.h"
 #include "failure.h"

@@ -5,10 +5,10 @@
 #include <functional>
 #include <string>
 
+#include "batch/jobs/interruption.h"
+#include "batch/jobs/memory_gate.h"
+#include "batch/jobs/size_text.h"
 #include "batch/terminal/escaped_name.h"
-#include "batch/work/interruption.h"
-#include "batch/work/memory_gate.h"
-#include "batch/work/size_text.h"
 #include "dibkit/host/document.h"
 #include "failure.h"
 #include "standard_output.h"

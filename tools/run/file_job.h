@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "batch/files/plan.h"
+#include "batch/jobs/memory_gate.h"
 #include "batch/report/page_record.h"
-#include "batch/work/memory_gate.h"
 #include "convert/conversion.h"
 #include "convert/conversion_options.h"
 #include "dibkit/host/document.h"

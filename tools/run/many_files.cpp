@@ -4,10 +4,10 @@
 #include <atomic>
 #include <optional>
 
+#include "batch/jobs/interruption.h"
+#include "batch/jobs/runner.h"
 #include "batch/terminal/messages.h"
 #include "batch/terminal/page_progress.h"
-#include "batch/work/interruption.h"
-#include "batch/work/runner.h"
 #include "progress.h"
 #include "run/file_job.h"
 

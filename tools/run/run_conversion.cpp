@@ -5,9 +5,9 @@
 
 #include "batch/files/inputs.h"
 #include "batch/files/plan.h"
+#include "batch/jobs/interruption.h"
 #include "batch/terminal/escaped_name.h"
 #include "batch/usage_error.h"
-#include "batch/work/interruption.h"
 #include "command_line/shown_command.h"
 #include "dibkit/host/document.h"
 #include "run/dry_run.h"

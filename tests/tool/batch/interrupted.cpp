@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "batch/jobs/interruption.h"
 #include "batch/report/report_writer.h"
 #include "batch/terminal/messages.h"
-#include "batch/work/interruption.h"
 #include "dibkit/host/byte_source.h"
 #include "dibkit/host/output_file.h"
 #include "failure.h"

@@ -5,8 +5,8 @@
 
 #include <thread>
 
-#include "batch/work/control_groups.h"
-#include "batch/work/machine.h"
+#include "batch/jobs/control_groups.h"
+#include "batch/jobs/machine.h"
 #include "file_tree.h"
 
 namespace dibkit::tool {

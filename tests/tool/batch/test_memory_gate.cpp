@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "batch/work/memory_gate.h"
+#include "batch/jobs/memory_gate.h"
 #include "failure.h"
 
 namespace dibkit::tool {

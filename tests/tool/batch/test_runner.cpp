@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "batch/work/memory_gate.h"
-#include "batch/work/runner.h"
+#include "batch/jobs/memory_gate.h"
+#include "batch/jobs/runner.h"
 #include "dibkit/host/page_error.h"
 #include "failure.h"
 

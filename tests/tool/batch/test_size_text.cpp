@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include "batch/jobs/size_text.h"
 #include "batch/usage_error.h"
-#include "batch/work/size_text.h"
 
 namespace dibkit::tool {
 namespace {

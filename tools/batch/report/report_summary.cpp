@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "batch/files/name_list.h"
+#include "batch/jobs/size_text.h"
 #include "batch/report/report_line.h"
 #include "batch/report/report_merge.h"
 #include "batch/terminal/escaped_name.h"
 #include "batch/usage_error.h"
-#include "batch/work/size_text.h"
 #include "dibkit/host/output_file.h"
 
 namespace dibkit::tool {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/machine.h"
+#include "batch/jobs/machine.h"
 
 #include <sched.h>
 #include <sys/resource.h>
@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "batch/work/control_groups.h"
+#include "batch/jobs/control_groups.h"
 
 namespace dibkit::tool {
 namespace {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Numbers of bytes as people write them.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_SIZE_TEXT_H
-#define DIBKIT_TOOLS_BATCH_WORK_SIZE_TEXT_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_SIZE_TEXT_H
+#define DIBKIT_TOOLS_BATCH_JOBS_SIZE_TEXT_H
 
 #include <cstdint>
 #include <string>
@@ -20,4 +20,4 @@ std::string SizeText(uint64_t bytes, bool up = false);
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_SIZE_TEXT_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_SIZE_TEXT_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Many files on several threads.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_RUNNER_H
-#define DIBKIT_TOOLS_BATCH_WORK_RUNNER_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_RUNNER_H
+#define DIBKIT_TOOLS_BATCH_JOBS_RUNNER_H
 
 #include <cstddef>
 #include <exception>
@@ -46,4 +46,4 @@ RunTally RunFiles(size_t count, const RunOptions& options, const FileWork& work,
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_RUNNER_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_RUNNER_H

@@ -2,8 +2,8 @@
 //
 // What this process may use of the machine: memory and CPUs, as the machine and the control groups
 // that the process is in have them.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_MACHINE_H
-#define DIBKIT_TOOLS_BATCH_WORK_MACHINE_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_MACHINE_H
+#define DIBKIT_TOOLS_BATCH_JOBS_MACHINE_H
 
 #include <cstdint>
 #include <string>
@@ -24,4 +24,4 @@ unsigned UsableCpus(const std::string& proc = "/proc");
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_MACHINE_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_MACHINE_H

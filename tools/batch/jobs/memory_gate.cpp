@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/memory_gate.h"
+#include "batch/jobs/memory_gate.h"
 
 #include <chrono>
 #include <utility>
 
-#include "batch/work/size_text.h"
+#include "batch/jobs/size_text.h"
 #include "failure.h"
 
 namespace dibkit::tool {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/runner.h"
+#include "batch/jobs/runner.h"
 
 #include <algorithm>
 #include <atomic>

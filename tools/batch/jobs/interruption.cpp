@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/interruption.h"
+#include "batch/jobs/interruption.h"
 
 #include <pthread.h>
 #include <signal.h>

@@ -2,8 +2,8 @@
 //
 // Ctrl-C and its like: noted, so that the work in hand can stop cleanly; and when it does not soon,
 // because it waits for a pipe or is deep in a codec, the process ends all the same, as cleanly.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_INTERRUPTION_H
-#define DIBKIT_TOOLS_BATCH_WORK_INTERRUPTION_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_INTERRUPTION_H
+#define DIBKIT_TOOLS_BATCH_JOBS_INTERRUPTION_H
 
 #include <functional>
 #include <string>
@@ -42,4 +42,4 @@ class LastWords {
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_INTERRUPTION_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_INTERRUPTION_H

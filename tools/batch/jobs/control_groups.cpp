@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/control_groups.h"
+#include "batch/jobs/control_groups.h"
 
 #include <algorithm>
 #include <charconv>

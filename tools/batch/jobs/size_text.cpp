@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "batch/work/size_text.h"
+#include "batch/jobs/size_text.h"
 
 #include <charconv>
 #include <cstdio>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Holds the memory of all that runs at once below a limit.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_MEMORY_GATE_H
-#define DIBKIT_TOOLS_BATCH_WORK_MEMORY_GATE_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_MEMORY_GATE_H
+#define DIBKIT_TOOLS_BATCH_JOBS_MEMORY_GATE_H
 
 #include <condition_variable>
 #include <cstddef>
@@ -66,4 +66,4 @@ class MemoryGate {
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_MEMORY_GATE_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_MEMORY_GATE_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The control groups that this process is in.
-#ifndef DIBKIT_TOOLS_BATCH_WORK_CONTROL_GROUPS_H
-#define DIBKIT_TOOLS_BATCH_WORK_CONTROL_GROUPS_H
+#ifndef DIBKIT_TOOLS_BATCH_JOBS_CONTROL_GROUPS_H
+#define DIBKIT_TOOLS_BATCH_JOBS_CONTROL_GROUPS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -28,4 +28,4 @@ std::vector<ControlGroup> ControlGroups(const std::string& proc, const std::stri
 
 }  // namespace dibkit::tool
 
-#endif  // DIBKIT_TOOLS_BATCH_WORK_CONTROL_GROUPS_H
+#endif  // DIBKIT_TOOLS_BATCH_JOBS_CONTROL_GROUPS_H
