@@ -46,6 +46,22 @@ std::vector<PngBuilder> SomeKinds() {
     kind.behind = {{"tEXt", BytesOf(std::string("Author\0Somebody", 15))}};
     kind.pieceBytes = 100;
   }
+  // One with chunks that nobody asks for, which are parsed all the same.
+  std::vector<test::PngChunkSpec>& more = kinds[0].before;
+  more.push_back({"gAMA", {0, 0, 0xB1, 0x8F}});
+  more.push_back({"cHRM", Bytes(32, 1)});
+  more.push_back({"sBIT", {8, 8, 8}});
+  more.push_back({"tIME", {7, 0xE8, 1, 2, 3, 4, 5}});
+  more.push_back({"oFFs", Bytes(9)});
+  more.push_back({"sPLT", Joined({BytesOf("few"), {0, 8}, Bytes(24, 5)})});
+  more.push_back({"sPLT", Joined({BytesOf("more"), {0, 16}, Bytes(30, 5)})});
+  more.push_back(
+      {"zTXt", Joined({BytesOf("Software"), {0, 0}, test::Deflated(BytesOf("something"))})});
+  more.push_back({"iTXt", Joined({BytesOf("Make"),
+                                  {0, 1, 0},
+                                  BytesOf("en"),
+                                  {0, 0},
+                                  test::Deflated(BytesOf("somebody"))})});
   return kinds;
 }
 
