@@ -101,6 +101,9 @@ class Reader {
   }
 
   void Take(const Option& option, const std::string& name, const std::string& value) {
+    if (!option.value.empty() && value.empty()) {
+      throw UsageError("the option " + name + " wants a value");
+    }
     const auto [earlier, first] = taken_.emplace(&option, value);
     if (!first && earlier->second != value) {
       throw UsageError("the option " + name + " is given twice, as '" +

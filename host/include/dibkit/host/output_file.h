@@ -36,8 +36,8 @@ class OutputFile : public ByteSink {
   // The temporary name, empty where there is none.
   const std::string& TemporaryPath() const { return temporary_; }
 
-  // Has the file kept by the disk and puts it in place. Throws FileError (EEXIST when a file that is not to be replaced has
-  // appeared meanwhile) or Cancelled.
+  // Has the file kept by the disk and puts it in place. Throws FileError (EEXIST when a file that
+  // is not to be replaced has appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
