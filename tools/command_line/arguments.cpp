@@ -19,6 +19,9 @@ std::string NamesOf(const Option& option) {
 }
 
 void RequireOneValue(const Option& option, const Words& values) {
+  if (values[0].empty()) {
+    throw UsageError("the option " + option.name + " wants a value");
+  }
   const auto other = std::find_if(values.begin(), values.end(),
                                   [&](const std::string& value) { return value != values[0]; });
   if (other != values.end()) {
