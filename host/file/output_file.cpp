@@ -75,8 +75,9 @@ int RenameToNew(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path, CancelHook cancelled, IfExists ifExists)
-    : cancelled_(std::move(cancelled)), ifExists_(ifExists) {
+OutputFile::OutputFile(const std::string& path, CancelHook cancelled, IfExists ifExists,
+                       Durability durability)
+    : cancelled_(std::move(cancelled)), ifExists_(ifExists), durability_(durability) {
   if (path == "-") {
     descriptor_ = STDOUT_FILENO;
     return;
@@ -191,10 +192,9 @@ void OutputFile::MoveIntoPlace() {
   temporary_.clear();
 }
 
-// A file that has its name is a complete one after the machine has failed, too.
 void OutputFile::Sync() const {
-  const bool kept =
-      temporary_.empty() || fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
+  const bool isFile = !temporary_.empty() && durability_ == Durability::kSynced;
+  const bool kept = !isFile || fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
   if (!kept) {
     throw FileError("cannot write", errno);
   }

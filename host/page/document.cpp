@@ -68,7 +68,8 @@ struct DocumentWriter::Parts {
   Parts(const std::string& path, ImageFormat fileFormat, SaveOptions save)
       : options(std::move(save)),
         format(fileFormat),
-        file(path, options.cancelled, options.replace ? IfExists::kReplace : IfExists::kRefuse),
+        file(path, options.cancelled, options.replace ? IfExists::kReplace : IfExists::kRefuse,
+             options.sync ? Durability::kSynced : Durability::kAsTheSystemLikes),
         writer(MakeWriter(format, file)) {}
 
   SaveOptions options;

@@ -100,6 +100,17 @@ int ErrorOf(const std::string& path, size_t bytes) {
   }
 }
 
+TEST(OutputFile, IsTheSameWhetherItWaitsForTheDiskOrNot) {
+  const TemporaryDirectory directory;
+  for (const Durability durability : {Durability::kSynced, Durability::kAsTheSystemLikes}) {
+    OutputFile file(directory.Path("out"), nullptr, IfExists::kReplace, durability);
+    file.Write(kNew);
+    file.Commit();
+    EXPECT_EQ(ReadFile(directory.Path("out")), kNew);
+    EXPECT_EQ(directory.Names(), Names{"out"});
+  }
+}
+
 TEST(OutputFile, SaysWhyItCannotWrite) {
   const TemporaryDirectory directory;
   EXPECT_EQ(ErrorOf(directory.Path("none/out"), 1), ENOENT);

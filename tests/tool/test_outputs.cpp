@@ -169,5 +169,11 @@ TEST_F(Outputs, PagesOf16BitsGoIntoBmpFiles) {
   EXPECT_TRUE(fs::exists(Path("d/page.bmp")));
 }
 
+TEST_F(Outputs, AreTheSameWithoutWaitingForTheDisk) {
+  EXPECT_EQ(RunTool({"normalize", "-o", Path("a.bmp"), in_}).exitCode, 0);
+  EXPECT_EQ(RunTool({"normalize", "--no-sync", "-o", Path("b.bmp"), in_}).exitCode, 0);
+  EXPECT_EQ(ReadFile(Path("a.bmp")), ReadFile(Path("b.bmp")));
+}
+
 }  // namespace
 }  // namespace dibkit::test

@@ -97,6 +97,11 @@ OptionGroup WorkGroup(ConversionOptions& options) {
                 "Stops at the first failure and leaves nothing of the file that failed. By default "
                 "the other pages and files are made.",
                 options.failFast),
+           Flag("--no-sync", 0,
+                "Does not wait until the disk has a result before it gets its name. By default it "
+                "does, so that what is there is complete even after the power has failed; without "
+                "it, batches that can be run again are faster.",
+                options.noSync),
            Text("--report", 0, "FILE",
                 "Appends a JSON object for each page, one a line, as soon as its file is "
                 "complete. See dibkit help report.",

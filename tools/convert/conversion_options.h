@@ -29,6 +29,7 @@ struct ConversionOptions {
   uint64_t memory = 0;  // bytes; 0: DefaultMemoryLimit()
   bool dryRun = false;
   bool failFast = false;
+  bool noSync = false;
   std::string report;  // empty: none
   bool quiet = false;
 };

@@ -55,8 +55,9 @@ void FileJob::Open() {
   pages_ = options.pages.Of(pageCount_);
   format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
   RequireOneFile();
-  host::SaveOptions save{format_, options.compression, options.quality, options.outputs.force,
-                         hooks_.cancelled};
+  host::SaveOptions save{format_,         options.compression,
+                         options.quality, options.outputs.force,
+                         !options.noSync, hooks_.cancelled};
   outputs_.emplace(plan_, std::move(save), !options.outputs.outputDir.empty());
 }
 

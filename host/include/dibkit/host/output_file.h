@@ -15,6 +15,9 @@ namespace dibkit::host {
 
 enum class IfExists { kReplace, kRefuse };
 
+// Whether a file that has its name is a complete one after the machine has failed, too.
+enum class Durability { kSynced, kAsTheSystemLikes };
+
 // Writes to a temporary name beside the target and renames it in Commit; without Commit the
 // temporary file goes away and the target stays as it was. A symbolic link keeps its place, the
 // file that it names is replaced, and an existing file hands its permissions on. "-" (standard
@@ -25,7 +28,8 @@ class OutputFile : public ByteSink {
   // Throws FileError: EEXIST for a regular file that is there and not to be replaced, EACCES for
   // one that nobody may write.
   explicit OutputFile(const std::string& path, CancelHook cancelled = nullptr,
-                      IfExists ifExists = IfExists::kReplace);
+                      IfExists ifExists = IfExists::kReplace,
+                      Durability durability = Durability::kSynced);
   ~OutputFile() override;
 
   void Write(std::span<const unsigned char> bytes) override;
@@ -36,8 +40,8 @@ class OutputFile : public ByteSink {
   // The temporary name, empty where there is none.
   const std::string& TemporaryPath() const { return temporary_; }
 
-  // Has the file kept by the disk and puts it in place. Throws FileError (EEXIST when a file that
-  // is not to be replaced has appeared meanwhile) or Cancelled.
+  // Has the file kept by the disk, where that was asked for, and puts it in place. Throws FileError
+  // (EEXIST when a file that is not to be replaced has appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
@@ -52,6 +56,7 @@ class OutputFile : public ByteSink {
   std::string temporary_;  // empty when written directly
   CancelHook cancelled_;
   IfExists ifExists_;
+  Durability durability_;
 };
 
 // Takes away the temporary files of all OutputFile objects of the process that are open now, for a

@@ -48,6 +48,7 @@ struct SaveOptions {
   std::optional<Compression> compression{};
   int jpegQuality = 90;  // 1 to 100
   bool replace = false;  // a file that is there is otherwise refused (kFile, EEXIST)
+  bool sync = true;      // the disk has the file before it gets its name; false is faster
   CancelHook cancelled = nullptr;
 };
 
