@@ -39,12 +39,10 @@ void GreyRow(const unsigned char* from, unsigned char* to, uint32_t width, GreyF
 
 }  // namespace
 
-OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
-  const OwnedBlock widened = PlainTo24(plain);
-  const OwnedBlock& source = widened ? widened : plain;
-  const LockedBlock from(source.get());
+OwnedBlock GreyOf24(const OwnedBlock& colours, GreyRule rule, GreyLevels levels) {
+  const LockedBlock from(colours.get());
   const DibView colors(from.Bytes());
-  OwnedBlock result = CallLibrary(source, 8, [&colors](unsigned char*) {
+  OwnedBlock result = CallLibrary(colours, 8, [&colors](unsigned char*) {
     return CreateDIB(colors.Width(), colors.Height(), 8);
   });
   const LockedBlock to(result.get());
@@ -55,6 +53,11 @@ OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels
     GreyRow(colors.Row(y).data(), row, colors.Width(), FunctionOf(rule, levels));
   }
   return result;
+}
+
+OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
+  const OwnedBlock widened = PlainTo24(plain);
+  return GreyOf24(widened ? widened : plain, rule, levels);
 }
 
 }  // namespace dibkit::host

@@ -45,6 +45,12 @@ void SetHeight(tagHANDLE* dib, int32_t height) {
   Store32(lock.Bytes().data() + kBiHeight, static_cast<uint32_t>(height));
 }
 
+void SetPelsPerMeter(tagHANDLE* dib, int32_t x, int32_t y) {
+  const LockedBlock lock(dib);
+  Store32(lock.Bytes().data() + kBiXPelsPerMeter, static_cast<uint32_t>(x));
+  Store32(lock.Bytes().data() + kBiYPelsPerMeter, static_cast<uint32_t>(y));
+}
+
 OwnedBlock CallLibrary(const OwnedBlock& dib, uint16_t resultBits,
                        const LibraryFunction& function) {
   RequireRoom(FieldsOf(dib.get()), resultBits);

@@ -22,6 +22,7 @@ struct DibFields {
 
 DibFields FieldsOf(tagHANDLE* dib);
 void SetHeight(tagHANDLE* dib, int32_t height);
+void SetPelsPerMeter(tagHANDLE* dib, int32_t x, int32_t y);
 
 using LibraryFunction = std::function<tagHANDLE*(unsigned char*)>;
 

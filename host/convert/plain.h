@@ -15,6 +15,9 @@ namespace dibkit::host {
 OwnedBlock PlainTo24(const OwnedBlock& plain);
 OwnedBlock PlainTo16(const OwnedBlock& plain);
 
+// A plain image of 24 bits in grey, at 8 bits.
+OwnedBlock GreyOf24(const OwnedBlock& colours, GreyRule rule, GreyLevels levels);
+
 // As Quantized and ToGrey of conversion.h.
 OwnedBlock PlainQuantized(const OwnedBlock& plain, uint16_t maxColors);
 OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels);

@@ -88,8 +88,8 @@ class DryRun {
 
  private:
   void Describe(const PlannedFile& file) {
-    auto document =
-        host::Document::Open(file.input.path, {0, options_.maxPixels, Interrupted, nullptr});
+    auto document = host::Document::Open(
+        file.input.path, {0, options_.maxPixels, Interrupted, nullptr, options_.raw});
     const std::vector<uint32_t> numbers = options_.pages.Of(document.PageCount());
     Sum sum;
     for (const uint32_t number : numbers) {

@@ -49,8 +49,8 @@ int FileJob::Run() {
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
   const auto warning = [this](const std::string& text) { warnings_.Tell(text); };
-  document_.emplace(
-      host::Document::Open(plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
+  document_.emplace(host::Document::Open(
+      plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning, options.raw}));
   pageCount_ = document_->PageCount();
   pages_ = options.pages.Of(pageCount_);
   format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
