@@ -5,6 +5,7 @@
 
 #include "convert/library_call.h"
 #include "convert/plain.h"
+#include "convert/widened.h"
 #include "dibkit/DIBApi.h"
 #include "dibkit/NiGoRo2.h"
 #include "dibkit/host/remedies.h"
@@ -18,7 +19,10 @@ OwnedBlock AtDepth(const OwnedBlock& plain, uint16_t bits, const LibraryFunction
 
 }  // namespace
 
-OwnedBlock PlainTo24(const OwnedBlock& plain) { return AtDepth(plain, 24, ConvertTo24BPPDIB); }
+OwnedBlock PlainTo24(const OwnedBlock& plain) {
+  return FieldsOf(plain.get()).bitCount == 16 ? Widened(plain)
+                                              : AtDepth(plain, 24, ConvertTo24BPPDIB);
+}
 
 OwnedBlock PlainTo16(const OwnedBlock& plain) { return AtDepth(plain, 16, ConvertTo16BPPDIB); }
 

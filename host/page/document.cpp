@@ -86,12 +86,7 @@ DocumentWriter& DocumentWriter::operator=(DocumentWriter&&) noexcept = default;
 DocumentWriter::~DocumentWriter() = default;
 
 void DocumentWriter::Add(const Page& page) {
-  WithPageErrors([&] {
-    page.Rows();  // throws for a raw one
-    const LockedBlock lock(page.Handle());
-    parts_->writer->Add(DibView(lock.Bytes()), page.Metadata(),
-                        page.PackingFor(parts_->format, parts_->options));
-  });
+  WithPageErrors([&] { page.AddTo(*parts_->writer, parts_->format, parts_->options); });
 }
 
 std::string DocumentWriter::Finish() {

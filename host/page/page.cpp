@@ -209,14 +209,20 @@ void Page::Save(const std::string& path, const SaveOptions& options) const {
 
 void Page::Save(std::ostream& stream, const SaveOptions& options) const {
   RequireArgument(options.format.has_value(), "a stream does not tell the format to save in");
-  RequirePlain();
   WithPageErrors([&] {
-    const LockedBlock lock(dib_.get());
     StreamSink sink(stream);
     const auto writer = MakeWriter(*options.format, sink);
-    writer->Add(DibView(lock.Bytes()), metadata_, PackingFor(*options.format, options));
+    AddTo(*writer, *options.format, options);
     writer->Finish();
   });
+}
+
+void Page::AddTo(ImageWriter& writer, ImageFormat format, const SaveOptions& options) const {
+  const PageOptions packing = PackingFor(format, options);
+  const bool widens = BitCount() == 16 && format != ImageFormat::kBmp;
+  const OwnedBlock widened = !widens ? OwnedBlock() : raw_ ? RawTo24(dib_) : PlainTo24(dib_);
+  const LockedBlock lock(widened ? widened.get() : dib_.get());
+  writer.Add(DibView(lock.Bytes()), metadata_, packing);
 }
 
 }  // namespace dibkit::host

@@ -98,7 +98,8 @@ void FileJob::MakePage() {
   const host::ThreadMemory memory;
   const ConversionOptions& options = context_.options;
   const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan = PlanOf(context_.conversion, description, options.maxPixels);
+  const PagePlan plan =
+      InFormat(PlanOf(context_.conversion, description, options.maxPixels), format_);
   host::RequireHeld(format_,
                     options.compression.value_or(host::UsualCompression(format_, plan.bits)),
                     plan.bits, true);

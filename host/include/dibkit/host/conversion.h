@@ -18,8 +18,9 @@ namespace dibkit::host {
 // Plain rows at the depth that the image has; bit-field images at 24 bits.
 OwnedBlock Normalized(OwnedBlock dib);
 
-// 24 bits: blue, green, red. Channels of fewer bits come out as the library widens them: 5-5-5
-// channels as 8c + 7 (0 stays 0), bit-field channels in the top bits of the byte, the low bits 0.
+// 24 bits: blue, green, red. A channel of other than 8 bits is brought to its full range, rounded
+// to nearest: c * 255 / (2^bits - 1), so that white is 255 whatever the masks. (The library itself
+// widens 5-5-5 channels to 8c + 7, moves bit-field ones to the top of the byte and cuts long ones.)
 OwnedBlock To24Bits(OwnedBlock dib);
 
 // 16 bits: 5-5-5, blue in the low bits. Longer channels are cut; bit-fields go by way of 24 bits.

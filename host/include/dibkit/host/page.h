@@ -148,6 +148,7 @@ class Page {
   // say what they want.
   void Normalize(const ProgressHook& progress = nullptr);
 
+  // A page of 16 bits goes at 24 into a format that has no place for it, which is any but BMP.
   void Save(const std::string& path, const SaveOptions& options = {}) const;
   void Save(std::ostream& stream, const SaveOptions& options) const;
 
@@ -160,6 +161,9 @@ class Page {
   PageOptions PackingFor(ImageFormat format, const SaveOptions& options) const;
 
  private:
+  friend class DocumentWriter;
+
+  void AddTo(ImageWriter& writer, ImageFormat format, const SaveOptions& options) const;
   void RequirePlain() const;
   template <typename Convert>
   void Replace(const ProgressHook& progress, Convert convert);
