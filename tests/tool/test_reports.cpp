@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
-
 #include <filesystem>
+#include <random>
 
 #include "batch/report/sha256.h"
 #include "page_folder.h"
