@@ -5,6 +5,7 @@
 #include "dibkit/DIBHelp.h"
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/locked_block.h"
+#include "resample/sampled.h"
 
 namespace dibkit::host {
 namespace {
@@ -56,8 +57,16 @@ OwnedBlock GreyOf24(const OwnedBlock& colours, GreyRule rule, GreyLevels levels)
 }
 
 OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
-  const OwnedBlock widened = PlainTo24(plain);
-  return GreyOf24(widened ? widened : plain, rule, levels);
+  const uint16_t bits = FieldsOf(plain.get()).bitCount;
+  const bool isRamp = rule == GreyRule::kLuminance && levels == GreyLevels::k256;
+  const OwnedBlock widened = isRamp && bits <= 8 ? OwnedBlock() : PlainTo24(plain);
+  const OwnedBlock& source = widened ? widened : plain;
+  if (!isRamp) {
+    return GreyOf24(source, rule, levels);
+  }
+  const LockedBlock lock(source.get());
+  const DibView image(lock.Bytes());
+  return BlockMeans(image, SampleKind::kGrey, {}, {image.Width(), image.Height()}, nullptr);
 }
 
 }  // namespace dibkit::host

@@ -36,8 +36,11 @@ void CopyResolution(std::span<const unsigned char> from, std::span<unsigned char
 DibFields FieldsOf(tagHANDLE* dib) {
   const LockedBlock lock(dib);
   const unsigned char* header = lock.Bytes().data();
-  return {Load32(header + kBiWidth), LoadSigned32(header + kBiHeight), Load16(header + kBiBitCount),
-          Load32(header + kBiCompression)};
+  return {Load32(header + kBiWidth),
+          LoadSigned32(header + kBiHeight),
+          Load16(header + kBiBitCount),
+          Load32(header + kBiCompression),
+          {LoadSigned32(header + kBiXPelsPerMeter), LoadSigned32(header + kBiYPelsPerMeter)}};
 }
 
 void SetHeight(tagHANDLE* dib, int32_t height) {

@@ -25,6 +25,12 @@ OwnedBlock RawToGrey(const OwnedBlock& dib, GreyRule rule, GreyLevels levels) {
   return GreyOf24(RawTo24(dib), rule, levels);
 }
 
+OwnedBlock RawQuantized(const OwnedBlock& dib, uint16_t maxColors) {
+  const DibFields image = FieldsOf(dib.get());
+  const bool isTaken = image.bitCount > 8 && image.height > 0;
+  return isTaken ? OctreeReduced(dib, maxColors) : OctreeReduced(RawTo24(dib), maxColors);
+}
+
 OwnedBlock RawNormalized(const OwnedBlock& dib) {
   const DibFields image = FieldsOf(dib.get());
   switch (image.compression) {

@@ -21,6 +21,10 @@ OwnedBlock RawTo16(const OwnedBlock& dib);
 // By ConvertTo24BPPDIB and the rules of Color.h.
 OwnedBlock RawToGrey(const OwnedBlock& dib, GreyRule rule, GreyLevels levels);
 
+// The octree reduction; of images of 8 bits or less, of which it makes nothing, by
+// ConvertTo24BPPDIB.
+OwnedBlock RawQuantized(const OwnedBlock& dib, uint16_t maxColors);
+
 // RestoreRLE8 or RestoreRLE4 of a run-length image, ConvertTo24BPPDIB of one with channel masks,
 // TopDownToBottomUp of a top-down one; null where rows are plain already.
 OwnedBlock RawNormalized(const OwnedBlock& dib);

@@ -142,22 +142,23 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
                   "the resolution wanted is not 1 to 65535 dots per inch");
   RequireArgument(options.fromDpi <= kMostDpi,
                   "the resolution of the page is not 1 to 65535 dots per inch");
-  RequireArgument(options.threshold >= 0 && options.threshold <= kMostThreshold,
-                  "the threshold is not 0 to 256");
-  RequirePlain();
+  RequireArgument(
+      !options.threshold || (*options.threshold >= 0 && *options.threshold <= kMostThreshold),
+      "the threshold is not 0 to 256");
+  RequireArgument(!(options.grey && (options.raw || raw_)),
+                  "the library's own conversion keeps the depth: it is raw or grey, not both");
   WithPageErrors([&] {
     const PelsPerMetre from = HeaderResolution(
         options.fromDpi != 0 ? ResolutionOfDpi(options.fromDpi) : metadata_.resolution);
     const PelsPerMetre own = HeaderResolution(metadata_.resolution);
-    const auto setHeader = [this](PelsPerMetre pels) {
-      const LockedBlock lock(dib_.get());
-      DibView(lock.Bytes()).SetPelsPerMeter(pels.x, pels.y);
-    };
-    setHeader(from);
+    SetPelsPerMeter(dib_.get(), from.x, from.y);
     try {
-      dib_ = Resampled(dib_, {options.dpi, options.threshold, options.maxPixels}, progress);
+      dib_ = Resampled(
+          dib_,
+          {options.dpi, options.threshold, options.grey, options.raw || raw_, options.maxPixels},
+          progress);
     } catch (...) {
-      setHeader(own);
+      SetPelsPerMeter(dib_.get(), own.x, own.y);
       throw;
     }
     metadata_.resolution = ResolutionOfDpi(options.dpi);
@@ -167,8 +168,8 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
 void Page::Quantize(const QuantizeOptions& options, const ProgressHook& progress) {
   RequireArgument(options.colors >= 1 && options.colors <= kMostColors,
                   "the number of colours is not 1 to 256");
-  RequirePlain();
-  Replace(progress, [&] { return PlainQuantized(dib_, static_cast<uint16_t>(options.colors)); });
+  const auto quantized = options.raw || raw_ ? RawQuantized : PlainQuantized;
+  Replace(progress, [&] { return quantized(dib_, static_cast<uint16_t>(options.colors)); });
 }
 
 void Page::ToGrey(const GreyOptions& options, const ProgressHook& progress) {
