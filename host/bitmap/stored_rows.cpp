@@ -25,7 +25,8 @@ uint32_t ReadPiece(ByteSource& file, const BitmapDescription& bitmap, uint64_t a
                    std::span<unsigned char> into) {
   const uint32_t missing = RequireRows(file, bitmap, at + into.size());
   file.Read(bitmap.pixelOffset + at, into.first(into.size() - missing));
-  std::fill(into.end() - missing, into.end(), static_cast<unsigned char>(0));
+  const auto absent = into.last(missing);
+  std::fill(absent.begin(), absent.end(), static_cast<unsigned char>(0));
   file.ForgetBefore(bitmap.pixelOffset + at + into.size());
   return missing;
 }
