@@ -82,7 +82,9 @@ std::string CodecVersion(ImageFormat format) {
 
 std::optional<ImageFormat> FormatOfContent(Bytes start) {
   using namespace std::string_view_literals;
-  if (BeginsWith(start, "BM")) {
+  constexpr size_t kFirstOfArray = 14;
+  if (BeginsWith(start, "BM") || (BeginsWith(start, "BA") && start.size() >= kFormatBytes &&
+                                  BeginsWith(start.subspan(kFirstOfArray), "BM"))) {
     return ImageFormat::kBmp;
   }
   for (const std::string_view magic : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
@@ -180,7 +182,7 @@ ProfileSpace SpaceOfProfile(const std::vector<unsigned char>& profile) {
 
 std::unique_ptr<ImageReader> OpenImage(std::unique_ptr<ByteSource> source,
                                        const ReadOptions& options) {
-  std::array<unsigned char, 8> start{};
+  std::array<unsigned char, kFormatBytes> start{};
   const auto there = static_cast<size_t>(source->SizeUpTo(start.size()));
   source->Read(0, std::span(start).first(there));
   const auto format = FormatOfContent(std::span(start).first(there));

@@ -92,6 +92,10 @@ TEST(Formats, AreToldByTheirFirstBytes) {
   EXPECT_EQ(of("MM\0+"sv), ImageFormat::kTiff);
   EXPECT_EQ(of("\x89PNG\r\n\x1A\n"), ImageFormat::kPng);
   EXPECT_EQ(of("\xFF\xD8\xFF\xE0"), ImageFormat::kJpeg);
+  EXPECT_EQ(of("BA\x28\0\0\0\0\0\0\0\0\0\0\0BM"sv), ImageFormat::kBmp);
+  for (const std::string_view other : {"BA"sv, "BA rather long text"sv}) {
+    EXPECT_EQ(of(other), std::nullopt);
+  }
   for (const std::string_view other : {""sv, "B"sv, "II*"sv, "\x89PNG"sv, "GIF89a"sv, "%PDF"sv}) {
     EXPECT_EQ(of(other), std::nullopt);
   }
