@@ -11,10 +11,6 @@
 namespace dibkit::host {
 namespace {
 
-ReadOptions ReadOptionsOf(const OpenOptions& options) {
-  return {options.maxPixels, options.cancelled, options.warning};
-}
-
 ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
   if (options.format) {
     return *options.format;
@@ -29,21 +25,30 @@ ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
 
 }  // namespace
 
+Document::Document(std::unique_ptr<ByteSource> source, const OpenOptions& options)
+    : again_(source->Another(nullptr)),
+      reader_(
+          OpenImage(std::move(source), {options.maxPixels, options.cancelled, options.warning})) {}
+
 Document Document::Open(const std::string& path, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(OpenSource(path, options.cancelled), ReadOptionsOf(options)));
-  });
+  return WithPageErrors([&] { return Document(OpenSource(path, options.cancelled), options); });
 }
 
 Document Document::FromBytes(std::span<const unsigned char> file, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(std::make_unique<MemorySource>(file), ReadOptionsOf(options)));
-  });
+  return WithPageErrors([&] { return Document(std::make_unique<MemorySource>(file), options); });
 }
 
 Document Document::FromStream(std::istream& stream, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(SourceOfStream(stream, options.cancelled), ReadOptionsOf(options)));
+  return WithPageErrors(
+      [&] { return Document(SourceOfStream(stream, options.cancelled), options); });
+}
+
+std::optional<Document> Document::Another(const OpenOptions& options) const {
+  return WithPageErrors([&]() -> std::optional<Document> {
+    if (!again_) {
+      return std::nullopt;
+    }
+    return Document(again_->Another(options.cancelled), options);
   });
 }
 
@@ -95,11 +100,24 @@ void DocumentWriter::Add(const Page& page) {
   });
 }
 
+void DocumentWriter::Add(const EncodedPage& page) {
+  WithPageErrors([&] { parts_->writer->Append(page); });
+}
+
+EncodedPage DocumentWriter::Encode(const Page& page) const {
+  return WithPageErrors([&] {
+    const LockedBlock lock(page.Handle());
+    return EncodePage(parts_->format, DibView(lock.Bytes()), page.Metadata(),
+                      page.PackingFor(parts_->format, parts_->options), parts_->options.cancelled);
+  });
+}
+
 std::string DocumentWriter::Finish() {
   return WithPageErrors([&] {
     if (parts_->writer) {
       parts_->writer->Finish();
       parts_->writer.reset();
+      parts_->file.Sync();
     }
     return parts_->file.TemporaryPath();
   });
