@@ -194,11 +194,7 @@ void OutputFile::MoveIntoPlace() {
   temporary_.clear();
 }
 
-void OutputFile::Sync() {
-  StopIf(cancelled_);
-  if (std::exchange(synced_, true)) {
-    return;
-  }
+void OutputFile::Sync() const {
   const bool isFile = !temporary_.empty() && durability_ == Durability::kSynced;
   const bool kept = !isFile || fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
   if (!kept) {
@@ -206,15 +202,19 @@ void OutputFile::Sync() {
   }
 }
 
-void OutputFile::Commit() {
-  Sync();
-  if (descriptor_ > STDERR_FILENO) {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    if (close(descriptor) != 0) {
-      throw FileError("cannot write", errno);
-    }
+void OutputFile::Close() {
+  StopIf(cancelled_);
+  if (descriptor_ <= STDERR_FILENO) {
+    return;
   }
+  Sync();
+  if (close(std::exchange(descriptor_, -1)) != 0) {
+    throw FileError("cannot write", errno);
+  }
+}
+
+void OutputFile::Commit() {
+  Close();
   if (!temporary_.empty()) {
     MoveIntoPlace();
   }

@@ -44,6 +44,8 @@ class OnePageWriter : public ImageWriter {
   OnePageWriter(ImageFormat format, ByteSink& sink) : format_(format), sink_(sink) {}
 
  private:
+  // Throws kNotHeld for an image that the format has no place for, whatever its depth.
+  virtual void RequireSize(const DibView& /*dib*/) const {}
   // Writes the file. The packing is one that the format has for the page.
   virtual void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
                      const PageOptions& options) = 0;

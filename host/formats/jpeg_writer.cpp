@@ -164,13 +164,16 @@ class JpegWriter : public OnePageWriter {
   explicit JpegWriter(ByteSink& sink) : OnePageWriter(ImageFormat::kJpeg, sink) {}
 
  private:
-  void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
-             const PageOptions& options) override {
+  void RequireSize(const DibView& dib) const override {
     if (dib.Width() > JPEG_MAX_DIMENSION || dib.Height() > JPEG_MAX_DIMENSION) {
       throw ImageError(ImageFault::kNotHeld, "JPEG files cannot hold images of more than " +
                                                  std::to_string(JPEG_MAX_DIMENSION) +
                                                  " pixels in width or height");
     }
+  }
+
+  void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
+             const PageOptions& options) override {
     JpegEncoder(sink, dib, metadata, options.jpegQuality).Encode();
   }
 };

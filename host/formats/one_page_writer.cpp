@@ -12,6 +12,7 @@ void OnePageWriter::Add(const DibView& dib, const PageMetadata& metadata,
                         const PageOptions& options) {
   RequireFirst();
   RequireHeld(format_, options.compression, dib);
+  RequireSize(dib);
   written_ = true;
   Write(sink_, dib, metadata, options);
 }

@@ -117,7 +117,7 @@ std::string DocumentWriter::Finish() {
     if (parts_->writer) {
       parts_->writer->Finish();
       parts_->writer.reset();
-      parts_->file.Sync();
+      parts_->file.Close();
     }
     return parts_->file.TemporaryPath();
   });

@@ -32,6 +32,8 @@ class Document {
   // can be read only once, as a pipe or a stream. May be called while another thread uses this
   // document, and outlive it.
   std::optional<Document> Another(const OpenOptions& options = {}) const;
+  // True where Another gives one.
+  bool HasAnother() const { return again_ != nullptr; }
 
   ImageFormat Format() const;
   uint32_t PageCount();

@@ -40,17 +40,18 @@ class OutputFile : public ByteSink {
   // The temporary name, empty where there is none.
   const std::string& TemporaryPath() const { return temporary_; }
 
-  // Has the disk keep what was written, where that was asked for; Write must not follow. Throws
-  // FileError or Cancelled.
-  void Sync();
+  // Has the disk keep what was written, where that was asked for, and closes the file, which does
+  // not appear by that; nothing but Commit must follow. Throws FileError or Cancelled.
+  void Close();
 
-  // Sync, unless that was called, and puts the file in place. Throws FileError (EEXIST when a file
+  // Close, unless that was called, and puts the file in place. Throws FileError (EEXIST when a file
   // that is not to be replaced has appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
   void CreateBeside(const std::string& target, unsigned mode);
   void WriteStraight(std::span<const unsigned char> bytes);
+  void Sync() const;
   void MoveIntoPlace();
 
   int descriptor_ = -1;
@@ -60,7 +61,6 @@ class OutputFile : public ByteSink {
   CancelHook cancelled_;
   IfExists ifExists_;
   Durability durability_;
-  bool synced_ = false;
 };
 
 // Takes away the temporary files of all OutputFile objects of the process that are open now, for a
