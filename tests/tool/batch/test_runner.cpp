@@ -121,7 +121,8 @@ TEST(Runner, ALaterFileBeginsWhenNoPieceOfAnEarlierOneIsLeft) {
 TEST(Runner, WaitsForAPieceThatComesSoon) {
   class Slow : public FileTask {
    public:
-    explicit Slow(const TaskHooks& hooks) : hooks_(hooks) {}
+    Slow(const TaskHooks& hooks, std::function<void()> beforeItComes)
+        : hooks_(hooks), beforeItComes_(std::move(beforeItComes)) {}
     Offer Take() override {
       ++asked_;
       if (taken_ == 0 || (taken_ == 1 && open_)) {
@@ -137,6 +138,7 @@ TEST(Runner, WaitsForAPieceThatComesSoon) {
       if (piece == 0) {
         WaitUntil([this] { return asked_ >= 2; });
         std::this_thread::sleep_for(milliseconds(20));
+        beforeItComes_();
         open_ = true;
         hooks_.changed();
         WaitUntil([this] { return done_ == 1; });
@@ -145,6 +147,7 @@ TEST(Runner, WaitsForAPieceThatComesSoon) {
     }
 
     const TaskHooks& hooks_;
+    const std::function<void()> beforeItComes_;
     int taken_ = 0;
     std::atomic<int> asked_{0};
     std::atomic<bool> open_{false};
@@ -154,7 +157,7 @@ TEST(Runner, WaitsForAPieceThatComesSoon) {
   RunFiles(2, Jobs(2), [&](size_t index, const TaskHooks& hooks) -> std::unique_ptr<FileTask> {
     ++begun;
     if (index == 0) {
-      return std::make_unique<Slow>(hooks);
+      return std::make_unique<Slow>(hooks, [&] { EXPECT_EQ(begun, 1); });
     }
     return std::make_unique<Pieces>(1, [](size_t) {});
   });
