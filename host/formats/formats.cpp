@@ -213,9 +213,14 @@ std::unique_ptr<ImageWriter> MakeWriter(ImageFormat format, ByteSink& sink) {
 
 EncodedPage EncodePage(ImageFormat format, const DibView& dib, const PageMetadata& metadata,
                        const PageOptions& options, const CancelHook& cancelled) {
+  return EncodePage(
+      format, [&](ImageWriter& writer) { writer.Add(dib, metadata, options); }, cancelled);
+}
+
+EncodedPage EncodePage(ImageFormat format, const AddPage& add, const CancelHook& cancelled) {
   EncodingSink sink(cancelled);
   const auto writer = MakeWriter(format, sink);
-  writer->Add(dib, metadata, options);
+  add(*writer);
   writer->Finish();
   std::vector<unsigned char> bytes = sink.TakeBytes();
   // It may wait for long until it is appended.

@@ -11,6 +11,10 @@
 namespace dibkit::host {
 namespace {
 
+ReadOptions ReadOptionsOf(const OpenOptions& options) {
+  return {options.maxPixels, options.cancelled, options.warning, options.raw};
+}
+
 ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
   if (options.format) {
     return *options.format;
@@ -27,8 +31,8 @@ ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
 
 Document::Document(std::unique_ptr<ByteSource> source, const OpenOptions& options)
     : again_(source->Another(nullptr)),
-      reader_(
-          OpenImage(std::move(source), {options.maxPixels, options.cancelled, options.warning})) {}
+      reader_(OpenImage(std::move(source), ReadOptionsOf(options))),
+      raw_(options.raw) {}
 
 Document Document::Open(const std::string& path, const OpenOptions& options) {
   return WithPageErrors([&] { return Document(OpenSource(path, options.cancelled), options); });
@@ -65,7 +69,7 @@ PageDescription Document::Describe(uint32_t page) {
 Page Document::Read(uint32_t page) {
   return WithPageErrors([&] {
     const Compression compression = reader_->Describe(page).compression;
-    return Page(reader_->Read(page), reader_->Format(), compression);
+    return Page(reader_->Read(page), reader_->Format(), compression, raw_);
   });
 }
 
@@ -93,11 +97,7 @@ DocumentWriter& DocumentWriter::operator=(DocumentWriter&&) noexcept = default;
 DocumentWriter::~DocumentWriter() = default;
 
 void DocumentWriter::Add(const Page& page) {
-  WithPageErrors([&] {
-    const LockedBlock lock(page.Handle());
-    parts_->writer->Add(DibView(lock.Bytes()), page.Metadata(),
-                        page.PackingFor(parts_->format, parts_->options));
-  });
+  WithPageErrors([&] { page.AddTo(*parts_->writer, parts_->format, parts_->options); });
 }
 
 void DocumentWriter::Add(const EncodedPage& page) {
@@ -106,9 +106,9 @@ void DocumentWriter::Add(const EncodedPage& page) {
 
 EncodedPage DocumentWriter::Encode(const Page& page) const {
   return WithPageErrors([&] {
-    const LockedBlock lock(page.Handle());
-    return EncodePage(parts_->format, DibView(lock.Bytes()), page.Metadata(),
-                      page.PackingFor(parts_->format, parts_->options), parts_->options.cancelled);
+    const SaveOptions& options = parts_->options;
+    const auto add = [&](ImageWriter& writer) { page.AddTo(writer, parts_->format, options); };
+    return EncodePage(parts_->format, add, options.cancelled);
   });
 }
 

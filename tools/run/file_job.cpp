@@ -70,8 +70,9 @@ void FileJob::Do(const std::function<void()>& piece) noexcept {
 
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
-  auto reader =
-      std::make_unique<InputReader>(plan_.input.path, options.maxPixels, hooks_.task.cancelled);
+  auto reader = std::make_unique<InputReader>(
+      plan_.input.path,
+      host::OpenOptions{0, options.maxPixels, hooks_.task.cancelled, nullptr, options.raw});
   pageCount_ = reader->Document().PageCount();
   for (const std::string& warning : reader->TakeWarnings()) {
     warnings_.Tell(warning);

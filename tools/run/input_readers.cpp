@@ -5,24 +5,26 @@
 
 namespace dibkit::tool {
 
-InputReader::InputReader(const std::string& path, uint64_t maxPixels, host::CancelHook cancelled)
-    : maxPixels_(maxPixels), cancelled_(std::move(cancelled)) {
-  document_.emplace(host::Document::Open(path, Options()));
+InputReader::InputReader(const host::OpenOptions& options)
+    : cancelled_(options.cancelled),
+      options_{options.page, options.maxPixels, [this] { return cancelled_ && cancelled_(); },
+               [this](const std::string& text) { warnings_.push_back(text); }, options.raw} {}
+
+InputReader::InputReader(const std::string& path, const host::OpenOptions& options)
+    : InputReader(options) {
+  document_.emplace(host::Document::Open(path, options_));
 }
 
 std::unique_ptr<InputReader> InputReader::Another(const InputReader& other) {
-  std::unique_ptr<InputReader> reader(new InputReader(other.maxPixels_));
-  auto document = other.document_->Another(reader->Options());
+  host::OpenOptions options = other.options_;
+  options.cancelled = nullptr;
+  std::unique_ptr<InputReader> reader(new InputReader(options));
+  auto document = other.document_->Another(reader->options_);
   if (!document) {
     return nullptr;
   }
   reader->document_.emplace(std::move(*document));
   return reader;
-}
-
-host::OpenOptions InputReader::Options() {
-  return {0, maxPixels_, [this] { return cancelled_ && cancelled_(); },
-          [this](const std::string& text) { warnings_.push_back(text); }};
 }
 
 std::vector<std::string> InputReader::TakeWarnings() { return std::exchange(warnings_, {}); }

@@ -4,7 +4,6 @@
 #ifndef DIBKIT_TOOLS_RUN_INPUT_READERS_H
 #define DIBKIT_TOOLS_RUN_INPUT_READERS_H
 
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,8 +17,8 @@ namespace dibkit::tool {
 // A document, and what it says while pages are read. For one thread at a time.
 class InputReader {
  public:
-  // Throws PageError.
-  InputReader(const std::string& path, uint64_t maxPixels, host::CancelHook cancelled);
+  // The hook for warnings is not looked at. Throws PageError.
+  InputReader(const std::string& path, const host::OpenOptions& options);
   // Of the same input; none where `other` can be read only once.
   static std::unique_ptr<InputReader> Another(const InputReader& other);
 
@@ -30,11 +29,10 @@ class InputReader {
   std::vector<std::string> TakeWarnings();
 
  private:
-  explicit InputReader(uint64_t maxPixels) : maxPixels_(maxPixels) {}
-  host::OpenOptions Options();
+  explicit InputReader(const host::OpenOptions& options);
 
-  const uint64_t maxPixels_;
   host::CancelHook cancelled_;
+  const host::OpenOptions options_;  // with hooks that come to this object
   std::vector<std::string> warnings_;
   std::optional<host::Document> document_;
 };

@@ -78,7 +78,8 @@ class PageJob {
   host::Page ReadBy(host::Document& document) {
     host::StopIf(hooks_.cancelled);
     const host::PageDescription description = document.Describe(number_ - 1);
-    const PagePlan plan = PlanOf(setting_.conversion, description, setting_.options.maxPixels);
+    const PagePlan plan = InFormat(
+        PlanOf(setting_.conversion, description, setting_.options.maxPixels), setting_.format);
     DescribeBefore(made_.record.input, document.Format(), description, plan);
     RequireHeld(plan);
     made_.share = setting_.gate.Acquire(plan.bytes, hooks_.cancelled);
@@ -113,9 +114,13 @@ class PageJob {
     });
   }
 
-  // A packed page takes no more than one that is not, or little more.
+  // A packed page takes no more than one that is not, or little more; one of 16 bits is widened
+  // first.
   bool HasMemoryToPackApart(const host::Page& page) {
-    return made_.share.TryGrowTo(2 * ImageBytes({page.Width(), page.Height()}, page.BitCount()));
+    const host::PixelSize size{page.Width(), page.Height()};
+    const unsigned bits = page.BitCount();
+    const uint64_t packing = bits == 16 ? 2 * ImageBytes(size, 24) : ImageBytes(size, bits);
+    return made_.share.TryGrowTo(ImageBytes(size, bits) + packing);
   }
 
   // What fails in `work` is told of the output, not of the input.

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <span>
 
+#include "bitmap/grey_table.h"
 #include "formats/channels.h"
-#include "formats/grey_table.h"
 
 namespace dibkit::host::tiff {
 namespace {

@@ -46,6 +46,7 @@ class Document {
 
   std::unique_ptr<const ByteSource> again_;  // for Another; null where there is none
   std::unique_ptr<ImageReader> reader_;
+  bool raw_;
 };
 
 // A file that is being written and appears whole with Commit, or not at all. For one thread at a

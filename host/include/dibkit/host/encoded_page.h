@@ -8,7 +8,7 @@
 #ifndef DIBKIT_HOST_ENCODED_PAGE_H
 #define DIBKIT_HOST_ENCODED_PAGE_H
 
-#include <cstddef>
+#include <functional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -21,6 +21,9 @@
 
 namespace dibkit::host {
 
+// Adds one page to the writer that it is given.
+using AddPage = std::function<void(ImageWriter& writer)>;
+
 // A page as a file of its own, in memory. Once made it does not change: any thread may look at it.
 class EncodedPage {
  public:
@@ -29,8 +32,7 @@ class EncodedPage {
   std::span<const unsigned char> Bytes() const { return bytes_; }
 
  private:
-  friend EncodedPage EncodePage(ImageFormat format, const DibView& dib,
-                                const PageMetadata& metadata, const PageOptions& options,
+  friend EncodedPage EncodePage(ImageFormat format, const AddPage& add,
                                 const CancelHook& cancelled);
   EncodedPage(ImageFormat format, std::vector<unsigned char> bytes)
       : format_(format), bytes_(std::move(bytes)) {}
@@ -45,6 +47,9 @@ class EncodedPage {
 // so, which is asked now and then.
 EncodedPage EncodePage(ImageFormat format, const DibView& dib, const PageMetadata& metadata,
                        const PageOptions& options, const CancelHook& cancelled = nullptr);
+// The same for the page that `add` adds; throws what that throws, too.
+EncodedPage EncodePage(ImageFormat format, const AddPage& add,
+                       const CancelHook& cancelled = nullptr);
 
 }  // namespace dibkit::host
 

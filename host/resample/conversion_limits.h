@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the resolution conversion can take, told in words beforehand.
-#ifndef DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
-#define DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
+#ifndef DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H
+#define DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H
 
 #include <cstdint>
 
 #include "dibkit/GlobalMemory.h"
 #include "dibkit/host/resample.h"
+#include "dibkit/host/resolution.h"
 
 namespace dibkit::host {
 
@@ -20,16 +21,16 @@ struct Dpi {
 // Before anything is done: sides of the image and of the result. Throws ImageError (kTooLarge).
 void CheckSides(uint32_t width, uint32_t height, Dpi from, unsigned dpi);
 
-// Of the plain image as it will go into the conversion, with its final resolution: rows that the
+// Of the image as it will go into the conversion, plain or as BitmapFile::ReadPaddedDib makes it
+// with its bottom row first, with its final resolution: rows that the
 // conversion cannot widen, and the size of the result, which the conversion's own engine computes.
 // Throws ImageError (kTooLarge, kTooManyPixels).
 void CheckConversion(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels);
 
 // What the engine makes of an image with such a header, whose sides fit. Throws ImageError
 // (kTooLarge, kTooManyPixels, kNoMemory).
-PixelSize SizeOfConversion(PixelSize size, uint16_t bitCount, int32_t xPelsPerMeter,
-                           int32_t yPelsPerMeter, const ResampleRequest& request);
+PixelSize SizeOfConversion(PixelSize size, PelsPerMetre from, unsigned dpi, uint64_t maxPixels);
 
 }  // namespace dibkit::host
 
-#endif  // DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
+#endif  // DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H
