@@ -351,6 +351,14 @@ TEST_F(SpreadPages, TakeTheMemoryOfTheJobs) {
 // ---- interruption
 // ----------------------------------------------------------------------------------
 
+// Waits until something is being written.
+void WaitForFiles(const std::string& folder) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (fs::is_empty(folder) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
 TEST_F(SpreadPages, StopPromptlyAndLeaveNoHalfFile) {
   constexpr auto kPromptly = std::chrono::milliseconds(100);
   const auto forTheMachine = std::chrono::milliseconds(IsSanitized() ? 900 : 200);
@@ -374,7 +382,8 @@ TEST_F(SpreadPages, StopPromptlyAndLeaveNoHalfFile) {
                          Path("report"),  "-o",    Path(std::string("out/") + output),
                          Path("book.tif")};
       Process process(start);
-      std::this_thread::sleep_for(std::chrono::milliseconds(60 + milliseconds));
+      WaitForFiles(Path("out"));
+      std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
       const auto begin = std::chrono::steady_clock::now();
       process.Signal(SIGINT);
       const Outcome outcome = process.Wait();
