@@ -5,7 +5,10 @@
 #include <array>
 #include <cctype>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "dibkit/host/encoded_page.h"
 #include "formats/codec.h"
 
 namespace dibkit::host {
@@ -40,6 +43,19 @@ const Codec& Require(ImageFormat format) {
   }
   return *codec;
 }
+
+// Where a page is packed apart from its file.
+class EncodingSink : public MemorySink {
+ public:
+  explicit EncodingSink(const CancelHook& cancelled) : cancelled_(cancelled) {}
+  void Write(std::span<const unsigned char> bytes) override {
+    StopIf(cancelled_);
+    MemorySink::Write(bytes);
+  }
+
+ private:
+  const CancelHook& cancelled_;
+};
 
 bool BeginsWith(Bytes bytes, std::string_view start) {
   return bytes.size() >= start.size() &&
@@ -197,6 +213,23 @@ std::unique_ptr<ImageWriter> MakeWriter(ImageFormat format, ByteSink& sink) {
   return Require(format).make(sink);
 }
 
+EncodedPage EncodePage(ImageFormat format, const DibView& dib, const PageMetadata& metadata,
+                       const PageOptions& options, const CancelHook& cancelled) {
+  return EncodePage(
+      format, [&](ImageWriter& writer) { writer.Add(dib, metadata, options); }, cancelled);
+}
+
+EncodedPage EncodePage(ImageFormat format, const AddPage& add, const CancelHook& cancelled) {
+  EncodingSink sink(cancelled);
+  const auto writer = MakeWriter(format, sink);
+  add(*writer);
+  writer->Finish();
+  std::vector<unsigned char> bytes = sink.TakeBytes();
+  // It may wait for long until it is appended.
+  bytes.shrink_to_fit();
+  return EncodedPage(format, std::move(bytes));
+}
+
 void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount, bool greyTable) {
   if (Holds(format, compression, bitCount, greyTable)) {
     return;
@@ -212,11 +245,6 @@ void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount,
 
 void RequireHeld(ImageFormat format, Compression compression, const DibView& dib) {
   RequireHeld(format, compression, dib.BitCount(), dib.HasGreyTable());
-}
-
-void RefuseSecondPage(ImageFormat format) {
-  throw ImageError(ImageFault::kNotHeld,
-                   std::string("a ") + FormatName(format) + " file holds one page only");
 }
 
 }  // namespace dibkit::host
