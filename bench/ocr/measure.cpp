@@ -61,8 +61,10 @@ Arguments Parse(int argc, char** argv) {
       arguments.images.emplace_back(word);
     }
   }
-  for (std::string line; argc > 1 && arguments.images.empty() && std::getline(std::cin, line);) {
-    arguments.images.push_back(line);
+  if (arguments.images.empty()) {
+    for (std::string line; std::getline(std::cin, line);) {
+      arguments.images.push_back(line);
+    }
   }
   return arguments;
 }
