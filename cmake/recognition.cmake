@@ -4,6 +4,7 @@
 # tests where Tesseract is there for the machine that is built for; asked for in so many words and
 # absent, it is an error. The targets dibkit_tesseract and dibkit_leptonica bring the libraries.
 
+find_package(PkgConfig QUIET)
 dibkit_find_codec(TESSERACT tesseract tesseract/baseapi.h tesseract::TessBaseAPI::Version)
 dibkit_find_codec(LEPTONICA lept leptonica/allheaders.h getLeptonicaVersion)
 set(found FALSE)
