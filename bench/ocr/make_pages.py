@@ -2,10 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # Writes scanned pages whose text is known, for recognisers: DEPTH-DPI-KIND-FACE-POINTS.tif, with
-# the resolution in it, and the text beside it in a file of the same name that ends in .txt. The
-# same options give the same bytes.
+# the resolution in it, and the text beside it in a file of the same name that ends in .txt; with
+# --words the words and the pixels of their boxes (left, top, right, bottom) in one that ends in
+# .words, for clean pages. The same options give the same bytes.
 import argparse
 import itertools
+import multiprocessing
 import pathlib
 import random
 
@@ -24,8 +26,9 @@ def _arguments():
     parser.add_argument("--dpi", type=int, nargs="+", default=RESOLUTIONS)
     parser.add_argument("--depth", nargs="+", choices=DEPTHS, default=DEPTHS)
     parser.add_argument("--kind", nargs="+", choices=KINDS, default=KINDS)
-    parser.add_argument("--face", nargs="+", choices=tuple(typeset.FACES), default=typeset.FACES)
+    parser.add_argument("--face", nargs="+", choices=tuple(typeset.FACES), default=tuple(typeset.FACES))
     parser.add_argument("--points", type=int, nargs="+", default=typeset.POINTS)
+    parser.add_argument("--words", action="store_true")
     parser.add_argument("--seed", type=int, default=1)
     arguments = parser.parse_args()
     for dpi in arguments.dpi:
@@ -37,29 +40,42 @@ def _arguments():
     return arguments
 
 
-def _write(directory, name, image, dpi, words):
+def _write_page(path, image, dpi, text):
     compression = "group4" if image.mode == "1" else "tiff_lzw"
-    image.save(directory / f"{name}.tif", compression=compression, dpi=(dpi, dpi))
-    (directory / f"{name}.txt").write_text(words, encoding="utf-8")
+    image.save(path.with_suffix(".tif"), compression=compression, dpi=(dpi, dpi))
+    path.with_suffix(".txt").write_text(text, encoding="utf-8")
 
 
-def _scan_all(arguments, page, words, name):
+def _write_words(path, words, dpi):
+    lines = ("\t".join([word.text] + [f"{edge * dpi / typeset.DPI:.2f}" for edge in word.box])
+             for word in words)
+    path.with_suffix(".words").write_text("\n".join(lines) + "\n", encoding="utf-8")
+
+
+def _scan_all(arguments, page, name):
     for dpi, kind in itertools.product(arguments.dpi, arguments.kind):
         rng = random.Random(f"{arguments.seed} {name} {dpi} {kind}")
-        grey = scanner.scan(page, dpi, kind == "degraded", rng)
+        grey = scanner.scan(page.image, dpi, kind == "degraded", rng)
         images = {"grey": grey, "1bit": scanner.in_two_levels(grey)}
         for depth in arguments.depth:
-            _write(arguments.directory, f"{depth}-{dpi:03}-{kind}-{name}", images[depth], dpi, words)
+            path = arguments.directory / f"{depth}-{dpi:03}-{kind}-{name}"
+            _write_page(path, images[depth], dpi, page.text)
+            if arguments.words and kind == "clean":
+                _write_words(path, page.words, dpi)
+
+
+def _make(arguments, face, points):
+    name = f"{face}-{points:02}"
+    paragraphs = text.paragraphs(random.Random(f"{arguments.seed} {name}"))
+    _scan_all(arguments, typeset.typeset(paragraphs, face, points), name)
 
 
 def main():
     arguments = _arguments()
     arguments.directory.mkdir(parents=True, exist_ok=True)
-    for face, points in itertools.product(arguments.face, arguments.points):
-        name = f"{face}-{points:02}"
-        words = text.paragraphs(random.Random(f"{arguments.seed} {name}"))
-        page, truth = typeset.typeset(words, face, points)
-        _scan_all(arguments, page, truth, name)
+    with multiprocessing.Pool() as pool:
+        pool.starmap(_make, itertools.product([arguments], arguments.face, arguments.points),
+                     chunksize=1)
 
 
 if __name__ == "__main__":

@@ -5,41 +5,40 @@
 # `dibkit` and `ocr_peer`, the paths of the command and of dibkit_ocr_peer (empty where it was not
 # built).
 
-# One line for each: its name, the depths of the pages that it is for, its title.
-ocr_methods='asis|grey 1bit|as it is
-resample|grey 1bit|`resample`
-raw|grey 1bit|`--raw`
-grey|1bit|`--grey`
-prepare|grey 1bit|`prepare`
-leptonica|grey 1bit|Leptonica
-leptonica-grey|1bit|Leptonica in grey
-opencv-linear|grey 1bit|OpenCV linear
-opencv-area|grey 1bit|OpenCV area
-opencv-linear-1bit|1bit|OpenCV linear, 1 bit
-opencv-area-1bit|1bit|OpenCV area, 1 bit'
+# One line for each: its name, the pages that it is for (all or 1bit), whether it is a peer's, its
+# title.
+# shellcheck disable=SC2016,SC2034
+ocr_methods='asis|all|own|as it is
+resample|all|own|`resample`
+raw|all|own|`--raw`
+grey|1bit|own|`--grey`
+prepare|all|own|`prepare`
+leptonica|all|peer|Leptonica
+leptonica-grey|1bit|peer|Leptonica in grey
+opencv-linear|all|peer|OpenCV linear
+opencv-area|all|peer|OpenCV area
+opencv-linear-1bit|1bit|peer|OpenCV linear, 1 bit
+opencv-area-1bit|1bit|peer|OpenCV area, 1 bit'
 
-# True when the command has the option or, for "prepare", the subcommand.
+# True when the command has the subcommand `prepare`, or when its `resample` has the option.
 dibkit_knows() {
-  case $1 in
-    prepare) "$dibkit" help prepare >/dev/null 2>&1 ;;
-    *) "$dibkit" help resample 2>/dev/null | grep -q -e "$1" ;;
-  esac
+  if [ "$1" = prepare ]; then
+    "$dibkit" help prepare >/dev/null 2>&1
+  else
+    grep -q -e "--$1" <<<"$("$dibkit" help resample)"
+  fi
 }
 
-# has_method NAME: false, with a line that says why, when it cannot be applied.
+# has_method NAME: false when it cannot be applied.
 has_method() {
   case $1 in
-    prepare) dibkit_knows prepare || { say "skipping prepare: the command has none" && return 1; } ;;
-    raw | grey)
-      dibkit_knows "--$1" || { say "skipping $1: \`resample\` has no --$1" && return 1; }
-      ;;
-    leptonica* | opencv*)
-      [ -x "$ocr_peer" ] || { say "skipping $1: built without its library" && return 1; }
-      ;;
+    prepare | raw | grey) dibkit_knows "$1" ;;
+    leptonica* | opencv*) [ -x "$ocr_peer" ] ;;
   esac
 }
 
-# apply_method NAME DIRECTORY FILE...: the pages at 300 dpi, under their names, as TIFF files.
+# apply_method NAME DIRECTORY FILE...: the pages at 300 dpi, under their names, as TIFF files; what
+# is left as it is keeps its format.
 apply_method() {
   local method=$1 directory=$2
   shift 2
