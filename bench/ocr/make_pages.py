@@ -4,16 +4,24 @@
 # Writes scanned pages whose text is known, for recognisers: DEPTH-DPI-KIND-FACE-POINTS.tif, with
 # the resolution in it, and the text beside it in a file of the same name that ends in .txt; with
 # --words the words and the pixels of their boxes (left, top, right, bottom) in one that ends in
-# .words, for clean pages. The same options give the same bytes.
+# .words, for clean pages. The same options give the same bytes. The status is 3 when Pillow, NumPy
+# or a font is not there.
 import argparse
 import itertools
 import multiprocessing
 import pathlib
 import random
+import sys
 
-import scanner
-import text
-import typeset
+_NOT_HERE = 3
+try:
+    import scanner
+    import text
+    import typeset
+except ImportError as error:
+    print(f"{error}: the Debian package is python3-{'numpy' if error.name == 'numpy' else 'pil'}",
+          file=sys.stderr)
+    sys.exit(_NOT_HERE)
 
 DEPTHS = ("grey", "1bit")
 KINDS = ("clean", "degraded")
@@ -34,10 +42,15 @@ def _arguments():
     for dpi in arguments.dpi:
         if typeset.DPI % dpi:
             parser.error(f"{typeset.DPI} dpi is no whole multiple of {dpi}")
+    return arguments
+
+
+def _require_faces():
     missing = typeset.missing_faces()
     if missing:
-        parser.error(f"no font {missing[0]}")
-    return arguments
+        print(f"no font {missing[0]}: the Debian packages are fonts-liberation and fonts-texgyre",
+              file=sys.stderr)
+        sys.exit(_NOT_HERE)
 
 
 def _write_page(path, image, dpi, text):
@@ -72,6 +85,7 @@ def _make(arguments, face, points):
 
 def main():
     arguments = _arguments()
+    _require_faces()
     arguments.directory.mkdir(parents=True, exist_ok=True)
     with multiprocessing.Pool() as pool:
         pool.starmap(_make, itertools.product([arguments], arguments.face, arguments.points),

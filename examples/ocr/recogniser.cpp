@@ -65,7 +65,7 @@ Recogniser::Recogniser(const std::string& language) {
   // It would print its own words about what fails.
   engine_.SetVariable("debug_file", "/dev/null");
   if (engine_.Init(nullptr, language.c_str(), tesseract::OEM_LSTM_ONLY) != 0) {
-    throw std::runtime_error("Tesseract has no data for the language " + language);
+    throw std::runtime_error("no data for the language " + language);
   }
   engine_.SetPageSegMode(tesseract::PSM_AUTO);
 }
