@@ -46,8 +46,6 @@ ocr_measure=$root/build/ocr/bench/ocr/dibkit_ocr_measure
 ocr_peer=$root/build/ocr/bench/ocr/dibkit_ocr_peer
 # shellcheck source=bench/ocr/methods.sh
 . bench/ocr/methods.sh
-make_pages=$root/bench/ocr/make_pages.py
-report=$root/bench/ocr/report.py
 
 [ -z "$scans" ] || scans=$(realpath "$scans")
 if [ -z "$work" ]; then
@@ -63,7 +61,7 @@ generate() {
   [ ! -d pages ] || return 0
   local fewer=()
   ! $quick || fewer=(--face serif --points 8 10)
-  "$make_pages" "${fewer[@]}" pages.part
+  "$root/bench/ocr/make_pages.py" "${fewer[@]}" pages.part
   [ -z "$scans" ] || "$root/bench/ocr/take_scans.py" "$scans" pages.part
   mv pages.part pages
 }
@@ -74,7 +72,23 @@ convert() {
   files=(pages/*.tif pages/*.png pages/*.jpg)
   [ "$pages" = all ] || files=(pages/1bit-*.tif pages/1bit-*.png)
   rm -rf "results/$name"
-  apply_method "$name" "results/$name" "${files[@]}"
+  apply_method "$name" 300 "results/$name" "${files[@]}"
+}
+
+# The lines of ruled 1-bit pages that reductions from 300 dpi leave: method, resolution, page, lines
+# left, lines.
+count_lines() {
+  local method dpi
+  rm -rf ruled reduced
+  "$root/bench/ocr/make_ruled.py" ruled
+  for method in resample raw leptonica opencv-linear-1bit opencv-area-1bit; do
+    has_method "$method" || continue
+    for dpi in 200 150 100 75; do
+      apply_method "$method" "$dpi" "reduced/$method-$dpi" ruled/*.tif
+      "$root/bench/ocr/count_lines.py" ruled "reduced/$method-$dpi" |
+        awk -v OFS='\t' -v method="$method" -v dpi="$dpi" '{ print method, dpi, $1, $2, $3 }'
+    done
+  done
 }
 
 say "making pages"
@@ -92,10 +106,14 @@ done <<<"$ocr_methods"
 say "recognising"
 find -L results -type f | sort | "$ocr_measure" --truth pages --threads "$jobs" >errors.tsv
 printf '%s\n' "$ocr_methods" >methods.txt
+count_lines >lines.tsv
 
+report() {
+  "$root/bench/ocr/report.py" --methods methods.txt --tool "$dibkit" --lines lines.tsv "$@" errors.tsv
+}
 if $keep; then
-  "$report" --methods methods.txt --tools "$dibkit" --page "$root/docs/recognition.md" errors.tsv
+  report --page "$root/docs/recognition.md"
   say "written: docs/recognition.md"
 else
-  "$report" --methods methods.txt --tools "$dibkit" errors.tsv
+  report
 fi

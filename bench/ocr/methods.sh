@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# The ways in which pages are brought to 300 dpi before they are recognised. Sourced, not run; wants
+# The ways in which pages are brought to another resolution before they are recognised. Sourced, not run; wants
 # `dibkit` and `ocr_peer`, the paths of the command and of dibkit_ocr_peer (empty where it was not
 # built).
+# shellcheck disable=SC2154
 
 # One line for each: its name, the pages that it is for (all or 1bit), whether it is a peer's, its
 # title.
@@ -37,18 +38,18 @@ has_method() {
   esac
 }
 
-# apply_method NAME DIRECTORY FILE...: the pages at 300 dpi, under their names, as TIFF files; what
-# is left as it is keeps its format.
+# apply_method NAME DPI DIRECTORY FILE...: the pages at another resolution, under their names, as TIFF
+# files; what is left as it is keeps its format.
 apply_method() {
-  local method=$1 directory=$2
-  shift 2
+  local method=$1 dpi=$2 directory=$3
+  shift 3
   mkdir -p "$directory"
-  local options=(--quiet --dpi 300 --format tiff --no-sync --output-dir "$directory")
+  local options=(--quiet --dpi "$dpi" --format tiff --no-sync --output-dir "$directory")
   case $method in
     asis) ln -sr "$@" "$directory" ;;
     resample) "$dibkit" resample "${options[@]}" "$@" ;;
     raw | grey) "$dibkit" resample "--$method" "${options[@]}" "$@" ;;
     prepare) "$dibkit" prepare "${options[@]}" "$@" ;;
-    *) "$ocr_peer" "$method" 300 "$directory" "$@" ;;
+    *) "$ocr_peer" "$method" "$dpi" "$directory" "$@" ;;
   esac
 }

@@ -13,6 +13,7 @@ import sys
 import goals
 import plot
 import results as recognition
+import ruled
 
 _BEGIN = "<!-- measured: written by bench/ocr.sh; do not edit. -->\n"
 _END = "<!-- end of what was measured -->\n"
@@ -46,7 +47,8 @@ def _arguments():
     parser = argparse.ArgumentParser(description="Reports character error rates.")
     parser.add_argument("errors", help="what dibkit_ocr_measure printed")
     parser.add_argument("--methods", required=True, help="the list of methods.sh, in a file")
-    parser.add_argument("--tools", default="", help="the command dibkit, to tell its version")
+    parser.add_argument("--lines", help="what was counted on ruled pages")
+    parser.add_argument("--tool", default="", help="the command dibkit, to tell its version")
     parser.add_argument("--page", type=pathlib.Path, help="the page to put the report into")
     parser.add_argument("--check", action="store_true", help="look at the goals only")
     return parser.parse_args()
@@ -90,10 +92,24 @@ def _figure(results, row, name):
     return f"{results.mean(row, name):.2f}" if results.has(row, name) else ""
 
 
+def _ruled(counts, results):
+    titles = {method.name: method.title for method in results.methods}
+    names = [name for name in counts.methods if name in titles]
+    yield "## Ruled pages"
+    yield ""
+    yield "What is left of one-pixel lines on white, and of one-pixel gaps in black, when a 1-bit page is"
+    yield f"reduced from 300 dpi: lines / gaps, of {counts.lines} each."
+    yield ""
+    yield "| to, dpi | " + " | ".join(titles[name] for name in names) + " |"
+    yield "|---|" + "---|" * len(names)
+    for dpi in counts.resolutions:
+        yield f"| {dpi} | " + " | ".join(counts.left(name, dpi) for name in names) + " |"
+
+
 def _report(results, arguments):
     yield "Characters that Tesseract gets wrong, in percent, when a page is given to it at the"
     yield "resolution of its scan, and when it is brought to 300 dpi first. `bench/ocr.sh` measured"
-    yield f"it on {datetime.date.today().isoformat()} with {_versions(arguments.tools)}."
+    yield f"it on {datetime.date.today().isoformat()} with {_versions(arguments.tool)}."
     yield ""
     if results.can_prepare:
         yield "## Goals"
@@ -107,6 +123,9 @@ def _report(results, arguments):
             yield ""
             yield from _table(results, depth)
             yield ""
+    if arguments.lines:
+        yield from _ruled(ruled.read_counts(arguments.lines), results)
+        yield ""
     yield _HOW
 
 

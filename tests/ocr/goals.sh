@@ -34,7 +34,7 @@ make_pages 2>told || status=$?
 [ "$status" -eq 0 ] || { cat told >&2 && exit 1; }
 
 for method in asis prepare; do
-  apply_method "$method" "results/$method" pages/*.tif
+  apply_method "$method" 300 "results/$method" pages/*.tif
 done
 find -L results -type f | sort | "$measure" --truth pages >errors.tsv 2>told || {
   ! grep -q 'no data' told || skip "$(cat told)"
