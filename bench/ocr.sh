@@ -104,7 +104,7 @@ while IFS='|' read -r name pages _; do
   fi
 done <<<"$ocr_methods"
 say "recognising"
-find -L results -type f | sort | "$ocr_measure" --truth pages --threads "$jobs" >errors.tsv
+find -L results -type f | sort | "$ocr_measure" --truth pages --threads "$jobs" | sort >errors.tsv
 printf '%s\n' "$ocr_methods" >methods.txt
 count_lines >lines.tsv
 

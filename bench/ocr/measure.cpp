@@ -2,18 +2,21 @@
 //
 // dibkit_ocr_measure [--threads N] [--truth DIRECTORY] IMAGE...
 //
-// Recognises pages whose text is known and prints for each, separated by tabs: its path, the
-// character errors (see error_rate.h), the characters of the true text, and the errors in percent
-// of them. The true text of a page has the page's name, ending in .txt, and stands in DIRECTORY or
-// else beside the page. Two threads unless told. Pages with the same pixels, resolution and text
-// are recognised once. With no IMAGE the paths are read from standard input, one a line.
+// Recognises pages whose text is known and prints for each, as it is read and in no order,
+// separated by tabs: its path, the character errors (see error_rate.h), the characters of the true
+// text, and the errors in percent of them. The true text of a page has the page's name, ending in
+// .txt, and stands in DIRECTORY or else beside the page. Two threads unless told. Pages with the
+// same pixels, resolution and text are recognised once. With no IMAGE the paths are read from
+// standard input, one a line.
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -21,7 +24,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -39,11 +41,10 @@ struct Arguments {
   std::vector<std::string> images;
 };
 
-// Pages that are alike, and what was found on them.
+// Pages that are alike.
 struct Task {
-  std::vector<size_t> images;  // indices into Arguments::images
+  std::vector<std::string> images;
   std::string truth;
-  CharacterErrors result{};
 };
 
 Arguments Parse(int argc, char** argv) {
@@ -99,63 +100,45 @@ Fingerprint FingerprintOf(Pix* pix) {
 }
 
 std::vector<Task> TasksOf(const Arguments& arguments) {
-  std::map<std::pair<std::string, Fingerprint>, Task> tasks;
-  for (size_t i = 0; i < arguments.images.size(); ++i) {
-    const std::string truth = TruthOf(arguments, arguments.images[i]).string();
-    Task& task = tasks[{truth, FingerprintOf(ReadImage(arguments.images[i]).get())}];
-    task.truth = truth;
-    task.images.push_back(i);
+  std::map<std::pair<std::string, Fingerprint>, std::vector<std::string>> alike;
+  for (const std::string& image : arguments.images) {
+    const std::string truth = TruthOf(arguments, image).string();
+    alike[{truth, FingerprintOf(ReadImage(image).get())}].push_back(image);
   }
-  std::vector<Task> list;
-  for (auto& [key, task] : tasks) {
-    list.push_back(std::move(task));
+  std::vector<Task> tasks;
+  for (auto& [key, images] : alike) {
+    tasks.push_back({std::move(images), key.first});
   }
-  return list;
+  return tasks;
+}
+
+void Print(const Task& task, const CharacterErrors& result) {
+  static std::mutex guard;
+  const std::lock_guard lock(guard);
+  for (const std::string& image : task.images) {
+    std::cout << image << '\t' << result.errors << '\t' << result.characters << '\t'
+              << result.Percent() << '\n';
+  }
+  std::cout.flush();
 }
 
 // Takes tasks until there are none left.
-void Work(const Arguments& arguments, std::vector<Task>& tasks, std::atomic<size_t>& next) {
+void Work(const std::vector<Task>& tasks, std::atomic<size_t>& next) {
   Recogniser recogniser;
   for (size_t i = next++; i < tasks.size(); i = next++) {
-    Task& task = tasks[i];
-    const OwnedPix page = ReadImage(arguments.images[task.images.front()]);
-    task.result = CompareTexts(ReadText(task.truth), recogniser.Text(page.get()));
+    const OwnedPix page = ReadImage(tasks[i].images.front());
+    Print(tasks[i], CompareTexts(ReadText(tasks[i].truth), recogniser.Text(page.get())));
   }
 }
 
-void RecogniseAll(const Arguments& arguments, std::vector<Task>& tasks) {
+void RecogniseAll(const Arguments& arguments, const std::vector<Task>& tasks) {
   std::atomic<size_t> next = 0;
-  std::exception_ptr failure;
-  std::mutex guard;
-  const auto work = [&] {
-    try {
-      Work(arguments, tasks, next);
-    } catch (...) {
-      const std::lock_guard lock(guard);
-      failure = std::current_exception();
-    }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (unsigned i = 0; i < arguments.threads; ++i) {
-      threads.emplace_back(work);
-    }
+  std::vector<std::future<void>> threads;
+  for (unsigned i = 0; i < std::max(arguments.threads, 1U); ++i) {
+    threads.push_back(std::async(std::launch::async, [&] { Work(tasks, next); }));
   }
-  if (failure) {
-    std::rethrow_exception(failure);
-  }
-}
-
-void Print(const Arguments& arguments, const std::vector<Task>& tasks) {
-  std::vector<CharacterErrors> results(arguments.images.size());
-  for (const Task& task : tasks) {
-    for (const size_t image : task.images) {
-      results[image] = task.result;
-    }
-  }
-  for (size_t i = 0; i < results.size(); ++i) {
-    std::cout << arguments.images[i] << '\t' << results[i].errors << '\t' << results[i].characters
-              << '\t' << results[i].Percent() << '\n';
+  for (std::future<void>& thread : threads) {
+    thread.get();
   }
 }
 
@@ -174,9 +157,7 @@ int main(int argc, char** argv) {
   KeepToOneThreadEach(argv);
   try {
     const Arguments arguments = Parse(argc, argv);
-    std::vector<Task> tasks = TasksOf(arguments);
-    RecogniseAll(arguments, tasks);
-    Print(arguments, tasks);
+    RecogniseAll(arguments, TasksOf(arguments));
     return 0;
   } catch (const std::invalid_argument& error) {
     std::cerr << error.what() << '\n';

@@ -37,8 +37,8 @@ void MakeSmooth(host::Page& page) {
 void RequireRoom(const host::Page& page, unsigned dpi) {
   const host::LockedBlock lock(page.Handle());
   const host::DibView view(lock.Bytes());
-  host::ResampledSize({view.Width(), view.Height()}, view.BitCount(), view.XPelsPerMeter(),
-                      view.YPelsPerMeter(), {.dpi = dpi});
+  host::ResampledSize({view.Width(), view.Height()}, view.XPelsPerMeter(), view.YPelsPerMeter(),
+                      {.dpi = dpi});
 }
 
 host::Page Converted(const host::Page& page, unsigned dpi) {
