@@ -6,6 +6,9 @@
 // the resolution that the recogniser reads best, and handed to Tesseract without another copy. A
 // page that cannot be read is told in one line and left out; the exit status is 1 then, 2 for wrong
 // usage, 75 when memory was short.
+//
+// Tesseract has threads of its own. Where several of these processes share a machine, let each have
+// one: OMP_THREAD_LIMIT=1.
 #include <dibkit/host/document.h>
 #include <dibkit/host/errors.h>
 
@@ -86,7 +89,7 @@ ExitCode ReadFile(const Arguments& arguments, ocr::Recogniser& recogniser,
 
 ExitCode ReadAll(const Arguments& arguments) {
   ExitCode worst = kDone;
-  const ExitCode started = Guard(arguments, "Tesseract", 0, [&] {
+  const ExitCode started = Guard(arguments, "", 0, [&] {
     ocr::Recogniser recogniser(arguments.language);
     for (const std::string& file : arguments.files) {
       worst = std::max(worst, ReadFile(arguments, recogniser, file));
@@ -117,5 +120,10 @@ int main(int argc, char** argv) {
     std::cerr << "ocr: " << error.what() << '\n';
     return kUsage;
   }
-  return ReadAll(arguments);
+  const ExitCode code = ReadAll(arguments);
+  if (!std::cout.flush()) {
+    std::cerr << "ocr: standard output cannot be written\n";
+    return std::max(code, kFailed);
+  }
+  return code;
 }

@@ -15,7 +15,10 @@ void PrintLine(const Json& object) {
 }
 
 Json Subject(const std::string& file, uint32_t number) {
-  Json object{{"file", file}};
+  Json object = Json::object();
+  if (!file.empty()) {
+    object["file"] = file;
+  }
   if (number != 0) {
     object["page"] = number;
   }
@@ -54,11 +57,11 @@ void PrintJson(const std::string& file, uint32_t number, const dibkit::host::Pix
 }
 
 void PrintFailure(const std::string& file, uint32_t number, const std::string& message, bool json) {
-  std::cerr << "ocr: " << file;
+  std::cerr << "ocr: " << file << (file.empty() ? "" : ": ");
   if (number != 0) {
-    std::cerr << ": page " << number;
+    std::cerr << "page " << number << ": ";
   }
-  std::cerr << ": " << message << '\n';
+  std::cerr << message << '\n';
   if (json) {
     Json object = Subject(file, number);
     object["error"] = message;

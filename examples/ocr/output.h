@@ -20,7 +20,8 @@ void PrintText(const std::string& file, uint32_t number, const RecognisedPage& p
 void PrintJson(const std::string& file, uint32_t number, const dibkit::host::PixelSize& original,
                const RecognisedPage& page);
 
-// One line on standard error and, with `json`, an object on standard output. `number` 0: no page.
+// One line on standard error and, with `json`, an object on standard output. `file` may be empty,
+// and `number` 0, for what concerns no file or no page.
 void PrintFailure(const std::string& file, uint32_t number, const std::string& message, bool json);
 
 }  // namespace ocr

@@ -129,9 +129,10 @@ TEST_F(OcrExample, FailuresAreOneLineAndAnObject) {
 TEST_F(OcrExample, WrongUsageAndUnknownLanguagesAreTold) {
   EXPECT_EQ(RunTool(std::vector<std::string>{}).exitCode, 2);
   EXPECT_EQ(RunTool({"--dpi", "0", "page.tif"}).exitCode, 2);
-  const Outcome outcome = RunTool({"--language", "none", "page.tif"});
+  const Outcome outcome = RunTool({"--json", "--language", "none", "page.tif"});
   EXPECT_EQ(outcome.exitCode, 1);
-  EXPECT_EQ(outcome.err, "ocr: Tesseract: no data for the language none\n");
+  EXPECT_EQ(Json::parse(outcome.out), (Json{{"error", "no data for the language none"}}));
+  EXPECT_EQ(outcome.err, "ocr: no data for the language none\n");
 }
 
 }  // namespace
