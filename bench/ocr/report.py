@@ -64,7 +64,9 @@ def _versions(tool):
                 "OpenCV": "libopencv-dev", "English data": "tesseract-ocr-eng"}
     told = [f"{name} {_first_line('dpkg-query', '-W', '-f', '${Version}', package)}"
             for name, package in packages.items()]
-    return ", ".join([_first_line(tool, "--version")] * bool(tool) + told)
+    if tool:
+        told.insert(0, _first_line(tool, "--version"))
+    return ", ".join(told)
 
 
 def _goal_lines(list_of_goals):
