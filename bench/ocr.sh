@@ -38,8 +38,7 @@ done
 [ -z "$methods" ] || keep=false
 
 need_packages g++ make cmake "${tool_packages[@]}" tesseract-ocr-eng libtesseract-dev \
-  libleptonica-dev libopencv-dev python3-pil python3-numpy fonts-liberation fonts-texgyre \
-  gnuplot-nox
+  libleptonica-dev libopencv-dev python3-pil python3-numpy fonts-liberation fonts-texgyre
 build build/ocr --preset release -DBUILD_TESTING=OFF -DDIBKIT_OCR=ON
 dibkit=$root/build/ocr/tools/dibkit
 ocr_measure=$root/build/ocr/bench/ocr/dibkit_ocr_measure
