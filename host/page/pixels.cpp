@@ -41,8 +41,18 @@ uint16_t BitsOf(PixelKind kind) {
   }
 }
 
+// In the caller's memory.
+std::ptrdiff_t StepOr(std::ptrdiff_t step, PixelKind kind, uint32_t width) {
+  if (step != 0) {
+    return step;
+  }
+  const size_t bytes = kind == PixelKind::kRgb ? size_t{3} * width : width;
+  return static_cast<std::ptrdiff_t>(kind == PixelKind::kBits ? BytesOfBits(width) : bytes);
+}
+
 void RequireSound(const Pixels& pixels) {
-  RequireArgument(pixels.width != 0 && pixels.height != 0, "the image has no pixels");
+  RequireArgument(pixels.top != nullptr && pixels.width != 0 && pixels.height != 0,
+                  "the image has no pixels");
   RequireArgument(pixels.width <= kMostSide && pixels.height <= kMostSide,
                   "a side of the image is more than 2147483647 pixels");
   if (pixels.kind == PixelKind::kIndexed) {
@@ -218,10 +228,11 @@ Page PageOfPixels(const Pixels& pixels, const Resolution& resolution, uint64_t m
       const LockedBlock lock(dib.get());
       const DibLayout layout = LayoutOf(pixels.width, pixels.height, bits);
       FillTable(pixels, lock.Bytes().subspan(kInfoHeaderBytes, kEntryBytes * layout.tableEntries));
+      const std::ptrdiff_t step = StepOr(pixels.step, pixels.kind, pixels.width);
       const unsigned char* from = pixels.top;
       unsigned char* to = lock.Bytes().data() + layout.rowsOffset +
                           static_cast<size_t>(layout.stride) * pixels.height;
-      for (uint32_t y = 0; y < pixels.height; ++y, from += pixels.step) {
+      for (uint32_t y = 0; y < pixels.height; ++y, from += step) {
         to -= layout.stride;
         TakeRow(pixels, from, to);
       }
@@ -241,6 +252,7 @@ void CopyPixels(const PageRows& rows, PixelKind kind, unsigned char* top, std::p
   RequireHeld(rows, kind);
   WithPageErrors([&] {
     PixelCopy copy(rows, kind);
+    step = StepOr(step, kind, rows.Width());
     for (uint32_t y = 0; y < rows.Height(); ++y, top += step) {
       copy.Row(y, top);
     }

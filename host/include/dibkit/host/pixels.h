@@ -4,7 +4,8 @@
 // pixel, or red, green and blue, in rows with any step between them.
 //
 //   dibkit::host::Page page = dibkit::host::PageOfPixels(
-//       {dibkit::host::PixelKind::kGrey, width, height, pixels, width}, ResolutionOfDpi(200));
+//       {dibkit::host::PixelKind::kGrey, width, height, pixels},
+//       dibkit::host::ResolutionOfDpi(200));
 //
 // Both functions copy, throw PageError and nothing else, and may run on any thread; the caller's
 // memory is its own again when they return.
@@ -32,15 +33,16 @@ struct Pixels {
   uint32_t width = 0;
   uint32_t height = 0;
   const unsigned char* top = nullptr;  // the top row
-  std::ptrdiff_t step = 0;             // bytes from a row to the one below it; may be negative
+  // Bytes from a row to the one below it; may be negative. 0: no bytes between the rows.
+  std::ptrdiff_t step = 0;
   // kIndexed: 3 bytes an entry, red, green, blue; at most 256 of them, those that lack are black.
   // Otherwise not looked at.
   std::span<const unsigned char> palette{};
 };
 
 // A page of 1 bit (kBits, kMask), 8 bits with a grey table (kGrey) or a palette (kIndexed), or 24
-// bits. kBadArgument where a side is 0 or more than 2^31 - 1, or the palette is not 1 to 256 whole
-// entries; kTooManyPixels; kTooLarge; kNoMemory.
+// bits. kBadArgument where there are none, a side is more than 2^31 - 1, or the palette is not 1 to
+// 256 whole entries; kTooManyPixels; kTooLarge; kNoMemory.
 Page PageOfPixels(const Pixels& pixels, const Resolution& resolution = {},
                   uint64_t maxPixels = kUsualMaxPixels);
 
@@ -49,10 +51,10 @@ Page PageOfPixels(const Pixels& pixels, const Resolution& resolution = {},
 PixelKind PlainKind(const PageRows& rows);
 
 // Copies the pixels to rows of width x kind bytes (kBits: (width + 7) / 8, spare bits 0), the top
-// one at `top`, each `step` bytes behind the one above. Masks are 0 and 1; channels of 5 bits are
-// widened to the full range. kNotHeld where the kind cannot say what the page does: kBits and kMask
-// take pages of 1 bit in black and white, kGrey pages with a grey table, kIndexed 1, 4 and 8 bits,
-// kRgb all.
+// one at `top`, each `step` bytes (0: as many as a row has) behind the one above. Masks are 0 and
+// 1; channels of 5 bits are widened to the full range. kNotHeld where the kind cannot say what the
+// page does: kBits and kMask take pages of 1 bit in black and white, kGrey pages with a grey table,
+// kIndexed 1, 4 and 8 bits, kRgb all.
 void CopyPixels(const PageRows& rows, PixelKind kind, unsigned char* top, std::ptrdiff_t step);
 
 }  // namespace dibkit::host
