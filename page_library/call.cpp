@@ -59,14 +59,19 @@ size_t LengthThatFits(std::string_view text, size_t room) {
   return room;
 }
 
+// Bytes of text, without the zero behind it, that the caller's struct has room for.
+size_t RoomIn(const dibkit_error& error) {
+  constexpr size_t kBefore = offsetof(dibkit_error, message) + 1;
+  return error.size < kBefore ? 0 : std::min(error.size, sizeof(dibkit_error)) - kBefore;
+}
+
 dibkit_status Tell(dibkit_error* error, dibkit_status status, std::string_view message,
                    int systemError = 0) noexcept {
   if (error != nullptr) {
     dibkit_error told{};
     told.status = status;
     told.system_error = systemError;
-    const size_t length = LengthThatFits(message, sizeof told.message - 1);
-    std::memcpy(told.message, message.data(), length);
+    std::memcpy(told.message, message.data(), LengthThatFits(message, RoomIn(*error)));
     WriteSized(told, error);
   }
   return status;
