@@ -17,9 +17,10 @@ _MOST_DPI = 65535
 def _whole(dpi: Any, name: str) -> int:
     if not isinstance(dpi, numbers.Real):
         raise TypeError(f"{name} is a number of dots per inch, not {type(dpi).__name__}")
-    if not 1 <= dpi < _MOST_DPI + 0.5:
+    number = float(dpi)
+    if not 1 <= number < _MOST_DPI + 0.5:
         raise ValueError(f"{name} is not 1 to {_MOST_DPI} dots per inch")
-    return round(float(dpi))
+    return round(number)
 
 
 def dpi_of(dpi: Any, name: str) -> int:
@@ -43,9 +44,10 @@ def count_of(value: Any, name: str, least: int, most: int) -> int:
     """A whole number within its range."""
     if not isinstance(value, numbers.Integral):
         raise TypeError(f"{name} is a whole number, not {type(value).__name__}")
-    if not least <= value <= most:
+    number = int(value)
+    if not least <= number <= most:
         raise ValueError(f"{name} is not {least} to {most}")
-    return int(value)
+    return number
 
 
 def max_pixels_of(value: Optional[int]) -> int:

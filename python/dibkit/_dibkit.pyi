@@ -1,13 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """The module in C++. Images are arrays already, and numbers within their ranges."""
 
-from typing import Any, Dict, List, Optional, Tuple
+from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy
 import numpy.typing
 
 Array = numpy.typing.NDArray[Any]
+Bits = numpy.typing.NDArray[numpy.bool_]
 Bytes = numpy.typing.NDArray[numpy.uint8]
+Image = Union[Bits, Bytes]
 DpiPair = Tuple[int, int]
 
 version: str
@@ -47,10 +49,10 @@ def resample(
     raw: bool,
     max_pixels: int,
     progress: Any,
-) -> Any: ...
+) -> Image: ...
 def prepare(
     image: Array, from_dpi: DpiPair, dpi: int, max_pixels: int, progress: Any
-) -> Any: ...
+) -> Image: ...
 def quantize(
     image: Array, colors: int, raw: bool, max_pixels: int, progress: Any
 ) -> Tuple[Bytes, Bytes]: ...
@@ -59,7 +61,7 @@ def to_grey(
 ) -> Bytes: ...
 def read(
     path: bytes, page: int, max_pixels: int
-) -> Tuple[Any, DpiPair, str, int, bytes, Dict[str, str], List[str]]: ...
+) -> Tuple[Image, DpiPair, str, int, bytes, Dict[str, str], List[str]]: ...
 def write(
     path: bytes,
     image: Array,
