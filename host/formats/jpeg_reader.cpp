@@ -9,7 +9,7 @@
 
 #include "dibkit/host/dib_layout.h"
 #include "formats/channels.h"
-#include "formats/grey_table.h"
+#include "bitmap/grey_table.h"
 #include "formats/jpeg.h"
 #include "formats/jpeg/decoder.h"
 #include "formats/jpeg/metadata.h"

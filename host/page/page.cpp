@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "convert/few_colours.h"
 #include "convert/plain.h"
 #include "dibkit/host/bitmap_file.h"
 #include "dibkit/host/document.h"
@@ -120,7 +121,8 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
                   "the resolution wanted is not 1 to 65535 dots per inch");
   RequireArgument(options.fromDpi <= kMostDpi,
                   "the resolution of the page is not 1 to 65535 dots per inch");
-  RequireArgument(options.threshold >= 0 && options.threshold <= kMostThreshold,
+  RequireArgument(!options.threshold ||
+                      (*options.threshold >= 0 && *options.threshold <= kMostThreshold),
                   "the threshold is not 0 to 256");
   WithPageErrors([&] {
     const PelsPerMetre from = HeaderResolution(
@@ -132,7 +134,9 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
     };
     setHeader(from);
     try {
-      dib_ = Resampled(dib_, {options.dpi, options.threshold, options.maxPixels}, progress);
+      dib_ = Resampled(
+          dib_, {options.dpi, options.threshold, options.grey, options.raw, options.maxPixels},
+          progress);
     } catch (...) {
       setHeader(own);
       throw;
@@ -144,7 +148,10 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
 void Page::Quantize(const QuantizeOptions& options, const ProgressHook& progress) {
   RequireArgument(options.colors >= 1 && options.colors <= kMostColors,
                   "the number of colours is not 1 to 256");
-  Replace(progress, [&] { return PlainQuantized(dib_, static_cast<uint16_t>(options.colors)); });
+  Replace(progress, [&] {
+    OwnedBlock few = options.raw ? OwnedBlock() : WithFewColours(dib_, options.colors);
+    return few ? std::move(few) : PlainQuantized(dib_, static_cast<uint16_t>(options.colors));
+  });
 }
 
 void Page::ToGrey(const GreyOptions& options, const ProgressHook& progress) {

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "dibkit/host/image_reader.h"
-#include "dibkit/host/resample.h"
+#include "dibkit/host/page.h"
 
 namespace dibkit::tool {
 
@@ -19,10 +19,11 @@ uint64_t ImageBytes(host::PixelSize size, unsigned bits);
 uint64_t CostAtDepth(const host::PageDescription& page, unsigned bits, bool by24 = false);
 
 // Most that is taken at once to read a page and to resample it to `size`.
-uint64_t CostOfResampling(const host::PageDescription& page, host::PixelSize size);
+uint64_t CostOfResampling(const host::PageDescription& page, host::PixelSize size,
+                          const host::ResampleOptions& options);
 
 // Bits of what resampling makes of the page.
-unsigned ResampledBits(const host::PageDescription& page);
+unsigned ResampledBits(const host::PageDescription& page, const host::ResampleOptions& options);
 
 }  // namespace dibkit::tool
 

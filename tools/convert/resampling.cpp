@@ -5,7 +5,6 @@
 #include <array>
 
 #include "convert/cost.h"
-#include "dibkit/host/dib_layout.h"
 #include "dibkit/host/errors.h"
 #include "dibkit/host/pixel_limit.h"
 #include "failure.h"
@@ -15,8 +14,6 @@ namespace {
 
 // No scanner has so few; files that say so were never told.
 constexpr unsigned kFewDpi = 50;
-// Palette images in colour are widened first, and the length of a widened row is kept in 16 bits.
-constexpr uint32_t kMostWidenedBytes = 65535;
 
 // What the page is resampled from.
 host::PelsPerMetre SourceResolution(const host::Resolution& resolution, unsigned fromDpi) {
@@ -32,21 +29,12 @@ host::PelsPerMetre SourceResolution(const host::Resolution& resolution, unsigned
   throw Failure("the file gives a resolution that cannot be, " + ExactText(resolution) + kRemedy);
 }
 
-// The conversion itself looks at the colours, when the page has been read.
-void CheckPalette(const host::PageDescription& page) {
-  const bool widened = (page.bitCount == 4 || page.bitCount == 8) && page.colour == "palette";
-  if (widened && host::RowStride(page.width, 24) > kMostWidenedBytes) {
-    throw Failure("palette images in colour can have " + std::to_string(kMostWidenedBytes / 3 - 1) +
-                  " columns at most, this one has " + std::to_string(page.width));
-  }
-}
-
 // An impossible size comes most often of a resolution that was never meant.
 host::PixelSize SizeOfResult(const host::PageDescription& page, host::PelsPerMetre from,
                              const host::ResampleOptions& options) {
   try {
-    return host::ResampledSize({page.width, page.height}, static_cast<uint16_t>(page.bitCount),
-                               from.x, from.y, {options.dpi, options.threshold, options.maxPixels});
+    return host::ResampledSize({page.width, page.height}, from.x, from.y,
+                               {.dpi = options.dpi, .maxPixels = options.maxPixels});
   } catch (const host::ImageError& error) {
     const unsigned dpi = std::min(host::DotsPerInch(from.x), host::DotsPerInch(from.y));
     const bool large = error.Fault() == host::ImageFault::kTooLarge ||
@@ -67,11 +55,11 @@ PagePlan PlanResampling(const host::PageDescription& page, const host::ResampleO
   PagePlan plan;
   plan.width = size.width;
   plan.height = size.height;
-  plan.bits = ResampledBits(page);
+  plan.bits = ResampledBits(page, options);
   plan.fromDpiX = host::DotsPerInch(from.x);
   plan.fromDpiY = host::DotsPerInch(from.y);
   plan.dpiX = plan.dpiY = options.dpi;
-  plan.bytes = CostOfResampling(page, size);
+  plan.bytes = CostOfResampling(page, size, options);
   return plan;
 }
 
@@ -85,7 +73,6 @@ std::string WhyNotResampled(const host::PageDescription& page, uint64_t maxPixel
     same.dpi = std::max(1U, host::DotsPerInch(host::HeaderResolution(page.resolution).x));
     same.maxPixels = maxPixels;
     PlanResampling(page, same);
-    CheckPalette(page);
     return "";
   } catch (const std::exception&) {
     return ProblemInHand().message;

@@ -6,7 +6,7 @@
 #include <cstddef>
 
 #include "formats/channels.h"
-#include "formats/grey_table.h"
+#include "bitmap/grey_table.h"
 #include "formats/swap_channels.h"
 
 namespace dibkit::host::png {

@@ -6,7 +6,7 @@
 #include <span>
 
 #include "formats/channels.h"
-#include "formats/grey_table.h"
+#include "bitmap/grey_table.h"
 
 namespace dibkit::host::tiff {
 namespace {

@@ -55,12 +55,18 @@ struct SaveOptions {
 struct ResampleOptions {
   unsigned dpi = 300;    // of the result, 1 to 65535
   unsigned fromDpi = 0;  // of the page, whatever it says; 0: what it says
-  int threshold = 128;   // 1-bit pages: darkness, 0 to 256, from which on a pixel is black
+  // 1-bit pages: darkness, 0 to 256, from which on a pixel is black. By default UsualThreshold.
+  std::optional<int> threshold{};
+  bool grey = false;  // 8-bit grey, whatever the page is; colours by their luminance
+  // What ConvertResolution makes of the page as it stands, every quirk kept; threshold 128 unless
+  // told. For those who check a host.
+  bool raw = false;
   uint64_t maxPixels = kUsualMaxPixels;  // of the result
 };
 
 struct QuantizeOptions {
   unsigned colors = 256;  // at most so many, 1 to 256
+  bool raw = false;       // the library's reduction, whatever the page has
 };
 
 struct GreyOptions {
@@ -121,10 +127,12 @@ class Page {
   void SetDpi(unsigned dpi);  // 1 to 65535; changes no pixel
   PageRows Rows() const;
 
-  // To another resolution; the physical size stays, and so does the depth, but 16 and 32 bits
-  // become 24, 4 bits become 8.
+  // To another resolution, as Resampled of resample.h tells; the physical size stays, and so does
+  // the depth, but 16 and 32 bits become 24, 4 bits become 8.
   void Resample(const ResampleOptions& options, const ProgressHook& progress = nullptr);
-  // To 8 bits with a palette of its own.
+  // To 8 bits with a palette of its own. A page with no more colours than asked for keeps them all,
+  // sorted by red, green and blue; the colours of others are reduced by an octree, whose cells are
+  // 8 levels wide.
   void Quantize(const QuantizeOptions& options = {}, const ProgressHook& progress = nullptr);
   // To 8 bits with a grey table.
   void ToGrey(const GreyOptions& options = {}, const ProgressHook& progress = nullptr);

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the resolution conversion can take, told in words beforehand.
-#ifndef DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
-#define DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
+#ifndef DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H
+#define DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H
 
 #include <cstdint>
 
 #include "dibkit/GlobalMemory.h"
 #include "dibkit/host/resample.h"
+#include "dibkit/host/resolution.h"
 
 namespace dibkit::host {
 
@@ -27,9 +28,8 @@ void CheckConversion(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels);
 
 // What the engine makes of an image with such a header, whose sides fit. Throws ImageError
 // (kTooLarge, kTooManyPixels, kNoMemory).
-PixelSize SizeOfConversion(PixelSize size, uint16_t bitCount, int32_t xPelsPerMeter,
-                           int32_t yPelsPerMeter, const ResampleRequest& request);
+PixelSize SizeOfConversion(PixelSize size, PelsPerMetre from, unsigned dpi, uint64_t maxPixels);
 
 }  // namespace dibkit::host
 
-#endif  // DIBKIT_HOST_CONVERT_CONVERSION_LIMITS_H
+#endif  // DIBKIT_HOST_RESAMPLE_CONVERSION_LIMITS_H

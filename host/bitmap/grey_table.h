@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The colour table of a grey image.
-#ifndef DIBKIT_HOST_FORMATS_GREY_TABLE_H
-#define DIBKIT_HOST_FORMATS_GREY_TABLE_H
+#ifndef DIBKIT_HOST_BITMAP_GREY_TABLE_H
+#define DIBKIT_HOST_BITMAP_GREY_TABLE_H
 
 #include <cstddef>
 #include <span>
@@ -21,4 +21,4 @@ inline void FillGreyTable(std::span<unsigned char> table) {
 
 }  // namespace dibkit::host
 
-#endif  // DIBKIT_HOST_FORMATS_GREY_TABLE_H
+#endif  // DIBKIT_HOST_BITMAP_GREY_TABLE_H

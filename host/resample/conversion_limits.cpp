@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "convert/conversion_limits.h"
+#include "resample/conversion_limits.h"
 
 #include <limits>
 #include <string>
@@ -114,17 +114,16 @@ void CheckConversion(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels) {
   }
 }
 
-PixelSize SizeOfConversion(PixelSize size, uint16_t bitCount, int32_t xPelsPerMeter,
-                           int32_t yPelsPerMeter, const ResampleRequest& request) {
-  // Header and table are all that the engine reads before it knows.
-  const DibLayout layout = LayoutOf(size.width, size.height, bitCount);
+PixelSize SizeOfConversion(PixelSize size, PelsPerMetre from, unsigned dpi, uint64_t maxPixels) {
+  // Header and table are all that the engine reads before it knows, and the depth does not matter.
+  constexpr uint16_t kAnyDepth = 24;
+  const DibLayout layout = LayoutOf(size.width, size.height, kAnyDepth);
   const OwnedBlock header(GlobalAlloc(GHND, layout.rowsOffset));
   if (!header) {
     throw ImageError(ImageFault::kNoMemory, "no memory for an image header");
   }
-  WriteHeader(LockedBlock(header.get()).Bytes(), size.width, size.height, bitCount,
-              {xPelsPerMeter, yPelsPerMeter});
-  return CheckedSize(header.get(), request.dpi, request.maxPixels);
+  WriteHeader(LockedBlock(header.get()).Bytes(), size.width, size.height, kAnyDepth, from);
+  return CheckedSize(header.get(), dpi, maxPixels);
 }
 
 }  // namespace dibkit::host

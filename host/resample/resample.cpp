@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dibkit/host/resample.h"
+
+#include <string>
+#include <utility>
+
+#include "convert/few_colours.h"
+#include "convert/plain.h"
+#include "dibkit/host/dib_view.h"
+#include "dibkit/host/errors.h"
+#include "dibkit/host/locked_block.h"
+#include "dibkit/host/resolution.h"
+#include "resample/conversion_limits.h"
+#include "resample/exact.h"
+#include "resample/reduction.h"
+#include "resample/sampled.h"
+
+namespace dibkit::host {
+namespace {
+
+constexpr int kRawThreshold = 128;
+constexpr uint16_t kMostColors = 256;
+
+void Report(const ProgressHook& progress, unsigned percent) {
+  if (progress && !progress(percent)) {
+    throw Cancelled();
+  }
+}
+
+// The part from `begin` to `end` percent of what `progress` is told.
+ProgressHook PartOf(const ProgressHook& progress, unsigned begin, unsigned end) {
+  if (!progress) {
+    return nullptr;
+  }
+  return [&progress, begin, end](unsigned percent) {
+    return progress(begin + (end - begin) * percent / 100);
+  };
+}
+
+Dpi SourceDpi(PelsPerMetre pels) {
+  const Dpi dpi{DotsPerInch(pels.x), DotsPerInch(pels.y)};
+  if (dpi.x == 0 || dpi.y == 0) {
+    throw ImageError(ImageFault::kNoResolution, "the image has no usable resolution (" +
+                                                    std::to_string(pels.x) + " x " +
+                                                    std::to_string(pels.y) + " pixels per metre)");
+  }
+  return dpi;
+}
+
+PelsPerMetre ResolutionOf(const DibView& dib) { return {dib.XPelsPerMeter(), dib.YPelsPerMeter()}; }
+
+void SetResolution(tagHANDLE* dib, Dpi dpi) {
+  const LockedBlock lock(dib);
+  DibView(lock.Bytes()).SetPelsPerMeter(PelsPerMeter(dpi.x), PelsPerMeter(dpi.y));
+}
+
+// The colour reduction makes its image anew, without a resolution.
+OwnedBlock WithResolution(OwnedBlock dib, unsigned dpi) {
+  SetResolution(dib.get(), {dpi, dpi});
+  return dib;
+}
+
+OwnedBlock RawResampled(const OwnedBlock& dib, const ResampleRequest& request,
+                        const ProgressHook& progress) {
+  CheckConversion(dib.get(), request.dpi, request.maxPixels);
+  return ConvertedExactly(dib.get(), request.dpi, request.threshold.value_or(kRawThreshold),
+                          progress);
+}
+
+// The conversion takes a set bit for the dark one where the first colour has the highest blue.
+bool SeesDarkRight(const DibView& bilevel) {
+  return (bilevel.Table()[0] == 255) == (DarkIndex(bilevel) == 1);
+}
+
+OwnedBlock BlackOnWhite(const DibView& bilevel) {
+  constexpr TwoColours kBlackAndWhite{0, 0, 0, 0, 255, 255, 255, 0};
+  constexpr int kHalf = 128;
+  const OwnedBlock grey = BlockMeans(bilevel, SampleKind::kGrey, {},
+                                     {bilevel.Width(), bilevel.Height()}, nullptr);
+  return Thresholded(DibView(LockedBlock(grey.get()).Bytes()), kHalf, kBlackAndWhite);
+}
+
+// Interpolation between a line and paper: bits to bits.
+OwnedBlock BilevelResampled(tagHANDLE* dib, const DibView& view, unsigned dpi, int threshold,
+                            const ProgressHook& progress) {
+  const OwnedBlock turned = SeesDarkRight(view) ? OwnedBlock() : BlackOnWhite(view);
+  OwnedBlock result = ConvertedExactly(turned ? turned.get() : dib, dpi, threshold, progress);
+  SetColours(result.get(), ColoursOf(view));
+  return result;
+}
+
+// Levels of grey and of colours: block means where there are blocks, and the conversion between
+// them where anything is left for it.
+OwnedBlock LevelsResampled(tagHANDLE* dib, const DibView& view, SampleKind kind,
+                           const ResampleRequest& request, const Reduction& plan,
+                           const ProgressHook& progress) {
+  const bool converts = view.BitCount() == 24 || (view.BitCount() == 8 && view.HasGreyTable());
+  if (converts && !plan.HasBlocks() && (kind == SampleKind::kOwn || view.BitCount() == 8)) {
+    CheckConversion(dib, request.dpi, request.maxPixels);
+    return ConvertedExactly(dib, request.dpi, 0, progress);
+  }
+  const unsigned half = plan.IsWhole() ? 100 : 50;
+  OwnedBlock means = BlockMeans(view, kind, plan.block, plan.blocks, PartOf(progress, 0, half));
+  if (plan.IsWhole()) {
+    return means;
+  }
+  SetResolution(means.get(), plan.from);
+  CheckConversion(means.get(), plan.dpi, request.maxPixels);
+  return ConvertedExactly(means.get(), plan.dpi, 0, PartOf(progress, half, 100));
+}
+
+OwnedBlock WithPalette(OwnedBlock colours) {
+  OwnedBlock few = WithFewColours(colours, kMostColors);
+  return few ? std::move(few) : PlainQuantized(colours, kMostColors);
+}
+
+OwnedBlock RightlyResampled(const OwnedBlock& dib, const ResampleRequest& request,
+                            const ProgressHook& progress) {
+  const LockedBlock lock(dib.get());
+  const DibView view(lock.Bytes());
+  const PelsPerMetre from = ResolutionOf(view);
+  const Reduction plan =
+      PlanReduction({view.Width(), view.Height()}, from, request.dpi, request.maxPixels);
+  const bool isBilevel = view.BitCount() == 1 && !request.grey;
+  const int threshold = request.threshold.value_or(
+      UsualThreshold(DotsPerInch(from.x), DotsPerInch(from.y), request.dpi));
+  if (isBilevel && !plan.HasBlocks()) {
+    CheckConversion(dib.get(), request.dpi, request.maxPixels);
+    return BilevelResampled(dib.get(), view, request.dpi, threshold, progress);
+  }
+  const SampleKind kind = request.grey ? SampleKind::kGrey : SampleKind::kOwn;
+  OwnedBlock levels = LevelsResampled(dib.get(), view, kind, request, plan, progress);
+  if (isBilevel) {
+    return Thresholded(DibView(LockedBlock(levels.get()).Bytes()), threshold, ColoursOf(view));
+  }
+  const bool isPalette = view.BitCount() < 24 && !view.HasGreyTable();
+  return isPalette && !request.grey ? WithPalette(std::move(levels)) : std::move(levels);
+}
+
+bool IsSampledDepth(uint16_t bits) { return bits != 16 && bits != 32; }
+
+}  // namespace
+
+OwnedBlock Resampled(const OwnedBlock& dib, const ResampleRequest& request,
+                     const ProgressHook& progress) {
+  Report(progress, 0);
+  OwnedBlock widened;
+  {
+    const LockedBlock lock(dib.get());
+    const DibView view(lock.Bytes());
+    CheckSides(view.Width(), view.Height(), SourceDpi(ResolutionOf(view)), request.dpi);
+    if (!request.raw && !IsSampledDepth(view.BitCount())) {
+      widened = PlainTo24(dib);
+    }
+  }
+  const auto resampled = request.raw ? RawResampled : RightlyResampled;
+  OwnedBlock result =
+      WithResolution(resampled(widened ? widened : dib, request, progress), request.dpi);
+  Report(progress, 100);
+  return result;
+}
+
+PixelSize ResampledSize(PixelSize size, int32_t xPelsPerMeter, int32_t yPelsPerMeter,
+                        const ResampleRequest& request) {
+  const PelsPerMetre from{xPelsPerMeter, yPelsPerMeter};
+  CheckSides(size.width, size.height, SourceDpi(from), request.dpi);
+  return SizeOfConversion(size, from, request.dpi, request.maxPixels);
+}
+
+}  // namespace dibkit::host
