@@ -93,9 +93,8 @@ bool ForEachPixel(const DibView& image, Visit visit) {
   for (uint32_t y = 0; y < image.Height(); ++y) {
     const unsigned char* row = image.Row(y).data();
     for (uint32_t x = 0; x < image.Width(); ++x) {
-      const unsigned char* bytes = image.BitCount() <= 8
-                                       ? table + IndexAt(image, row, x) * kEntryBytes
-                                       : row + x * step;
+      const unsigned char* bytes =
+          image.BitCount() <= 8 ? table + IndexAt(image, row, x) * kEntryBytes : row + x * step;
       if (!visit(x, y, ColourAt(bytes))) {
         return false;
       }
@@ -134,8 +133,8 @@ OwnedBlock WithFewColours(const OwnedBlock& plain, unsigned most) {
   if (!colours) {
     return OwnedBlock();
   }
-  OwnedBlock result = NewDib(image.Width(), image.Height(), 8,
-                             {image.XPelsPerMeter(), image.YPelsPerMeter()});
+  OwnedBlock result =
+      NewDib(image.Width(), image.Height(), 8, {image.XPelsPerMeter(), image.YPelsPerMeter()});
   const LockedBlock to(result.get());
   const DibLayout layout = LayoutOf(image.Width(), image.Height(), 8);
   FillTable(colours->Sort(), to.Bytes().data() + kInfoHeaderBytes);

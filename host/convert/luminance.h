@@ -15,8 +15,7 @@ constexpr unsigned char Luminance(uint32_t blue, uint32_t green, uint32_t red) {
   constexpr uint32_t kGreen = 38;
   constexpr uint32_t kBlue = 8;
   constexpr uint32_t kSum = kRed + kGreen + kBlue;
-  return static_cast<unsigned char>(
-      (red * kRed + green * kGreen + blue * kBlue + kSum / 2) / kSum);
+  return static_cast<unsigned char>((red * kRed + green * kGreen + blue * kBlue + kSum / 2) / kSum);
 }
 
 // Of `count` pixels of blue, green, red.

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "bitmap/grey_table.h"
 #include "dibkit/host/dib_layout.h"
 #include "formats/channels.h"
-#include "bitmap/grey_table.h"
 #include "formats/jpeg.h"
 #include "formats/jpeg/decoder.h"
 #include "formats/jpeg/metadata.h"

@@ -121,9 +121,9 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
                   "the resolution wanted is not 1 to 65535 dots per inch");
   RequireArgument(options.fromDpi <= kMostDpi,
                   "the resolution of the page is not 1 to 65535 dots per inch");
-  RequireArgument(!options.threshold ||
-                      (*options.threshold >= 0 && *options.threshold <= kMostThreshold),
-                  "the threshold is not 0 to 256");
+  RequireArgument(
+      !options.threshold || (*options.threshold >= 0 && *options.threshold <= kMostThreshold),
+      "the threshold is not 0 to 256");
   WithPageErrors([&] {
     const PelsPerMetre from = HeaderResolution(
         options.fromDpi != 0 ? ResolutionOfDpi(options.fromDpi) : metadata_.resolution);

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "bitmap/grey_table.h"
 #include "convert/new_dib.h"
 #include "dibkit/host/locked_block.h"
-#include "formats/grey_table.h"
 #include "formats/swap_channels.h"
 #include "page/page_error.h"
 #include "page/pixel_rows.h"

@@ -9,8 +9,8 @@
 
 namespace dibkit::host {
 
-// What ConvertResolution makes of `source` as it stands. Throws ImageError (kNoMemory, kUnsoundDib),
-// Cancelled.
+// What ConvertResolution makes of `source` as it stands. Throws ImageError (kNoMemory,
+// kUnsoundDib), Cancelled.
 OwnedBlock ConvertedExactly(tagHANDLE* source, unsigned dpi, int threshold,
                             const ProgressHook& progress);
 

@@ -5,9 +5,9 @@
 #ifndef DIBKIT_HOST_RESAMPLE_REDUCTION_H
 #define DIBKIT_HOST_RESAMPLE_REDUCTION_H
 
-#include "resample/conversion_limits.h"
 #include "dibkit/host/resample.h"
 #include "resample/block_rows.h"
+#include "resample/conversion_limits.h"
 
 namespace dibkit::host {
 

@@ -75,8 +75,8 @@ bool SeesDarkRight(const DibView& bilevel) {
 OwnedBlock BlackOnWhite(const DibView& bilevel) {
   constexpr TwoColours kBlackAndWhite{0, 0, 0, 0, 255, 255, 255, 0};
   constexpr int kHalf = 128;
-  const OwnedBlock grey = BlockMeans(bilevel, SampleKind::kGrey, {},
-                                     {bilevel.Width(), bilevel.Height()}, nullptr);
+  const OwnedBlock grey =
+      BlockMeans(bilevel, SampleKind::kGrey, {}, {bilevel.Width(), bilevel.Height()}, nullptr);
   return Thresholded(DibView(LockedBlock(grey.get()).Bytes()), kHalf, kBlackAndWhite);
 }
 

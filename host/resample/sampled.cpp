@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include "bitmap/grey_table.h"
 #include "convert/new_dib.h"
 #include "dibkit/host/errors.h"
 #include "dibkit/host/locked_block.h"
-#include "bitmap/grey_table.h"
 
 namespace dibkit::host {
 namespace {

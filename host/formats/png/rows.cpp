@@ -5,8 +5,8 @@
 #include <array>
 #include <cstddef>
 
-#include "formats/channels.h"
 #include "bitmap/grey_table.h"
+#include "formats/channels.h"
 #include "formats/swap_channels.h"
 
 namespace dibkit::host::png {

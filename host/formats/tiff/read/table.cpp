@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <span>
 
-#include "formats/channels.h"
 #include "bitmap/grey_table.h"
+#include "formats/channels.h"
 
 namespace dibkit::host::tiff {
 namespace {

@@ -20,11 +20,11 @@ using ProgressHook = std::function<bool(unsigned percent)>;
 
 struct ResampleRequest {
   unsigned dpi = 300;  // of the result, 1 to 65535
-  // 1-bit images: darkness, 0 to 256, from which on a pixel is black. By default UsualThreshold; 128
-  // where `raw` is.
+  // 1-bit images: darkness, 0 to 256, from which on a pixel is black. By default UsualThreshold;
+  // 128 where `raw` is.
   std::optional<int> threshold{};
-  bool grey = false;  // the result is 8-bit grey, whatever the image is
-  bool raw = false;   // what ConvertResolution makes of the image as it stands
+  bool grey = false;                     // the result is 8-bit grey, whatever the image is
+  bool raw = false;                      // what ConvertResolution makes of the image as it stands
   uint64_t maxPixels = kUsualMaxPixels;  // of the result
 };
 
