@@ -40,6 +40,12 @@ def dpi_pair(dpi: Optional[Dpi], name: str) -> Tuple[int, int]:
     return both, both
 
 
+def dpi_from(pair: Tuple[int, int]) -> Optional[Dpi]:
+    """One number where both axes have the same, None for none."""
+    x, y = pair
+    return (x if x == y else pair) or None
+
+
 def count_of(value: Any, name: str, least: int, most: int) -> int:
     """A whole number within its range."""
     if not isinstance(value, numbers.Integral):

@@ -11,7 +11,7 @@ import numpy
 import numpy.typing
 
 from . import _dibkit
-from ._arguments import Dpi, count_of, dpi_pair, max_pixels_of, member_of
+from ._arguments import Dpi, count_of, dpi_from, dpi_pair, max_pixels_of, member_of
 from ._errors import ReadWarning
 from ._images import Image
 
@@ -72,8 +72,7 @@ def read(path: Path, page: int = 0, *, max_pixels: Optional[int] = None) -> Scan
     )
     for remark in remarks:
         warnings.warn(f"{os.fsdecode(path)}: {remark}", ReadWarning, stacklevel=2)
-    x, y = dpi
-    scan = Scan(image, (x if x == y else (x, y)) or None)
+    scan = Scan(image, dpi_from(dpi))
     scan.format = file_format.lower()
     scan.pages = pages
     scan.icc_profile = profile or None

@@ -9,7 +9,7 @@ import numpy
 import numpy.typing
 
 from . import _dibkit
-from ._arguments import Dpi, count_of, dpi_of, dpi_pair, max_pixels_of, member_of
+from ._arguments import Dpi, count_of, dpi_from, dpi_of, dpi_pair, max_pixels_of, member_of
 
 # bool H x W, uint8 H x W or uint8 H x W x 3.
 Image = Union[numpy.typing.NDArray[numpy.bool_], numpy.typing.NDArray[numpy.uint8]]
@@ -68,30 +68,32 @@ def prepare(
     progress: Optional[Progress] = None,
     *,
     max_pixels: Optional[int] = None,
-) -> Image:
+) -> Tuple[Image, Optional[Dpi]]:
     """Makes of an image what text recognition reads best.
 
     image       bool H x W, uint8 H x W, or uint8 H x W x 3
     from_dpi    its resolution in dots per inch, 1 to 65535, or that of x and y as a pair
-    dpi         of the result, 1 to 65535
+    dpi         what is wanted, 1 to 65535
     progress    is called with the percentage that is done
     max_pixels  most pixels of the image and of the result; None is 250 million
 
-    Returns a new array: the image at `dpi`, in grey where that reads better, or as it is where
-    nothing would be won.
+    Returns a new array and its dots per inch: the image at `dpi`, in grey where that reads better,
+    or at its own resolution where nothing would be won.
 
     >>> import dibkit, numpy
     >>> page = numpy.full((110, 85), 255, numpy.uint8)   # a letter page at 10 dots per inch
-    >>> dibkit.prepare(page, 10).shape
-    (3300, 2550)
+    >>> image, dpi = dibkit.prepare(page, 10)
+    >>> image.shape, dpi
+    ((3300, 2550), 300)
     """
-    return _dibkit.prepare(
+    prepared, pair = _dibkit.prepare(
         numpy.asarray(image),
         dpi_pair(from_dpi, "from_dpi"),
         dpi_of(dpi, "dpi"),
         max_pixels_of(max_pixels),
         progress,
     )
+    return prepared, dpi_from(pair)
 
 
 def quantize(

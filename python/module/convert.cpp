@@ -30,15 +30,15 @@ py::array Resample(const py::array& image, const DpiPair& fromDpi, unsigned dpi,
   return ArrayOf(page, work);
 }
 
-py::array Prepare(const py::array& image, const DpiPair& fromDpi, unsigned dpi, uint64_t maxPixels,
-                  py::object progress) {
+std::pair<py::array, DpiPair> Prepare(const py::array& image, const DpiPair& fromDpi, unsigned dpi,
+                                      uint64_t maxPixels, py::object progress) {
   Work work("", std::move(progress));
   Page page = PageOf(image, fromDpi, maxPixels, work);
   host::PrepareOptions options;
   options.dpi = dpi;
   options.maxPixels = maxPixels;
   work.Run([&] { page.Prepare(options, work.Progress()); });
-  return ArrayOf(page, work);
+  return {ArrayOf(page, work), {page.DpiX(), page.DpiY()}};
 }
 
 std::pair<py::array, py::array> Quantize(const py::array& image, unsigned colors, bool raw,

@@ -17,7 +17,7 @@ CASES = [
      lambda image, dpi: dibkit.resample(image, dpi, 300, grey=True)),
     (["resample", "--dpi", "100", "--raw"],
      lambda image, dpi: dibkit.resample(image, dpi, 100, raw=True)),
-    (["prepare", "--dpi", "300"], lambda image, dpi: dibkit.prepare(image, dpi, 300)),
+    (["prepare", "--dpi", "300"], lambda image, dpi: dibkit.prepare(image, dpi, 300)[0]),
     (["grey"], lambda image, dpi: dibkit.to_grey(image)),
     (["grey", "--rule", "minmax", "--levels", "16"],
      lambda image, dpi: dibkit.to_grey(image, rule="minmax", levels=16)),

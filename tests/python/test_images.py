@@ -12,7 +12,7 @@ import dibkit
 
 CONVERSIONS = [
     lambda image: dibkit.resample(image, 150, 200),
-    lambda image: dibkit.prepare(image, 150),
+    lambda image: dibkit.prepare(image, 150)[0],
     lambda image: dibkit.quantize(image)[0],
     lambda image: dibkit.to_grey(image),
 ]
@@ -147,7 +147,8 @@ def test_palettes_are_in_red_green_blue():
 
 def test_preparing_brings_small_pages_up():
     page = draw_page("grey")
-    assert dibkit.prepare(page, 75).shape == (4 * 97, 4 * 75)
+    image, dpi = dibkit.prepare(page, 75)
+    assert image.shape == (4 * 97, 4 * 75) and dpi == 300
 
 
 @pytest.mark.parametrize("wrong, error, text", [

@@ -19,7 +19,8 @@ scan = dibkit.read("page.tif", page=1)
 image, dpi = scan
 small: dibkit.Image = dibkit.resample(image, dpi, 100, progress=print)
 indices, palette = dibkit.quantize(small, colors=16)
-greys: numpy.typing.NDArray[numpy.uint8] = dibkit.to_grey(dibkit.prepare(small, (100, 200)))
+prepared, dpi = dibkit.prepare(small, (100, 200))
+greys: numpy.typing.NDArray[numpy.uint8] = dibkit.to_grey(prepared)
 dibkit.write(b"out.png", indices, 100, palette=palette, texts=scan.texts)
 count: int = scan.pages
 """
