@@ -15,22 +15,18 @@ Shown TableColor(const BitmapDescription& bitmap, File file, uint32_t index) {
   return {entry[2], entry[1], entry[0]};
 }
 
-// The lowest run of bits in `mask`, moved so that its highest bit is bit 7.
+// The lowest run of bits in `mask`, over the full range, rounded.
 uint8_t Field(uint32_t pixel, uint32_t mask) {
   if (mask == 0) return 0;
   unsigned low = 0;
   while ((mask >> low & 1) == 0) ++low;
-  unsigned end = low;
-  while (end < 32 && (mask >> end & 1) == 1) ++end;
-  uint8_t value = 0;
-  for (unsigned bit = end, to = 8; bit > low && to > 0; --bit, --to) {
-    value = static_cast<uint8_t>(value | (pixel >> (bit - 1) & 1) << (to - 1));
+  uint64_t most = 0;
+  uint64_t value = 0;
+  for (unsigned bit = low; bit < 32 && (mask >> bit & 1) == 1; ++bit) {
+    most = most << 1 | 1;
+    value |= uint64_t{pixel >> bit & 1} << (bit - low);
   }
-  return value;
-}
-
-uint8_t Widened(uint32_t channel) {
-  return channel == 0 ? uint8_t{0} : static_cast<uint8_t>(channel << 3 | 7);
+  return static_cast<uint8_t>((2 * 255 * value + most) / (2 * most));
 }
 
 Shown WholePixel(const BitmapDescription& bitmap, uint32_t pixel) {
@@ -39,7 +35,7 @@ Shown WholePixel(const BitmapDescription& bitmap, uint32_t pixel) {
             Field(pixel, bitmap.masks[2])};
   }
   if (bitmap.bitCount == 16) {
-    return {Widened(pixel >> 10 & 31), Widened(pixel >> 5 & 31), Widened(pixel & 31)};
+    return {Field(pixel, 0x7C00), Field(pixel, 0x03E0), Field(pixel, 0x001F)};
   }
   return {static_cast<uint8_t>(pixel >> 16), static_cast<uint8_t>(pixel >> 8),
           static_cast<uint8_t>(pixel)};

@@ -35,11 +35,11 @@ Subcommand MakeGrey(const CommonOptions& common) {
        "Converts pages to 8 bits with a grey table.",
        GreyGroup(*own),
        {"The rules: easy is the mean of red, green and blue; minmax the mean of the largest and "
-        "the "
         "smallest of them; luminance weighs them, by 30, 59 and 11 percent at 16 levels and by 16, "
-        "38 and 8 parts of 64 at 256 levels, which maps white to 247. 16 levels are 0, 17, 34 to "
-        "255, rounded down."},
-       "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits.",
+        "38 and 8 parts of 62 at 256 levels, of 64 with --raw, which maps white to 247. 16 levels "
+        "are 0, 17, 34 to 255, rounded down."},
+       "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits, but "
+       "for luminance at 256 levels.",
        {"dibkit grey -o grey.tif colour.tif", "dibkit grey --rule easy --output-dir out *.jpg"},
        [own](const ConversionOptions&) {
          return Conversion{

@@ -19,7 +19,10 @@ Subcommand MakeQuantize(const CommonOptions& common) {
                  "Most colours that the palette may have. The default 256 is what 8 bits can tell "
                  "apart.",
                  1, kMostColors, own->colors)}},
-       {},
+       {"A page with no more colours than that keeps them all, exactly. The colours of others are "
+        "gathered by an octree whose cells are 8 levels wide on each channel, so that nearer "
+        "colours fall together, and their means are the palette. With --raw that is done with "
+        "few colours too."},
        "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits.",
        {"dibkit quantize --colors 16 -o small.png picture.tif"},
        [own](const ConversionOptions&) {

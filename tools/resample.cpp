@@ -40,11 +40,14 @@ OptionGroup ResampleGroup(host::ResampleOptions& options) {
             options.grey)}};
 }
 
-Conversion Resampling(host::ResampleOptions own, uint64_t maxPixels) {
+Conversion Resampling(host::ResampleOptions own, const ConversionOptions& options) {
   if (own.dpi == 0) {
     throw UsageError("resample wants --dpi N, the resolution of the result");
   }
-  own.maxPixels = maxPixels;
+  if (own.grey && options.raw) {
+    throw UsageError("--raw keeps the depth of a page, as the library does; leave out --grey");
+  }
+  own.maxPixels = options.maxPixels;
   return {[own](const host::PageDescription& page) { return PlanResampling(page, own); },
           [own](host::Page& page, const host::ProgressHook& progress) {
             page.Resample(own, progress);
@@ -68,15 +71,15 @@ Subcommand MakeResample(const CommonOptions& common) {
         "The threshold of pages of 1 bit, where none is told, is the darkness that a line of one "
         "pixel keeps at worst, of 255, so that no such line is lost down to a quarter of the "
         "resolution; but at most 84 where the resolution falls and 127 where it rises, which "
-        "recognisers read best: 300 to 200 dpi 84, 300 to 150 84, 300 to 100 84, 300 to 204 74, "
-        "400 to 100 63, 200 to 300 127."},
+        "recognisers read best: 300 to 200 dpi 84, 300 to 150 84, 300 to 100 84, 300 to 204 75, "
+        "400 to 100 63, 200 to 300 127. With --raw there are no blocks, and it is 128."},
        "A palette page in colour takes 3 bytes more for each of its pixels and for each of the "
        "result's, a page of 16 or 32 bits 3 bytes more for each of its own, and where blocks are "
        "averaged, their means are an image of their own.",
        {"dibkit resample --dpi 300 -o page-300.tif page.tif",
         "dibkit resample --dpi 300 --format png --output-dir out --recursive scans",
         "dibkit resample --dpi 200 -o page-%03d.png book.tif"},
-       [own](const ConversionOptions& options) { return Resampling(*own, options.maxPixels); }},
+       [own](const ConversionOptions& options) { return Resampling(*own, options); }},
       common);
 }
 

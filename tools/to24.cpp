@@ -10,12 +10,12 @@ Subcommand MakeTo24(const CommonOptions& common) {
       {"to24",
        "Converts pages to 24 bits: 8 each for red, green and blue.",
        {},
-       {"Channels of fewer than 8 bits, which only BMP files have, go to the top bits of their "
-        "byte "
-        "and are not rescaled: where the file has channel masks, white may read 192 to 252, and "
-        "128 "
-        "in a channel of one bit. 16-bit pixels without masks get their low bits set, and white "
-        "reads 255."},
+       {"Channels of other than 8 bits, which only BMP files have, are brought to their full "
+        "range, "
+        "rounded to the nearest level: white is 255 whatever the masks. With --raw they are what "
+        "the library makes of them: those of files with channel masks stand in the top bits of "
+        "their byte, cut there, and white may read 192 to 252; other 16-bit pixels get their low "
+        "bits set."},
        "",
        {"dibkit to24 -o page.png form.bmp", "dibkit to24 --output-dir out *.tif"},
        [](const ConversionOptions&) {

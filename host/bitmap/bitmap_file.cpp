@@ -38,6 +38,19 @@ void CheckBlock(const Presentation& form) {
   }
 }
 
+// Up to where the library's functions read when they take a stream for rows.
+uint64_t PaddedBytes(const BitmapDescription& bitmap, const Presentation& form) {
+  return std::max(form.blockBytes, LayoutOf(bitmap.width, bitmap.height, form.bitCount).blockBytes);
+}
+
+OwnedBlock NewBlock(uint64_t bytes) {
+  OwnedBlock block(GlobalAlloc(GHND, static_cast<unsigned>(bytes)));
+  if (!block) {
+    throw ImageError(ImageFault::kNoMemory, "no memory for " + std::to_string(bytes) + " bytes");
+  }
+  return block;
+}
+
 }  // namespace
 
 BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source, uint64_t maxPixels)
@@ -81,22 +94,21 @@ bool BitmapFile::HasGreyTable() {
   return !table.empty();
 }
 
-OwnedBlock BitmapFile::ReadDib() { return ReadBlock(false); }
+OwnedBlock BitmapFile::ReadDib() { return ReadBlock(Form::kStored); }
 
-OwnedBlock BitmapFile::ReadBottomUpDib() { return ReadBlock(true); }
+OwnedBlock BitmapFile::ReadBottomUpDib() { return ReadBlock(Form::kBottomUp); }
 
-OwnedBlock BitmapFile::ReadBlock(bool bottomUp) {
+OwnedBlock BitmapFile::ReadPaddedDib() { return ReadBlock(Form::kPadded); }
+
+OwnedBlock BitmapFile::ReadBlock(Form wanted) {
   CheckConvertible();
   const std::vector<unsigned char> table = ReadTable();
   source_->ForgetBefore(description_.pixelOffset);
   const std::vector<unsigned char> stream = ReadStream();
-  const Presentation form = PresentationOf(description_, stream.size(), bottomUp);
+  const Presentation form = PresentationOf(description_, stream.size(), wanted == Form::kBottomUp);
   CheckBlock(form);
-  OwnedBlock block(GlobalAlloc(GHND, static_cast<unsigned>(form.blockBytes)));
-  if (!block) {
-    throw ImageError(ImageFault::kNoMemory,
-                     "no memory for " + std::to_string(form.blockBytes) + " bytes");
-  }
+  OwnedBlock block =
+      NewBlock(wanted == Form::kPadded ? PaddedBytes(description_, form) : form.blockBytes);
   const LockedBlock lock(block.get());
   WritePresentedHeader(lock.Bytes(), description_, form);
   std::copy_n(table.begin(), std::min<size_t>(table.size(), size_t{form.tableEntries} * 4),

@@ -53,8 +53,9 @@ std::span<const unsigned char> DibView::Table() const {
   return block_.subspan(kInfoHeaderBytes, size_t{layout_.tableEntries} * 4);
 }
 
-bool DibView::HasGreyTable() const {
-  const auto table = Table();
+bool DibView::HasGreyTable() const { return IsGreyTable(Table()); }
+
+bool IsGreyTable(std::span<const unsigned char> table) {
   for (size_t at = 0; at < table.size(); at += 4) {
     if (table[at] != table[at + 1] || table[at] != table[at + 2]) {
       return false;

@@ -3,8 +3,10 @@
 
 #include <utility>
 
+#include "convert/few_colours.h"
 #include "convert/library_call.h"
 #include "convert/plain.h"
+#include "convert/widened.h"
 #include "dibkit/DIBApi.h"
 #include "dibkit/NiGoRo2.h"
 #include "dibkit/host/remedies.h"
@@ -18,16 +20,27 @@ OwnedBlock AtDepth(const OwnedBlock& plain, uint16_t bits, const LibraryFunction
 
 }  // namespace
 
-OwnedBlock PlainTo24(const OwnedBlock& plain) { return AtDepth(plain, 24, ConvertTo24BPPDIB); }
+OwnedBlock PlainTo24(const OwnedBlock& plain) {
+  return FieldsOf(plain.get()).bitCount == 16 ? Widened(plain)
+                                              : AtDepth(plain, 24, ConvertTo24BPPDIB);
+}
 
 OwnedBlock PlainTo16(const OwnedBlock& plain) { return AtDepth(plain, 16, ConvertTo16BPPDIB); }
 
-OwnedBlock PlainQuantized(const OwnedBlock& plain, uint16_t maxColors) {
+OwnedBlock OctreeReduced(const OwnedBlock& dib, uint16_t maxColors) {
   constexpr uint16_t kTreeDepth = 5;
-  const OwnedBlock widened = PlainTo24(plain);
-  return CallLibrary(widened ? widened : plain, 8, [maxColors](unsigned char* source) {
+  return CallLibrary(dib, 8, [maxColors](unsigned char* source) {
     return CNiGoRo2(source, maxColors, kTreeDepth, 0).QuantizeBitmap(0, 0);
   });
+}
+
+OwnedBlock PlainQuantized(const OwnedBlock& plain, uint16_t maxColors) {
+  OwnedBlock few = WithFewColours(plain, maxColors);
+  if (few) {
+    return few;
+  }
+  const OwnedBlock widened = PlainTo24(plain);
+  return OctreeReduced(widened ? widened : plain, maxColors);
 }
 
 OwnedBlock Normalized(OwnedBlock dib) {

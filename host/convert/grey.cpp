@@ -5,6 +5,7 @@
 #include "dibkit/DIBHelp.h"
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/locked_block.h"
+#include "resample/sampled.h"
 
 namespace dibkit::host {
 namespace {
@@ -39,12 +40,10 @@ void GreyRow(const unsigned char* from, unsigned char* to, uint32_t width, GreyF
 
 }  // namespace
 
-OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
-  const OwnedBlock widened = PlainTo24(plain);
-  const OwnedBlock& source = widened ? widened : plain;
-  const LockedBlock from(source.get());
+OwnedBlock GreyOf24(const OwnedBlock& colours, GreyRule rule, GreyLevels levels) {
+  const LockedBlock from(colours.get());
   const DibView colors(from.Bytes());
-  OwnedBlock result = CallLibrary(source, 8, [&colors](unsigned char*) {
+  OwnedBlock result = CallLibrary(colours, 8, [&colors](unsigned char*) {
     return CreateDIB(colors.Width(), colors.Height(), 8);
   });
   const LockedBlock to(result.get());
@@ -55,6 +54,19 @@ OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels
     GreyRow(colors.Row(y).data(), row, colors.Width(), FunctionOf(rule, levels));
   }
   return result;
+}
+
+OwnedBlock PlainToGrey(const OwnedBlock& plain, GreyRule rule, GreyLevels levels) {
+  const uint16_t bits = FieldsOf(plain.get()).bitCount;
+  const bool isRamp = rule == GreyRule::kLuminance && levels == GreyLevels::k256;
+  const OwnedBlock widened = isRamp && bits <= 8 ? OwnedBlock() : PlainTo24(plain);
+  const OwnedBlock& source = widened ? widened : plain;
+  if (!isRamp) {
+    return GreyOf24(source, rule, levels);
+  }
+  const LockedBlock lock(source.get());
+  const DibView image(lock.Bytes());
+  return BlockMeans(image, SampleKind::kGrey, {}, {image.Width(), image.Height()}, nullptr);
 }
 
 }  // namespace dibkit::host

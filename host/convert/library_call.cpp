@@ -36,13 +36,22 @@ void CopyResolution(std::span<const unsigned char> from, std::span<unsigned char
 DibFields FieldsOf(tagHANDLE* dib) {
   const LockedBlock lock(dib);
   const unsigned char* header = lock.Bytes().data();
-  return {Load32(header + kBiWidth), LoadSigned32(header + kBiHeight), Load16(header + kBiBitCount),
-          Load32(header + kBiCompression)};
+  return {Load32(header + kBiWidth),
+          LoadSigned32(header + kBiHeight),
+          Load16(header + kBiBitCount),
+          Load32(header + kBiCompression),
+          {LoadSigned32(header + kBiXPelsPerMeter), LoadSigned32(header + kBiYPelsPerMeter)}};
 }
 
 void SetHeight(tagHANDLE* dib, int32_t height) {
   const LockedBlock lock(dib);
   Store32(lock.Bytes().data() + kBiHeight, static_cast<uint32_t>(height));
+}
+
+void SetPelsPerMeter(tagHANDLE* dib, int32_t x, int32_t y) {
+  const LockedBlock lock(dib);
+  Store32(lock.Bytes().data() + kBiXPelsPerMeter, static_cast<uint32_t>(x));
+  Store32(lock.Bytes().data() + kBiYPelsPerMeter, static_cast<uint32_t>(y));
 }
 
 OwnedBlock CallLibrary(const OwnedBlock& dib, uint16_t resultBits,

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "dibkit/host/global_memory.h"
+#include "dibkit/host/resolution.h"
 
 namespace dibkit::host {
 
@@ -18,10 +19,12 @@ struct DibFields {
   int32_t height;  // negative: top row first
   uint16_t bitCount;
   uint32_t compression;
+  PelsPerMetre resolution;
 };
 
 DibFields FieldsOf(tagHANDLE* dib);
 void SetHeight(tagHANDLE* dib, int32_t height);
+void SetPelsPerMeter(tagHANDLE* dib, int32_t x, int32_t y);
 
 using LibraryFunction = std::function<tagHANDLE*(unsigned char*)>;
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dibkit/host/remedies.h"
 
-#include <cstdlib>
+#include <utility>
 
 #include "convert/library_call.h"
+#include "convert/widened.h"
 #include "dibkit/DIBApi.h"
 #include "dibkit/DIBHelp.h"
 #include "dibkit/WinTypes.h"
@@ -25,14 +26,7 @@ OwnedBlock Expanded(OwnedBlock dib) {
 
 OwnedBlock BitFieldsWidened(OwnedBlock dib) {
   const DibFields image = FieldsOf(dib.get());
-  if (image.compression != BI_BITFIELDS) {
-    return dib;
-  }
-  // A positive height keeps ConvertTo24BPPDIB from turning the image on its own.
-  SetHeight(dib.get(), std::abs(image.height));
-  OwnedBlock result = CallLibrary(dib, 24, ConvertTo24BPPDIB);
-  SetHeight(result.get(), image.height);
-  return result;
+  return image.compression == BI_BITFIELDS ? Widened(dib) : std::move(dib);
 }
 
 OwnedBlock TurnedBottomUp(OwnedBlock dib) {

@@ -38,28 +38,29 @@ std::string ColourOf(BitmapFile& file) {
   return bits == 1 ? "bilevel" : "grey";
 }
 
-// Of the DIB that Normalized makes.
-unsigned DibBits(const BitmapDescription& bitmap) {
-  if (bitmap.compression == BitmapCompression::kBitFields ||
-      bitmap.compression == BitmapCompression::kAlphaBitFields) {
+// Of the DIB that Normalized makes, or of the raw one.
+unsigned DibBits(const BitmapDescription& bitmap, bool raw) {
+  const bool fields = bitmap.compression == BitmapCompression::kBitFields ||
+                      bitmap.compression == BitmapCompression::kAlphaBitFields;
+  if (fields && !raw) {
     return 24;
   }
   return bitmap.bitCount == 2 ? 4 : bitmap.bitCount;
 }
 
 // Streams, and the copies that expanding and widening make.
-uint64_t WorkBytes(const BitmapDescription& bitmap) {
+uint64_t WorkBytes(const BitmapDescription& bitmap, bool raw) {
   if (!HasRows(bitmap)) {
     return bitmap.pixelBytes * 3;
   }
-  const bool widened = DibBits(bitmap) == 24 && bitmap.bitCount != 24;
+  const bool widened = DibBits(bitmap, raw) == 24 && bitmap.bitCount != 24;
   return widened ? bitmap.pixelBytes : 0;
 }
 
 class BmpReader : public ImageReader {
  public:
   BmpReader(std::unique_ptr<ByteSource> source, const ReadOptions& options)
-      : file_(std::move(source), options.maxPixels), colour_(ColourOf(file_)) {}
+      : file_(std::move(source), options.maxPixels), raw_(options.raw), colour_(ColourOf(file_)) {}
 
   ImageFormat Format() const override { return ImageFormat::kBmp; }
   uint32_t PageCount() override { return 1; }
@@ -71,19 +72,19 @@ class BmpReader : public ImageReader {
     description.width = bitmap.width;
     description.height = bitmap.height;
     description.storedBits = bitmap.bitCount;
-    description.bitCount = DibBits(bitmap);
+    description.bitCount = DibBits(bitmap, raw_);
     description.colour = colour_;
     description.compression = CompressionOf(bitmap);
     description.compressionText = CompressionName(bitmap.compression);
     description.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
-    description.workBytes = WorkBytes(bitmap);
+    description.workBytes = WorkBytes(bitmap, raw_);
     description.obstacle = Obstacle();
     return description;
   }
 
   PageImage Read(uint32_t page) override {
     RequirePage(page);
-    PageImage image{Normalized(file_.ReadBottomUpDib()), {}};
+    PageImage image{raw_ ? file_.ReadPaddedDib() : Normalized(file_.ReadBottomUpDib()), {}};
     const BitmapDescription& bitmap = file_.Description();
     image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
     return image;
@@ -106,6 +107,7 @@ class BmpReader : public ImageReader {
   }
 
   BitmapFile file_;
+  const bool raw_;
   const std::string colour_;  // the table of a pipe can be looked at only before its rows are read
 };
 

@@ -12,7 +12,7 @@ namespace dibkit::host {
 namespace {
 
 ReadOptions ReadOptionsOf(const OpenOptions& options) {
-  return {options.maxPixels, options.cancelled, options.warning};
+  return {options.maxPixels, options.cancelled, options.warning, options.raw};
 }
 
 ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
@@ -29,22 +29,20 @@ ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
 
 }  // namespace
 
+Document::Document(std::unique_ptr<ByteSource> source, const OpenOptions& options)
+    : reader_(OpenImage(std::move(source), ReadOptionsOf(options))), raw_(options.raw) {}
+
 Document Document::Open(const std::string& path, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(OpenSource(path, options.cancelled), ReadOptionsOf(options)));
-  });
+  return WithPageErrors([&] { return Document(OpenSource(path, options.cancelled), options); });
 }
 
 Document Document::FromBytes(std::span<const unsigned char> file, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(std::make_unique<MemorySource>(file), ReadOptionsOf(options)));
-  });
+  return WithPageErrors([&] { return Document(std::make_unique<MemorySource>(file), options); });
 }
 
 Document Document::FromStream(std::istream& stream, const OpenOptions& options) {
-  return WithPageErrors([&] {
-    return Document(OpenImage(SourceOfStream(stream, options.cancelled), ReadOptionsOf(options)));
-  });
+  return WithPageErrors(
+      [&] { return Document(SourceOfStream(stream, options.cancelled), options); });
 }
 
 ImageFormat Document::Format() const { return reader_->Format(); }
@@ -60,7 +58,7 @@ PageDescription Document::Describe(uint32_t page) {
 Page Document::Read(uint32_t page) {
   return WithPageErrors([&] {
     const Compression compression = reader_->Describe(page).compression;
-    return Page(reader_->Read(page), reader_->Format(), compression);
+    return Page(reader_->Read(page), reader_->Format(), compression, raw_);
   });
 }
 
@@ -88,11 +86,7 @@ DocumentWriter& DocumentWriter::operator=(DocumentWriter&&) noexcept = default;
 DocumentWriter::~DocumentWriter() = default;
 
 void DocumentWriter::Add(const Page& page) {
-  WithPageErrors([&] {
-    const LockedBlock lock(page.Handle());
-    parts_->writer->Add(DibView(lock.Bytes()), page.Metadata(),
-                        page.PackingFor(parts_->format, parts_->options));
-  });
+  WithPageErrors([&] { page.AddTo(*parts_->writer, parts_->format, parts_->options); });
 }
 
 std::string DocumentWriter::Finish() {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dibkit/host/page.h"
 
+#include <cstdlib>
 #include <string>
 #include <utility>
 
-#include "convert/few_colours.h"
+#include "convert/library_call.h"
 #include "convert/plain.h"
+#include "convert/raw.h"
 #include "dibkit/host/bitmap_file.h"
 #include "dibkit/host/document.h"
 #include "page/page_error.h"
@@ -30,7 +32,7 @@ void Report(const ProgressHook& progress, unsigned percent) {
   }
 }
 
-bool IsPlain(std::span<unsigned char> block) {
+bool IsPlainDib(std::span<unsigned char> block) {
   try {
     const DibView view(block);
     return true;
@@ -41,11 +43,12 @@ bool IsPlain(std::span<unsigned char> block) {
 
 }  // namespace
 
-Page::Page(PageImage image, ImageFormat format, Compression compression)
+Page::Page(PageImage image, ImageFormat format, Compression compression, bool raw)
     : dib_(std::move(image.dib)),
       metadata_(std::move(image.metadata)),
       format_(format),
-      compression_(compression) {}
+      compression_(compression),
+      raw_(raw) {}
 
 Page Page::Open(const std::string& path, const OpenOptions& options) {
   return Document::Open(path, options).Read(options.page);
@@ -59,7 +62,7 @@ Page Page::FromStream(std::istream& stream, const OpenOptions& options) {
   return Document::FromStream(stream, options).Read(options.page);
 }
 
-Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels) {
+Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels, bool raw) {
   return WithPageErrors([&] {
     PageImage image;
     {
@@ -67,8 +70,8 @@ Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels) {
       BitmapFile file(SourceOfDib(lock.Bytes()), maxPixels);
       const BitmapDescription& bitmap = file.Description();
       image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
-      if (!IsPlain(lock.Bytes())) {
-        image.dib = Normalized(file.ReadDib());
+      if (!IsPlainDib(lock.Bytes())) {
+        image.dib = raw ? file.ReadPaddedDib() : Normalized(file.ReadDib());
       }
     }
     if (image.dib) {
@@ -76,15 +79,22 @@ Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels) {
     } else {
       image.dib.reset(dib);
     }
-    return Page(std::move(image));
+    return Page(std::move(image), ImageFormat::kBmp, Compression::kNone, raw);
   });
 }
 
-uint32_t Page::Width() const { return Rows().Width(); }
+uint32_t Page::Width() const {
+  return WithPageErrors([&] { return FieldsOf(dib_.get()).width; });
+}
 
-uint32_t Page::Height() const { return Rows().Height(); }
+uint32_t Page::Height() const {
+  return WithPageErrors(
+      [&] { return static_cast<uint32_t>(std::abs(FieldsOf(dib_.get()).height)); });
+}
 
-unsigned Page::BitCount() const { return Rows().BitCount(); }
+unsigned Page::BitCount() const {
+  return WithPageErrors([&] { return FieldsOf(dib_.get()).bitCount; });
+}
 
 unsigned Page::DpiX() const { return DotsPerInch(HeaderResolution(metadata_.resolution).x); }
 
@@ -93,13 +103,25 @@ unsigned Page::DpiY() const { return DotsPerInch(HeaderResolution(metadata_.reso
 void Page::SetDpi(unsigned dpi) {
   RequireArgument(dpi >= 1 && dpi <= kMostDpi, "the resolution is not 1 to 65535 dots per inch");
   WithPageErrors([&] {
-    const LockedBlock lock(dib_.get());
-    DibView(lock.Bytes()).SetPelsPerMeter(PelsPerMeter(dpi), PelsPerMeter(dpi));
+    SetPelsPerMeter(dib_.get(), PelsPerMeter(dpi), PelsPerMeter(dpi));
     metadata_.resolution = ResolutionOfDpi(dpi);
   });
 }
 
+bool Page::IsPlain() const {
+  return WithPageErrors([&] { return IsPlainDib(LockedBlock(dib_.get()).Bytes()); });
+}
+
+void Page::RequirePlain() const {
+  if (!IsPlain()) {
+    throw PageError(PageFault::kNotPlain,
+                    "the page is not plain rows, but raw as in its file; Normalize, To24, To16 or "
+                    "ToGrey makes it so");
+  }
+}
+
 PageRows Page::Rows() const {
+  RequirePlain();
   return WithPageErrors([&] { return PageRows(dib_.get()); });
 }
 
@@ -124,21 +146,20 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
   RequireArgument(
       !options.threshold || (*options.threshold >= 0 && *options.threshold <= kMostThreshold),
       "the threshold is not 0 to 256");
+  RequireArgument(!(options.grey && (options.raw || raw_)),
+                  "the library's own conversion keeps the depth: it is raw or grey, not both");
   WithPageErrors([&] {
     const PelsPerMetre from = HeaderResolution(
         options.fromDpi != 0 ? ResolutionOfDpi(options.fromDpi) : metadata_.resolution);
     const PelsPerMetre own = HeaderResolution(metadata_.resolution);
-    const auto setHeader = [this](PelsPerMetre pels) {
-      const LockedBlock lock(dib_.get());
-      DibView(lock.Bytes()).SetPelsPerMeter(pels.x, pels.y);
-    };
-    setHeader(from);
+    SetPelsPerMeter(dib_.get(), from.x, from.y);
     try {
       dib_ = Resampled(
-          dib_, {options.dpi, options.threshold, options.grey, options.raw, options.maxPixels},
+          dib_,
+          {options.dpi, options.threshold, options.grey, options.raw || raw_, options.maxPixels},
           progress);
     } catch (...) {
-      setHeader(own);
+      SetPelsPerMeter(dib_.get(), own.x, own.y);
       throw;
     }
     metadata_.resolution = ResolutionOfDpi(options.dpi);
@@ -148,26 +169,25 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
 void Page::Quantize(const QuantizeOptions& options, const ProgressHook& progress) {
   RequireArgument(options.colors >= 1 && options.colors <= kMostColors,
                   "the number of colours is not 1 to 256");
-  Replace(progress, [&] {
-    OwnedBlock few = options.raw ? OwnedBlock() : WithFewColours(dib_, options.colors);
-    return few ? std::move(few) : PlainQuantized(dib_, static_cast<uint16_t>(options.colors));
-  });
+  const auto quantized = options.raw || raw_ ? RawQuantized : PlainQuantized;
+  Replace(progress, [&] { return quantized(dib_, static_cast<uint16_t>(options.colors)); });
 }
 
 void Page::ToGrey(const GreyOptions& options, const ProgressHook& progress) {
-  Replace(progress, [&] { return PlainToGrey(dib_, options.rule, options.levels); });
+  const auto grey = raw_ ? RawToGrey : PlainToGrey;
+  Replace(progress, [&] { return grey(dib_, options.rule, options.levels); });
 }
 
 void Page::To24(const ProgressHook& progress) {
-  Replace(progress, [&] { return PlainTo24(dib_); });
+  Replace(progress, [&] { return raw_ ? RawTo24(dib_) : PlainTo24(dib_); });
 }
 
 void Page::To16(const ProgressHook& progress) {
-  Replace(progress, [&] { return PlainTo16(dib_); });
+  Replace(progress, [&] { return raw_ ? RawTo16(dib_) : PlainTo16(dib_); });
 }
 
 void Page::Normalize(const ProgressHook& progress) {
-  Replace(progress, [] { return OwnedBlock(); });
+  Replace(progress, [&] { return raw_ ? RawNormalized(dib_) : OwnedBlock(); });
 }
 
 PageOptions Page::PackingFor(ImageFormat format, const SaveOptions& options) const {
@@ -191,12 +211,19 @@ void Page::Save(const std::string& path, const SaveOptions& options) const {
 void Page::Save(std::ostream& stream, const SaveOptions& options) const {
   RequireArgument(options.format.has_value(), "a stream does not tell the format to save in");
   WithPageErrors([&] {
-    const LockedBlock lock(dib_.get());
     StreamSink sink(stream);
     const auto writer = MakeWriter(*options.format, sink);
-    writer->Add(DibView(lock.Bytes()), metadata_, PackingFor(*options.format, options));
+    AddTo(*writer, *options.format, options);
     writer->Finish();
   });
+}
+
+void Page::AddTo(ImageWriter& writer, ImageFormat format, const SaveOptions& options) const {
+  const PageOptions packing = PackingFor(format, options);
+  const bool widens = BitCount() == 16 && format != ImageFormat::kBmp;
+  const OwnedBlock widened = !widens ? OwnedBlock() : raw_ ? RawTo24(dib_) : PlainTo24(dib_);
+  const LockedBlock lock(widened ? widened.get() : dib_.get());
+  writer.Add(DibView(lock.Bytes()), metadata_, packing);
 }
 
 }  // namespace dibkit::host

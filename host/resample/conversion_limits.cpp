@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "convert/library_call.h"
 #include "convert/new_dib.h"
 #include "dibkit/Cnv_res_mem.h"
 #include "dibkit/host/dib_view.h"
@@ -72,21 +73,19 @@ PixelSize CheckedSize(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels) {
 }
 
 // Bits per pixel of what the engine will scale.
-uint16_t WorkingBits(const DibView& dib) {
-  if (dib.BitCount() != 4 && dib.BitCount() != 8) {
-    return dib.BitCount();
+uint16_t WorkingBits(tagHANDLE* dib, uint16_t bitCount) {
+  if (bitCount != 4 && bitCount != 8) {
+    return bitCount;
   }
-  return dib.HasGreyTable() ? 8 : 24;
+  const LockedBlock lock(dib);
+  return IsGreyTable(lock.Bytes().subspan(kInfoHeaderBytes, size_t{4} << bitCount)) ? 8 : 24;
 }
 
-void CheckWidening(const DibView& dib, uint16_t workingBits) {
-  if (workingBits == dib.BitCount()) {
-    return;
-  }
-  if (RowStride(dib.Width(), workingBits) > kMostRowBytes) {
+void CheckWidening(uint32_t width, uint16_t bitCount, uint16_t workingBits) {
+  if (workingBits != bitCount && RowStride(width, workingBits) > kMostRowBytes) {
     Refuse(std::string("palette images ") + (workingBits == 24 ? "in colour" : "in grey") +
            " can have " + (workingBits == 24 ? "21844" : "65532") +
-           " columns at most, this one has " + std::to_string(dib.Width()));
+           " columns at most, this one has " + std::to_string(width));
   }
 }
 
@@ -102,10 +101,9 @@ void CheckSides(uint32_t width, uint32_t height, Dpi from, unsigned dpi) {
 }
 
 void CheckConversion(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels) {
-  const LockedBlock lock(dib);
-  const DibView view(lock.Bytes());
-  const uint16_t bits = WorkingBits(view);
-  CheckWidening(view, bits);
+  const DibFields fields = FieldsOf(dib);
+  const uint16_t bits = WorkingBits(dib, fields.bitCount);
+  CheckWidening(fields.width, fields.bitCount, bits);
   const PixelSize size = CheckedSize(dib, dpi, maxPixels);
   if (LayoutOf(size.width, size.height, bits).rowsBytes + kResultHeaderBytes >
       std::numeric_limits<unsigned>::max()) {

@@ -21,7 +21,8 @@ struct Dpi {
 // Before anything is done: sides of the image and of the result. Throws ImageError (kTooLarge).
 void CheckSides(uint32_t width, uint32_t height, Dpi from, unsigned dpi);
 
-// Of the plain image as it will go into the conversion, with its final resolution: rows that the
+// Of the image as it will go into the conversion, plain or as BitmapFile::ReadPaddedDib makes it
+// with its bottom row first, with its final resolution: rows that the
 // conversion cannot widen, and the size of the result, which the conversion's own engine computes.
 // Throws ImageError (kTooLarge, kTooManyPixels).
 void CheckConversion(tagHANDLE* dib, unsigned dpi, uint64_t maxPixels);

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dibkit/host/resample.h"
 
+#include <cstdlib>
 #include <string>
 #include <utility>
 
-#include "convert/few_colours.h"
+#include "convert/library_call.h"
 #include "convert/plain.h"
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/errors.h"
@@ -60,8 +61,14 @@ OwnedBlock WithResolution(OwnedBlock dib, unsigned dpi) {
   return dib;
 }
 
+// Of the block as it stands: a run-length stream and channel masks are taken for rows.
 OwnedBlock RawResampled(const OwnedBlock& dib, const ResampleRequest& request,
                         const ProgressHook& progress) {
+  if (FieldsOf(dib.get()).height < 0) {
+    throw ImageError(ImageFault::kUnsupported,
+                     "the library resamples no image that has its top row first; normalize it "
+                     "before");
+  }
   CheckConversion(dib.get(), request.dpi, request.maxPixels);
   return ConvertedExactly(dib.get(), request.dpi, request.threshold.value_or(kRawThreshold),
                           progress);
@@ -76,7 +83,7 @@ OwnedBlock BlackOnWhite(const DibView& bilevel) {
   constexpr TwoColours kBlackAndWhite{0, 0, 0, 0, 255, 255, 255, 0};
   constexpr int kHalf = 128;
   const OwnedBlock grey =
-      BlockMeans(bilevel, SampleKind::kGrey, {}, {bilevel.Width(), bilevel.Height()}, nullptr);
+      BlockMeans(bilevel, SampleKind::kOwn, {}, {bilevel.Width(), bilevel.Height()}, nullptr);
   return Thresholded(DibView(LockedBlock(grey.get()).Bytes()), kHalf, kBlackAndWhite);
 }
 
@@ -109,11 +116,6 @@ OwnedBlock LevelsResampled(tagHANDLE* dib, const DibView& view, SampleKind kind,
   return ConvertedExactly(means.get(), plan.dpi, 0, PartOf(progress, half, 100));
 }
 
-OwnedBlock WithPalette(OwnedBlock colours) {
-  OwnedBlock few = WithFewColours(colours, kMostColors);
-  return few ? std::move(few) : PlainQuantized(colours, kMostColors);
-}
-
 OwnedBlock RightlyResampled(const OwnedBlock& dib, const ResampleRequest& request,
                             const ProgressHook& progress) {
   const LockedBlock lock(dib.get());
@@ -134,7 +136,7 @@ OwnedBlock RightlyResampled(const OwnedBlock& dib, const ResampleRequest& reques
     return Thresholded(DibView(LockedBlock(levels.get()).Bytes()), threshold, ColoursOf(view));
   }
   const bool isPalette = view.BitCount() < 24 && !view.HasGreyTable();
-  return isPalette && !request.grey ? WithPalette(std::move(levels)) : std::move(levels);
+  return isPalette && !request.grey ? PlainQuantized(levels, kMostColors) : std::move(levels);
 }
 
 bool IsSampledDepth(uint16_t bits) { return bits != 16 && bits != 32; }
@@ -146,10 +148,10 @@ OwnedBlock Resampled(const OwnedBlock& dib, const ResampleRequest& request,
   Report(progress, 0);
   OwnedBlock widened;
   {
-    const LockedBlock lock(dib.get());
-    const DibView view(lock.Bytes());
-    CheckSides(view.Width(), view.Height(), SourceDpi(ResolutionOf(view)), request.dpi);
-    if (!request.raw && !IsSampledDepth(view.BitCount())) {
+    const DibFields image = FieldsOf(dib.get());
+    CheckSides(image.width, static_cast<uint32_t>(std::abs(image.height)),
+               SourceDpi(image.resolution), request.dpi);
+    if (!request.raw && !IsSampledDepth(image.bitCount)) {
       widened = PlainTo24(dib);
     }
   }

@@ -10,6 +10,7 @@ namespace {
 
 constexpr unsigned char kWhite = 255;
 constexpr size_t kPixelsOfByte = 8;
+constexpr uint64_t kEach = 0x0101010101010101;  // times a byte: that byte eight times
 
 unsigned char GreyOf(std::span<const unsigned char> table, size_t index) {
   const unsigned char* entry = table.data() + index * 4;
@@ -59,6 +60,11 @@ SampleRows::SampleRows(const DibView& image, SampleKind kind) : image_(image) {
   for (size_t i = 0; i < image.Table().size() / 4; ++i) {
     greys_[i] = GreyOf(image.Table(), i);
   }
+  if (kind == SampleKind::kOwn && image.BitCount() == 1) {
+    const unsigned dark = DarkIndex(image);
+    greys_[dark] = 0;
+    greys_[1 - dark] = kWhite;
+  }
   isStored_ = image.BitCount() == 24 ? !isGrey : image.BitCount() == 8 && IsRamp(greys_) && isGrey;
   row_.resize(isStored_ ? 0 : size_t{image.Width()} * channels_ + kPixelsOfByte);
 }
@@ -81,10 +87,13 @@ const unsigned char* SampleRows::Row(uint32_t stored) {
 }
 
 void SampleRows::ExpandBits(const unsigned char* row) {
-  const unsigned char darkIsSet = DarkIndex(image_) == 1 ? 255 : 0;
+  const uint64_t clear = greys_[0] * kEach;
+  const uint64_t change = (greys_[0] ^ greys_[1]) * kEach;
   for (size_t x = 0; x < image_.Width(); x += kPixelsOfByte) {
-    const auto light = static_cast<unsigned char>(row[x / kPixelsOfByte] ^ darkIsSet);
-    std::memcpy(row_.data() + x, kOctets[light].data(), kPixelsOfByte);
+    uint64_t octet = 0;
+    std::memcpy(&octet, kOctets[row[x / kPixelsOfByte]].data(), kPixelsOfByte);
+    octet = clear ^ (octet & change);
+    std::memcpy(row_.data() + x, &octet, kPixelsOfByte);
   }
 }
 

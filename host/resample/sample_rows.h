@@ -13,11 +13,11 @@
 namespace dibkit::host {
 
 enum class SampleKind {
-  kOwn,   // pages of two colours and of greys in grey, others in colour
+  kOwn,   // two colours as black and white, greys in grey, others in colour
   kGrey,  // grey, colours by their luminance
 };
 
-// Of images of 1, 4, 8 and 24 bits. The two colours of 1 bit are taken for black and white.
+// Of images of 1, 4, 8 and 24 bits.
 class SampleRows {
  public:
   // `image` must live as long.

@@ -6,7 +6,6 @@
 #ifndef DIBKIT_TESTS_HOST_BITMAP_SUITE_H
 #define DIBKIT_TESTS_HOST_BITMAP_SUITE_H
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -18,12 +17,11 @@ namespace dibkit::test {
 
 struct SuiteFile {
   const char* name;                       // without .bmp
-  std::optional<host::ImageFault> fault;  // why it is refused; the next four then mean nothing
+  std::optional<host::ImageFault> fault;  // why it is refused; the next three then mean nothing
   uint32_t width;
   uint32_t height;
-  std::array<int, 3> channelBits;  // red, green, blue: top bits that are the image's own
-  uint64_t checksum;               // of the pixels at 24 bits, see PixelChecksum
-  const char* reason;              // what is special about the file
+  uint64_t checksum;   // of the pixels at 24 bits, see PixelChecksum
+  const char* reason;  // what is special about the file
 };
 
 // All 60. The checksums of g come from the suite's reference images, those of q and b from a

@@ -119,7 +119,7 @@ TEST(ImageConversion, SixteenBitPixelsWithoutMasksAreWidenedToWhite) {
   file.height = 1;
   file.pixels = HalfWords({0x7FFF, 0x8000, 0x0001, 0x7C00});
   EXPECT_EQ(RowBytes(host::To24Bits(Load(file))),
-            (Bytes{255, 255, 255, 0, 0, 0, 15, 0, 0, 0, 0, 255}));
+            (Bytes{255, 255, 255, 0, 0, 0, 8, 0, 0, 0, 0, 255}));
   EXPECT_EQ(RowBytes(host::To16Bits(Load(file))), *file.pixels);
 }
 

@@ -138,8 +138,8 @@ TEST(Remedies, BitFieldsOf16BitsAreWidenedFromTheirFirstPixelOn) {
                 HalfWords({0xFFFF, 0xF800, 0x07E0, 0, 0x001F, 0x0000, 0x0841, 0}));
   const OwnedBlock dib = BitFieldsWidened(Load(file));
   EXPECT_EQ(Shape(dib), Joined({Words({40, 3, 2}), HalfWords({1, 24})}));
-  EXPECT_EQ(RowBytes(dib), (Bytes{248, 252, 248, 0, 0, 248, 0, 252, 0, 0, 0, 0,  //
-                                  248, 0,   0,   0, 0, 0,   8, 8,   8, 0, 0, 0}));
+  EXPECT_EQ(RowBytes(dib), (Bytes{255, 255, 255, 0, 0, 255, 0, 255, 0, 0, 0, 0,  //
+                                  255, 0,   0,   0, 0, 0,   8, 8,   8, 0, 0, 0}));
   ExpectResolution(dib);
 }
 

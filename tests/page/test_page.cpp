@@ -134,6 +134,54 @@ TEST_F(Pages, OtherDepthsAreResampledAt24Bits) {
   }
 }
 
+// The pixels of a page of 24 bits.
+Bytes TopDownPixels(const Page& page) {
+  const PageRows rows = page.Rows();
+  Bytes pixels;
+  for (uint32_t y = 0; y < rows.Height(); ++y) {
+    const auto row = rows.Row(y).first(size_t{rows.Width()} * 3);
+    pixels.insert(pixels.end(), row.begin(), row.end());
+  }
+  return pixels;
+}
+
+TEST_F(Pages, SixteenBitsKeepTheirPixelsAndAreWidenedOverTheFullRangeOnTheWayOut) {
+  BitmapBuilder file = FileOf(16, 4, 1);
+  file.pixels = test::HalfWords({0x7FFF, 0x0421, 0x1084, 0x0000});
+  const Page page = PageOf(file);
+  EXPECT_EQ(page.BitCount(), 16U);
+  const Bytes widened{255, 255, 255, 8, 8, 8, 33, 33, 33, 0, 0, 0};
+  Page wide = PageOf(file);
+  wide.To24();
+  EXPECT_EQ(TopDownPixels(wide), widened);
+  for (const ImageFormat format : BuiltInFormats()) {
+    std::ostringstream stream;
+    page.Save(stream, {.format = format, .jpegQuality = 100});
+    const std::string saved = stream.str();
+    const Page back =
+        Page::FromBytes({reinterpret_cast<const unsigned char*>(saved.data()), saved.size()});
+    EXPECT_EQ(back.BitCount(), format == ImageFormat::kBmp ? 16U : 24U);
+    if (back.BitCount() == 24 && format != ImageFormat::kJpeg) {
+      EXPECT_EQ(TopDownPixels(back), widened) << FormatName(format);
+    }
+  }
+  EXPECT_EQ(SavedBytes(page), SavedBytes(PageOf(file)));
+}
+
+TEST_F(Pages, ConversionsOf16BitsGoByTheWidenedColours) {
+  const std::vector<std::function<void(Page&)>> conversions{
+      [](Page& page) { page.ToGrey(); }, [](Page& page) { page.Quantize({.colors = 9}); },
+      [](Page& page) { page.Resample({.dpi = 200}); }};
+  for (const auto& convert : conversions) {
+    Page direct = PageOf(FileOf(16, 40, 31));
+    Page widened = PageOf(FileOf(16, 40, 31));
+    widened.To24();
+    convert(direct);
+    convert(widened);
+    EXPECT_EQ(BlockOf(direct), BlockOf(widened));
+  }
+}
+
 TEST_F(Pages, FromDpiOverrulesWhatThePageSays) {
   BitmapBuilder file = FileOf(8, 40, 31);
   Page right = PageOf(file);

@@ -143,6 +143,55 @@ void CallEveryStep(const std::string& path) {
   }
 }
 
+// A host that does not look at the header takes streams and fields for rows.
+void ConvertUnseen(tagHANDLE* dib) {
+  for (const unsigned short dpi : std::initializer_list<unsigned short>{200, 300, 450}) {
+    tagHANDLE* result = nullptr;
+    ConvertResolution(dib, &result, nullptr, dpi, 128);
+    TakeLeaked({dib, result});
+    FreeResult(result);
+  }
+}
+
+void CallRawSteps(const std::string& path) {
+  const std::initializer_list<void (*)(Page&)> steps{
+      [](Page& page) { page.Normalize(); }, [](Page& page) { page.To24(); },
+      [](Page& page) { page.To16(); }, [](Page& page) { page.ToGrey(); }};
+  for (const auto step : steps) {
+    Page page = Page::Open(path, {.raw = true});
+    page.SetDpi(300);
+    dibtest::MakeReadOnly(page.Handle());
+    try {
+      step(page);
+      EXPECT_TRUE(page.IsPlain());
+    } catch (const host::PageError& error) {
+      EXPECT_EQ(error.Fault(), host::PageFault::kUnsupported) << error.what();
+    }
+  }
+}
+
+TEST_P(GuardedPages, ThatAreRawGoThroughEveryFunctionThatIsSoundForThem) {
+  for (const SuiteFile& file : BitmapSuite()) {
+    if (file.fault) {
+      continue;
+    }
+    SCOPED_TRACE(file.name);
+    const std::string path = SuitePath(file).string();
+    CallRawSteps(path);
+    Page page = Page::Open(path, {.raw = true});
+    page.SetDpi(300);
+    tagHANDLE* dib = page.Handle();
+    dibtest::MakeReadOnly(dib);
+    auto* image = static_cast<unsigned char*>(GlobalLock(dib));
+    CallMakers(image);
+    const bool topDown = DIBHeight(image) < 0;
+    GlobalUnlock(dib);
+    if (!topDown) {
+      ConvertUnseen(dib);
+    }
+  }
+}
+
 TEST_P(GuardedPages, OfTheSuiteGoThroughEveryFunction) {
   for (const SuiteFile& file : BitmapSuite()) {
     if (file.fault) {

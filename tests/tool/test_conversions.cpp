@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "dibkit/DIBApi.h"
 #include "dibkit/host/conversion.h"
 #include "loaded_dib.h"
 #include "process.h"
@@ -103,6 +104,51 @@ TEST(Conversions, WriteWhatTheHostLayerMakes) {
       EXPECT_EQ(ReadFile(out), AsFile(subcommand.convert(Load(file)))) << file.bitCount;
     }
   }
+}
+
+// What an exported function makes of a file as it stands, with the resolution that it leaves out.
+host::OwnedBlock Exported(const BitmapBuilder& file, tagHANDLE* (*function)(unsigned char*)) {
+  const host::OwnedBlock source = Load(file);
+  host::LockedBlock lock(source.get());
+  host::OwnedBlock result(function(lock.Bytes().data()));
+  host::DibView(host::LockedBlock(result.get()).Bytes()).SetPelsPerMeter(11811, 11811);
+  return result;
+}
+
+TEST(Conversions, RawOnesAreTheExportedFunctions) {
+  const TemporaryDirectory directory;
+  const std::string out = directory.Path("out.bmp");
+  for (const BitmapBuilder& file : Files()) {
+    const std::string in = directory.Write("in.bmp", file.Build());
+    for (const auto& [name, function] :
+         {std::pair{"to24", &ConvertTo24BPPDIB}, std::pair{"to16", &ConvertTo16BPPDIB}}) {
+      SCOPED_TRACE(std::string(name) + " " + std::to_string(file.bitCount));
+      const Outcome outcome = RunTool({name, "--raw", "-fo", out, in});
+      EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+      EXPECT_EQ(ReadFile(out), AsFile(Exported(file, function)));
+    }
+    if (file.height < 0 && file.compression == 0) {
+      EXPECT_EQ(RunTool({"normalize", "--raw", "-fo", out, in}).exitCode, 0);
+      EXPECT_EQ(ReadFile(out), AsFile(Exported(file, TopDownToBottomUp)));
+    }
+    EXPECT_EQ(RunTool({"grey", "--raw", "-fo", out, in}).exitCode, 0);
+  }
+}
+
+TEST(Conversions, ARawOneThatTheLibraryCutsIsRefused) {
+  const TemporaryDirectory directory;
+  BitmapBuilder file = Files()[4];
+  ASSERT_EQ(file.bitCount, 16);
+  file.compression = 3;
+  file.height = 5;
+  file.masks = Words({0xF800, 0x07E0, 0x001F});
+  const std::string in = directory.Write("in.bmp", file.Build());
+  const Outcome outcome = RunTool({"to16", "--raw", "-o", directory.Path("out.bmp"), in});
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(outcome.err, "dibkit: " + in +
+                             ": the library copies a 16-bit image with channel masks without its "
+                             "last bytes; bring it to 24 bits first\n");
+  EXPECT_EQ(directory.Names(), Names{"in.bmp"});
 }
 
 TEST(Conversions, SixteenBitFilesHaveNoMasks) {

@@ -169,6 +169,21 @@ TEST_F(Outputs, PagesOf16BitsGoIntoBmpFiles) {
   EXPECT_TRUE(fs::exists(Path("d/page.bmp")));
 }
 
+TEST_F(Outputs, PagesOf16BitsThatNobodyAskedForGoElsewhereAt24) {
+  ASSERT_EQ(RunTool({"to16", "-o", Path("16.bmp"), in_}).exitCode, 0);
+  ASSERT_EQ(RunTool({"to24", "-o", Path("24.bmp"), Path("16.bmp")}).exitCode, 0);
+  for (const host::ImageFormat format : {host::ImageFormat::kPng, host::ImageFormat::kTiff}) {
+    if (host::IsBuiltIn(format)) {
+      const std::string out = Path(std::string("out") + host::UsualSuffix(format));
+      ASSERT_EQ(RunTool({"normalize", "-o", out, Path("16.bmp")}).exitCode, 0);
+      ASSERT_EQ(RunTool({"normalize", "-fo", Path("back.bmp"), out}).exitCode, 0);
+      EXPECT_EQ(ReadFile(Path("back.bmp")), ReadFile(Path("24.bmp")));
+      const Outcome dry = RunTool({"normalize", "--dry-run", "-fo", out, Path("16.bmp")});
+      EXPECT_NE(dry.out.find("24"), std::string::npos) << dry.out;
+    }
+  }
+}
+
 TEST_F(Outputs, AreTheSameWithoutWaitingForTheDisk) {
   EXPECT_EQ(RunTool({"normalize", "-o", Path("a.bmp"), in_}).exitCode, 0);
   EXPECT_EQ(RunTool({"normalize", "--no-sync", "-o", Path("b.bmp"), in_}).exitCode, 0);

@@ -34,4 +34,12 @@ PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
   return plan;
 }
 
+PagePlan InFormat(PagePlan plan, host::ImageFormat format) {
+  if (plan.keepsDepth && plan.bits == 16 && format != host::ImageFormat::kBmp) {
+    plan.bits = 24;
+    plan.bytes += ImageBytes({plan.width, plan.height}, plan.bits);
+  }
+  return plan;
+}
+
 }  // namespace dibkit::tool

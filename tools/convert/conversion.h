@@ -19,7 +19,8 @@ struct PagePlan {
   uint32_t width = 0;
   uint32_t height = 0;
   unsigned bits = 0;
-  unsigned fromDpiX = 0;  // what it is converted from; 0: not known
+  bool keepsDepth = false;  // nobody asked for these bits: 16 become 24 in a format without them
+  unsigned fromDpiX = 0;    // what it is converted from; 0: not known
   unsigned fromDpiY = 0;
   unsigned dpiX = 0;  // of the result; 0: not known
   unsigned dpiY = 0;
@@ -39,6 +40,9 @@ struct Conversion {
 // `maxPixels`.
 PagePlan PlanOf(const Conversion& conversion, const host::PageDescription& page,
                 uint64_t maxPixels);
+
+// The plan for a result in a file of `format`.
+PagePlan InFormat(PagePlan plan, host::ImageFormat format);
 
 }  // namespace dibkit::tool
 

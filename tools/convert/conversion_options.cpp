@@ -69,6 +69,10 @@ OptionGroup ResultGroup(ConversionOptions& options) {
        Counted("--quality",
                "Quality of JPEG pixels, 1 to 100. The default 90 shows no loss on scanned pages.",
                1, 100, options.quality),
+       Flag("--raw", 0,
+            "Writes what the library's exported functions make of an input as it stands, every "
+            "quirk kept, to check a host against them. By default the right picture.",
+            options.raw),
        Flag("--force", 'f', "Replaces files that are there. By default that is refused.",
             outputs.force),
        Flag("--skip-existing", 0,

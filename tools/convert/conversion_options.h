@@ -30,6 +30,7 @@ struct ConversionOptions {
   bool dryRun = false;
   bool failFast = false;
   bool noSync = false;
+  bool raw = false;
   std::string report;  // empty: none
   bool quiet = false;
 };

@@ -88,12 +88,15 @@ class DryRun {
 
  private:
   void Describe(const PlannedFile& file) {
-    auto document =
-        host::Document::Open(file.input.path, {0, options_.maxPixels, Interrupted, nullptr});
+    auto document = host::Document::Open(
+        file.input.path, {0, options_.maxPixels, Interrupted, nullptr, options_.raw});
     const std::vector<uint32_t> numbers = options_.pages.Of(document.PageCount());
+    const host::ImageFormat format =
+        file.format.value_or(conversion_.usualFormat.value_or(document.Format()));
     Sum sum;
     for (const uint32_t number : numbers) {
-      const PagePlan plan = PlanOf(conversion_, document.Describe(number - 1), options_.maxPixels);
+      const PagePlan plan =
+          InFormat(PlanOf(conversion_, document.Describe(number - 1), options_.maxPixels), format);
       gate_.Acquire(plan.bytes).Release();
       Add(sum, plan);
     }

@@ -49,8 +49,8 @@ int FileJob::Run() {
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
   const auto warning = [this](const std::string& text) { warnings_.Tell(text); };
-  document_.emplace(
-      host::Document::Open(plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning}));
+  document_.emplace(host::Document::Open(
+      plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning, options.raw}));
   pageCount_ = document_->PageCount();
   pages_ = options.pages.Of(pageCount_);
   format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
@@ -98,7 +98,8 @@ void FileJob::MakePage() {
   const host::ThreadMemory memory;
   const ConversionOptions& options = context_.options;
   const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan = PlanOf(context_.conversion, description, options.maxPixels);
+  const PagePlan plan =
+      InFormat(PlanOf(context_.conversion, description, options.maxPixels), format_);
   host::RequireHeld(format_,
                     options.compression.value_or(host::UsualCompression(format_, plan.bits)),
                     plan.bits, true);

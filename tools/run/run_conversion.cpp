@@ -49,7 +49,8 @@ InputPages PagesOf(const std::string& path, const ConversionOptions& options) {
     return pages;
   }
   try {
-    auto document = host::Document::Open(path, {0, options.maxPixels, Interrupted, nullptr});
+    auto document =
+        host::Document::Open(path, {0, options.maxPixels, Interrupted, nullptr, options.raw});
     pages.chosen = options.pages.Of(document.PageCount());
     pages.count = document.PageCount();
   } catch (const std::exception&) {

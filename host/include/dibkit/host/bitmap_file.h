@@ -57,8 +57,14 @@ class BitmapFile {
   // The same with the bottom row first whatever the file's order, turned as it is read.
   OwnedBlock ReadBottomUpDib();
 
+  // As ReadDib, with zeros behind a run-length stream up to where rows of its size would end, so
+  // that a function of the library that takes the stream for rows stays inside the block.
+  OwnedBlock ReadPaddedDib();
+
  private:
-  OwnedBlock ReadBlock(bool bottomUp);
+  enum class Form { kStored, kBottomUp, kPadded };
+
+  OwnedBlock ReadBlock(Form wanted);
   std::vector<unsigned char> ReadTable();
   std::vector<unsigned char> ReadStream();
 

@@ -43,6 +43,9 @@ class DibView {
   DibLayout layout_;
 };
 
+// True when each of the entries of 4 bytes is grey; false when there are none.
+bool IsGreyTable(std::span<const unsigned char> table);
+
 }  // namespace dibkit::host
 
 #endif  // DIBKIT_HOST_DIB_VIEW_H

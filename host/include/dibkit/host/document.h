@@ -32,9 +32,10 @@ class Document {
   Page Read(uint32_t page);
 
  private:
-  explicit Document(std::unique_ptr<ImageReader> reader) : reader_(std::move(reader)) {}
+  Document(std::unique_ptr<ByteSource> source, const OpenOptions& options);
 
   std::unique_ptr<ImageReader> reader_;
+  bool raw_;
 };
 
 // A file that is being written and appears whole with Commit, or not at all.

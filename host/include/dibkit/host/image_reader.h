@@ -27,6 +27,9 @@ struct ReadOptions {
   // Asked between rows and between blocks of a file.
   CancelHook cancelled = nullptr;
   WarningHook warning = nullptr;
+  // BMP files: Read makes what BitmapFile::ReadPaddedDib does, so that it can be seen what the
+  // library's functions make of it. Such a DIB need not be plain.
+  bool raw = false;
 };
 
 // One page as its headers tell it. Nothing of its pixels has been read.

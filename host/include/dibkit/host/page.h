@@ -11,6 +11,10 @@
 // member failed is as it was before. Files may be hostile: nothing is read or allocated for a page
 // that is larger than OpenOptions allow. Beside its pixels a page keeps its resolution, its ICC
 // profile and the texts that describe it, and they are saved where the format has a place for them.
+//
+// A page has the right pixels, whatever its file is like. A page that was opened raw shows instead
+// what the library's exported functions make of the file as it stands, every quirk kept, for those
+// who check a host against them.
 #ifndef DIBKIT_HOST_PAGE_H
 #define DIBKIT_HOST_PAGE_H
 
@@ -38,6 +42,12 @@ struct OpenOptions {
   uint64_t maxPixels = kUsualMaxPixels;
   CancelHook cancelled = nullptr;
   WarningHook warning = nullptr;  // a file that is read all the same
+  // BMP files: the page holds the DIB as the file stores it, behind a 40-byte header and a full
+  // colour table: run-length stream, channel masks, top row first. All conversions then call the
+  // library's functions on that, and other files too go through them unaided. Until the page is
+  // plain rows, Rows and Save throw kNotPlain. What the library has no form for (2 bits, and the
+  // kinds that only dibkit reads) is in the nearest that it has.
+  bool raw = false;
 };
 
 struct SaveOptions {
@@ -66,7 +76,7 @@ struct ResampleOptions {
 
 struct QuantizeOptions {
   unsigned colors = 256;  // at most so many, 1 to 256
-  bool raw = false;       // the library's reduction, whatever the page has
+  bool raw = false;       // the library's reduction, however few colours there are
 };
 
 struct GreyOptions {
@@ -105,10 +115,11 @@ class Page {
   static Page FromStream(std::istream& stream, const OpenOptions& options = {});
   // Takes over a handle that holds a packed DIB: any that a bitmap file could hold behind its file
   // header, checked as such a file is. A plain one is kept as it is, without a copy. When this
-  // throws, the handle is still the caller's.
-  static Page FromHandle(tagHANDLE* dib, uint64_t maxPixels = kUsualMaxPixels);
+  // throws, the handle is still the caller's. `raw`: as OpenOptions::raw.
+  static Page FromHandle(tagHANDLE* dib, uint64_t maxPixels = kUsualMaxPixels, bool raw = false);
+  // `raw`: the image was read so, and is converted so.
   explicit Page(PageImage image, ImageFormat format = ImageFormat::kBmp,
-                Compression compression = Compression::kNone);
+                Compression compression = Compression::kNone, bool raw = false);
 
   Page(Page&&) noexcept = default;
   Page& operator=(Page&&) noexcept = default;
@@ -125,6 +136,8 @@ class Page {
   const Resolution& ExactResolution() const { return metadata_.resolution; }
   const PageMetadata& Metadata() const { return metadata_; }
   void SetDpi(unsigned dpi);  // 1 to 65535; changes no pixel
+  // False only for a page that was opened raw and has not been made plain since.
+  bool IsPlain() const;
   PageRows Rows() const;
 
   // To another resolution, as Resampled of resample.h tells; the physical size stays, and so does
@@ -139,14 +152,15 @@ class Page {
   void To24(const ProgressHook& progress = nullptr);
   // To 5-5-5.
   void To16(const ProgressHook& progress = nullptr);
-  // Nothing to do: a page is plain rows from the start. Here so that programs can say what they
-  // want.
+  // Nothing to do but for raw pages: a page is plain rows from the start. Here so that programs can
+  // say what they want.
   void Normalize(const ProgressHook& progress = nullptr);
 
+  // A page of 16 bits goes at 24 into a format that has no place for it, which is any but BMP.
   void Save(const std::string& path, const SaveOptions& options = {}) const;
   void Save(std::ostream& stream, const SaveOptions& options) const;
 
-  // A plain packed DIB, unlocked, still the page's.
+  // A packed DIB, unlocked, still the page's; plain when IsPlain() says so.
   tagHANDLE* Handle() const { return dib_.get(); }
   // The same, handed over; the page is empty then.
   OwnedBlock TakeHandle() { return std::move(dib_); }
@@ -155,6 +169,10 @@ class Page {
   PageOptions PackingFor(ImageFormat format, const SaveOptions& options) const;
 
  private:
+  friend class DocumentWriter;
+
+  void AddTo(ImageWriter& writer, ImageFormat format, const SaveOptions& options) const;
+  void RequirePlain() const;
   template <typename Convert>
   void Replace(const ProgressHook& progress, Convert convert);
 
@@ -162,6 +180,7 @@ class Page {
   PageMetadata metadata_;
   ImageFormat format_;       // that it came from
   Compression compression_;  // likewise
+  bool raw_;                 // its conversions are the library's own
 };
 
 }  // namespace dibkit::host

@@ -22,7 +22,8 @@ enum class PageFault {
   kBadArgument,    // an option is out of its range
   kNoImage,        // the page was moved from, or the handle holds no sound image
   kNoMemory,
-  kCancelled
+  kCancelled,
+  kNotPlain  // the page was opened raw and is not plain rows yet
 };
 
 // what() is one sentence for people, without the name of the file, without a full stop.
