@@ -39,6 +39,8 @@ dibkit_status StatusOf(PageFault fault) {
       return DIBKIT_BAD_ARGUMENT;
     case PageFault::kNoImage:
       return DIBKIT_NO_IMAGE;
+    case PageFault::kNotPlain:
+      return DIBKIT_NOT_PLAIN;
     case PageFault::kNoMemory:
       return DIBKIT_NO_MEMORY;
     case PageFault::kCancelled:

@@ -4,7 +4,7 @@
 #ifndef DIBKIT_PAGE_LIBRARY_HANDLES_H
 #define DIBKIT_PAGE_LIBRARY_HANDLES_H
 
-#include <optional>
+#include <memory>
 #include <utility>
 
 #include "dibkit/host/document.h"
@@ -22,7 +22,7 @@ struct dibkit_page {
 
   dibkit::host::Page page;
   // Keeps the rows in their place as long as somebody may look at them.
-  mutable std::optional<dibkit::host::PageRows> rows{};
+  mutable std::unique_ptr<const dibkit::host::PageRows> rows{};
 };
 
 struct dibkit_document {

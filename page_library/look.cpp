@@ -16,14 +16,13 @@ dibkit_status dibkit_page_get_info(const dibkit_page* page, dibkit_page_info* in
                                    dibkit_error* error) {
   return Call(error, [&] {
     const host::Page& looked = Required(page).page;
-    const host::PageRows rows = looked.Rows();
     dibkit_page_info known{};
-    known.width = rows.Width();
-    known.height = rows.Height();
-    known.bit_count = rows.BitCount();
+    known.width = looked.Width();
+    known.height = looked.Height();
+    known.bit_count = looked.BitCount();
     known.dpi_x = looked.DpiX();
     known.dpi_y = looked.DpiY();
-    known.plain_kind = NumberOf(host::PlainKind(rows));
+    known.plain_kind = looked.IsPlain() ? NumberOf(host::PlainKind(looked.Rows())) : 0;
     WriteSized(known, &Required(info));
   });
 }
@@ -35,10 +34,10 @@ dibkit_status dibkit_page_set_dpi(dibkit_page* page, uint32_t dpi, dibkit_error*
 dibkit_status dibkit_page_rows(const dibkit_page* page, dibkit_rows* given, dibkit_error* error) {
   return Call(error, [&] {
     constexpr size_t kEntryBytes = 4;
-    std::optional<host::PageRows>& rows = Required(page).rows;
+    auto& rows = Required(page).rows;
     Required(given);
     if (!rows) {
-      rows.emplace(page->page.Handle());
+      rows.reset(new host::PageRows(page->page.Rows()));
     }
     const auto top = rows->Row(0);
     dibkit_rows known{};

@@ -63,10 +63,11 @@ enum {
   DIBKIT_NO_RESOLUTION = 8,   /* none, or none that can be believed */
   DIBKIT_NOT_HELD = 9,        /* the format, or the kind of pixels, has no place for the image */
   DIBKIT_BAD_ARGUMENT = 10,   /* an argument or an option is out of its range, or null */
-  DIBKIT_NO_IMAGE = 11,       /* the page holds no plain rows */
-  DIBKIT_NO_MEMORY = 12,
-  DIBKIT_CANCELLED = 13, /* a callback said so */
-  DIBKIT_UNEXPECTED = 14 /* a fault of the library */
+  DIBKIT_NO_IMAGE = 11,       /* the page holds no sound image */
+  DIBKIT_NOT_PLAIN = 12,      /* a page that was opened raw wants dibkit_page_normalize first */
+  DIBKIT_NO_MEMORY = 13,
+  DIBKIT_CANCELLED = 14, /* a callback said so */
+  DIBKIT_UNEXPECTED = 15 /* a fault of the library */
 };
 
 typedef struct dibkit_error {
@@ -184,7 +185,7 @@ typedef struct dibkit_page_info {
   uint32_t dpi_x;     /* whole dots per inch as the conversion takes them; 0 where there are none */
   uint32_t dpi_y;
   /* The kind that says all that the page does in the fewest bytes: masks at 1 bit in black and
-   * white, grey where the palette is grey, otherwise RGB. */
+   * white, grey where the palette is grey, otherwise RGB; 0 for a raw page that is not plain. */
   dibkit_pixel_kind plain_kind;
 } dibkit_page_info;
 

@@ -19,7 +19,8 @@ class Cause(enum.Enum):
     TOO_LARGE = "more than a block or the conversion can take"
     NO_RESOLUTION = "none, or none that can be believed"
     NOT_HELD = "the format to write has no place for the image"
-    NO_IMAGE = "there are no plain rows"
+    NO_IMAGE = "the page holds no sound image"
+    NOT_PLAIN = "the page was opened raw"
     NO_MEMORY = "there is not enough memory"
 
 

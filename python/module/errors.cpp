@@ -34,6 +34,8 @@ const char* CauseOf(PageFault fault) {
       return "BAD_ARGUMENT";
     case PageFault::kNoImage:
       return "NO_IMAGE";
+    case PageFault::kNotPlain:
+      return "NOT_PLAIN";
     case PageFault::kNoMemory:
       return "NO_MEMORY";
     case PageFault::kCancelled:

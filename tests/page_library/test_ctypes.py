@@ -10,7 +10,7 @@ from ctypes import byref
 
 LIBRARY = ctypes.CDLL(sys.argv.pop())
 
-OK, NOT_AN_IMAGE, NO_RESOLUTION, CANCELLED = 0, 2, 8, 13
+OK, NOT_AN_IMAGE, NO_RESOLUTION, CANCELLED = 0, 2, 8, 14
 BMP = 1
 GREY = 3
 

@@ -455,7 +455,10 @@ static void raw_pages_are_no_plain_rows(void) {
   dibkit_page* raw = NULL;
   EXPECT_OK(dibkit_page_open_bytes(file.bytes, file.count, &options, &raw, &error));
   dibkit_rows rows = {.size = sizeof rows};
-  EXPECT_STATUS(DIBKIT_NO_IMAGE, dibkit_page_rows(raw, &rows, &error));
+  EXPECT_STATUS(DIBKIT_NOT_PLAIN, dibkit_page_rows(raw, &rows, &error));
+  dibkit_page_info info = {.size = sizeof info, .plain_kind = 77};
+  EXPECT_OK(dibkit_page_get_info(raw, &info, &error));
+  EXPECT(info.width == WIDTH && info.height == HEIGHT && info.plain_kind == 0);
   EXPECT_OK(dibkit_page_normalize(raw, NULL, NULL, &error));
   EXPECT_OK(dibkit_page_rows(raw, &rows, &error));
   dibkit_page_free(raw);
