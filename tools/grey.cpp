@@ -41,9 +41,14 @@ Subcommand MakeGrey(const CommonOptions& common) {
        "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits, but "
        "for luminance at 256 levels.",
        {"dibkit grey -o grey.tif colour.tif", "dibkit grey --rule easy --output-dir out *.jpg"},
-       [own](const ConversionOptions&) {
+       [own](const ConversionOptions& options) {
+         const bool isRight =
+             !options.raw && own->rule == GreyRule::kLuminance && own->levels == GreyLevels::k256;
          return Conversion{
-             [](const host::PageDescription& page) { return PlanAtDepth(page, 8, true); },
+             [isRight](const host::PageDescription& page) {
+               return PlanAtDepth(
+                   page, 8, isRight && page.bitCount <= 8 ? DepthWay::kAlways : DepthWay::kBy24);
+             },
              [own](host::Page& page, const host::ProgressHook& progress) {
                page.ToGrey(*own, progress);
              }};

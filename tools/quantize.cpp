@@ -25,9 +25,12 @@ Subcommand MakeQuantize(const CommonOptions& common) {
         "few colours too."},
        "On the way, 3 bytes more are taken for each pixel of a page that has not 24 bits.",
        {"dibkit quantize --colors 16 -o small.png picture.tif"},
-       [own](const ConversionOptions&) {
+       [own](const ConversionOptions& options) {
          return Conversion{
-             [](const host::PageDescription& page) { return PlanAtDepth(page, 8, true); },
+             [own, raw = options.raw](const host::PageDescription& page) {
+               const bool keeps = page.bitCount <= 8 && own->colors >= 1U << page.bitCount;
+               return PlanAtDepth(page, 8, keeps && !raw ? DepthWay::kAlways : DepthWay::kBy24);
+             },
              [own](host::Page& page, const host::ProgressHook& progress) {
                page.Quantize(*own, progress);
              }};

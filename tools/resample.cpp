@@ -47,6 +47,7 @@ Conversion Resampling(host::ResampleOptions own, const ConversionOptions& option
   if (own.grey && options.raw) {
     throw UsageError("--raw keeps the depth of a page, as the library does; leave out --grey");
   }
+  own.raw = options.raw;
   own.maxPixels = options.maxPixels;
   return {[own](const host::PageDescription& page) { return PlanResampling(page, own); },
           [own](host::Page& page, const host::ProgressHook& progress) {
@@ -71,7 +72,7 @@ Subcommand MakeResample(const CommonOptions& common) {
         "The threshold of pages of 1 bit, where none is told, is the darkness that a line of one "
         "pixel keeps at worst, of 255, so that no such line is lost down to a quarter of the "
         "resolution; but at most 84 where the resolution falls and 127 where it rises, which "
-        "recognisers read best: 300 to 200 dpi 84, 300 to 150 84, 300 to 100 84, 300 to 204 75, "
+        "recognisers read best: 300 to 200 dpi 84, 300 to 150 84, 300 to 100 84, 300 to 204 74, "
         "400 to 100 63, 200 to 300 127. With --raw there are no blocks, and it is 128."},
        "A palette page in colour takes 3 bytes more for each of its pixels and for each of the "
        "result's, a page of 16 or 32 bits 3 bytes more for each of its own, and where blocks are "

@@ -13,13 +13,14 @@
 #include "dibkit/host/resolution.h"
 #include "resample/conversion_limits.h"
 #include "resample/exact.h"
-#include "resample/reduction.h"
+#include "resample/route.h"
 #include "resample/sampled.h"
 
 namespace dibkit::host {
 namespace {
 
 constexpr int kRawThreshold = 128;
+constexpr int kNoThreshold = 0;  // of images that have more than 1 bit
 constexpr uint16_t kMostColors = 256;
 
 void Report(const ProgressHook& progress, unsigned percent) {
@@ -47,8 +48,6 @@ Dpi SourceDpi(PelsPerMetre pels) {
   }
   return dpi;
 }
-
-PelsPerMetre ResolutionOf(const DibView& dib) { return {dib.XPelsPerMeter(), dib.YPelsPerMeter()}; }
 
 void SetResolution(tagHANDLE* dib, Dpi dpi) {
   const LockedBlock lock(dib);
@@ -79,14 +78,6 @@ bool SeesDarkRight(const DibView& bilevel) {
   return (bilevel.Table()[0] == 255) == (DarkIndex(bilevel) == 1);
 }
 
-OwnedBlock BlackOnWhite(const DibView& bilevel) {
-  constexpr TwoColours kBlackAndWhite{0, 0, 0, 0, 255, 255, 255, 0};
-  constexpr int kHalf = 128;
-  const OwnedBlock grey =
-      BlockMeans(bilevel, SampleKind::kOwn, {}, {bilevel.Width(), bilevel.Height()}, nullptr);
-  return Thresholded(DibView(LockedBlock(grey.get()).Bytes()), kHalf, kBlackAndWhite);
-}
-
 // Interpolation between a line and paper: bits to bits.
 OwnedBlock BilevelResampled(tagHANDLE* dib, const DibView& view, unsigned dpi, int threshold,
                             const ProgressHook& progress) {
@@ -98,48 +89,43 @@ OwnedBlock BilevelResampled(tagHANDLE* dib, const DibView& view, unsigned dpi, i
 
 // Levels of grey and of colours: block means where there are blocks, and the conversion between
 // them where anything is left for it.
-OwnedBlock LevelsResampled(tagHANDLE* dib, const DibView& view, SampleKind kind,
-                           const ResampleRequest& request, const Reduction& plan,
-                           const ProgressHook& progress) {
-  const bool converts = view.BitCount() == 24 || (view.BitCount() == 8 && view.HasGreyTable());
-  if (converts && !plan.HasBlocks() && (kind == SampleKind::kOwn || view.BitCount() == 8)) {
+OwnedBlock LevelsResampled(tagHANDLE* dib, const DibView& view, const Route& route,
+                           const ResampleRequest& request, const ProgressHook& progress) {
+  if (!route.samples) {
     CheckConversion(dib, request.dpi, request.maxPixels);
-    return ConvertedExactly(dib, request.dpi, 0, progress);
+    return ConvertedExactly(dib, request.dpi, kNoThreshold, progress);
   }
+  const Reduction& plan = route.reduction;
   const unsigned half = plan.IsWhole() ? 100 : 50;
-  OwnedBlock means = BlockMeans(view, kind, plan.block, plan.blocks, PartOf(progress, 0, half));
+  OwnedBlock means =
+      BlockMeans(view, route.kind, plan.block, plan.blocks, PartOf(progress, 0, half));
   if (plan.IsWhole()) {
     return means;
   }
   SetResolution(means.get(), plan.from);
   CheckConversion(means.get(), plan.dpi, request.maxPixels);
-  return ConvertedExactly(means.get(), plan.dpi, 0, PartOf(progress, half, 100));
+  return ConvertedExactly(means.get(), plan.dpi, kNoThreshold, PartOf(progress, half, 100));
 }
 
 OwnedBlock RightlyResampled(const OwnedBlock& dib, const ResampleRequest& request,
                             const ProgressHook& progress) {
   const LockedBlock lock(dib.get());
   const DibView view(lock.Bytes());
-  const PelsPerMetre from = ResolutionOf(view);
-  const Reduction plan =
-      PlanReduction({view.Width(), view.Height()}, from, request.dpi, request.maxPixels);
-  const bool isBilevel = view.BitCount() == 1 && !request.grey;
+  const PelsPerMetre from{view.XPelsPerMeter(), view.YPelsPerMeter()};
+  const Route route =
+      RouteOf({view.Width(), view.Height()}, view.BitCount(), view.HasGreyTable(), from, request);
   const int threshold = request.threshold.value_or(
       UsualThreshold(DotsPerInch(from.x), DotsPerInch(from.y), request.dpi));
-  if (isBilevel && !plan.HasBlocks()) {
+  if (route.levelBits == 1) {
     CheckConversion(dib.get(), request.dpi, request.maxPixels);
     return BilevelResampled(dib.get(), view, request.dpi, threshold, progress);
   }
-  const SampleKind kind = request.grey ? SampleKind::kGrey : SampleKind::kOwn;
-  OwnedBlock levels = LevelsResampled(dib.get(), view, kind, request, plan, progress);
-  if (isBilevel) {
+  OwnedBlock levels = LevelsResampled(dib.get(), view, route, request, progress);
+  if (route.thresholds) {
     return Thresholded(DibView(LockedBlock(levels.get()).Bytes()), threshold, ColoursOf(view));
   }
-  const bool isPalette = view.BitCount() < 24 && !view.HasGreyTable();
-  return isPalette && !request.grey ? PlainQuantized(levels, kMostColors) : std::move(levels);
+  return route.picksPalette ? PlainQuantized(levels, kMostColors) : std::move(levels);
 }
-
-bool IsSampledDepth(uint16_t bits) { return bits != 16 && bits != 32; }
 
 }  // namespace
 
@@ -151,7 +137,7 @@ OwnedBlock Resampled(const OwnedBlock& dib, const ResampleRequest& request,
     const DibFields image = FieldsOf(dib.get());
     CheckSides(image.width, static_cast<uint32_t>(std::abs(image.height)),
                SourceDpi(image.resolution), request.dpi);
-    if (!request.raw && !IsSampledDepth(image.bitCount)) {
+    if (!request.raw && (image.bitCount == 16 || image.bitCount == 32)) {
       widened = PlainTo24(dib);
     }
   }

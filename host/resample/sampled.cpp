@@ -71,10 +71,15 @@ OwnedBlock BlockMeans(const DibView& image, SampleKind kind, BlockSize block, Pi
   for (uint32_t y = 0; y < size.height; ++y) {
     const uint32_t first = y * block.rows;
     const uint32_t count = std::min(block.rows, image.Height() - first);
-    for (uint32_t row = first; row < first + count; ++row) {
-      means.Add(samples.Row(row));
+    unsigned char* to = RowOf(lock.Bytes(), layout, y);
+    if (block == BlockSize{}) {
+      std::copy_n(samples.Row(y), size_t{size.width} * samples.Channels(), to);
+    } else {
+      for (uint32_t row = first; row < first + count; ++row) {
+        means.Add(samples.Row(row));
+      }
+      means.Take(to, size.width);
     }
-    means.Take(RowOf(lock.Bytes(), layout, y), size.width);
     rows.Done(y);
   }
   return result;
@@ -100,6 +105,22 @@ OwnedBlock Thresholded(const DibView& grey, int threshold, const TwoColours& col
                  kFullDarkness - threshold);
   }
   SetColours(result.get(), colours);
+  return result;
+}
+
+OwnedBlock BlackOnWhite(const DibView& bilevel) {
+  constexpr TwoColours kBlackAndWhite{0, 0, 0, 0, 255, 255, 255, 0};
+  OwnedBlock result = NewDib(bilevel.Width(), bilevel.Height(), 1,
+                             {bilevel.XPelsPerMeter(), bilevel.YPelsPerMeter()});
+  const LockedBlock lock(result.get());
+  const DibLayout layout = LayoutOf(bilevel.Width(), bilevel.Height(), 1);
+  const unsigned char dark = DarkIndex(bilevel) == 1 ? 0xFF : 0;
+  for (uint32_t y = 0; y < bilevel.Height(); ++y) {
+    const auto row = bilevel.Row(y);
+    std::transform(row.begin(), row.end(), RowOf(lock.Bytes(), layout, y),
+                   [dark](unsigned char bits) { return static_cast<unsigned char>(bits ^ dark); });
+  }
+  SetColours(result.get(), kBlackAndWhite);
   return result;
 }
 

@@ -31,6 +31,9 @@ TwoColours ColoursOf(const DibView& bilevel);
 // more.
 OwnedBlock Thresholded(const DibView& grey, int threshold, const TwoColours& colours);
 
+// The same page with 0 for the dark colour, black, and 1 for the other, white.
+OwnedBlock BlackOnWhite(const DibView& bilevel);
+
 // Hands a page of 1 bit, 0 black and 1 white, its colours.
 void SetColours(tagHANDLE* bilevel, const TwoColours& colours);
 

@@ -15,15 +15,16 @@ constexpr int kHalf = 127;
 constexpr int kThird = 84;
 constexpr uint64_t kDark = 255;
 
-// The least darkness that an isolated line of one pixel leaves in the pixel nearest to it, whatever
-// its place. Of a block of k pixels it fills 1 / k. Between blocks samples are p / q apart, and the
-// lines lie on multiples of 1 / q: at worst one is floor(p / 2) / q away from every sample.
+// The greatest whole darkness below the least that an isolated line of one pixel leaves in the
+// pixel nearest to it, whatever its place. Of a block of k pixels it fills 1 / k. Between blocks
+// samples are p / q apart, and the lines lie on multiples of 1 / q: at worst one is floor(p / 2) /
+// q away from every sample.
 int DarknessOfLine(unsigned from, unsigned dpi) {
   const uint64_t block = BlockSide(from, dpi);
   const uint64_t divisor = std::gcd(from, block * dpi);
   const uint64_t p = from / divisor;
   const uint64_t q = block * dpi / divisor;
-  return static_cast<int>(kDark * (q - p / 2) / (q * block));
+  return static_cast<int>((kDark * (q - p / 2) - 1) / (q * block));
 }
 
 }  // namespace

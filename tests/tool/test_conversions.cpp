@@ -163,7 +163,7 @@ TEST(Conversions, SixteenBitFilesHaveNoMasks) {
   }
 }
 
-TEST(Conversions, WhiteByLuminanceIs247OnlyAt256Levels) {
+TEST(Conversions, WhiteByLuminanceIs247OnlyInTheLibrarysOwn256Levels) {
   const TemporaryDirectory directory;
   const std::string out = directory.Path("out.bmp");
   BitmapBuilder file;
@@ -171,8 +171,10 @@ TEST(Conversions, WhiteByLuminanceIs247OnlyAt256Levels) {
   file.width = file.height = 1;
   file.pixels = Bytes{255, 255, 255, 0};
   const std::string in = directory.Write("in.bmp", file.Build());
-  for (const auto& [levels, white] : {std::pair{"256", 247}, std::pair{"16", 255}}) {
-    ASSERT_EQ(RunTool({"grey", "--levels", levels, "-fo", out, in}).exitCode, 0);
+  for (const auto& [options, white] :
+       {std::pair{Arguments{"--levels", "256"}, 255}, std::pair{Arguments{"--raw"}, 247},
+        std::pair{Arguments{"--levels", "16"}, 255}}) {
+    ASSERT_EQ(RunTool(With(With({"grey"}, options), {"-fo", out, in})).exitCode, 0);
     EXPECT_EQ(ReadFile(out).at(1078), white);
   }
 }
@@ -291,8 +293,9 @@ TEST(Conversions, TooLittleMemoryIsWorthAnotherTry) {
   const std::string in = directory.Write("in.bmp", file.Build());
   Start start;
   start.addressSpace = 256U << 20;
-  for (const Arguments& arguments : {Arguments{"to24"}, Arguments{"to16"}, Arguments{"quantize"},
-                                     Arguments{"grey", "--rule", "easy", "--levels", "16"}}) {
+  for (const Arguments& arguments :
+       {Arguments{"to24"}, Arguments{"to16"}, Arguments{"quantize", "--raw"},
+        Arguments{"grey", "--rule", "easy", "--levels", "16"}}) {
     start.arguments = With(arguments, {"-o", directory.Path("out.bmp"), in});
     const Outcome outcome = RunTool(start);
     EXPECT_EQ(outcome.exitCode, 75);

@@ -180,12 +180,22 @@ TEST_F(Failures, PaletteRowsThatCannotBeWidened) {
     file.table->back() = 0;
     file.table->at(0) = 1;
     ExpectFailure(file,
-                  "palette images in colour can have 21844 columns at most, this one has 21845");
+                  "palette images in colour can have 21844 columns at most, this one has 21845",
+                  {"--raw"});
   }
   BitmapBuilder grey;
   grey.bitCount = 4;
   grey.width = 65533;
-  ExpectFailure(grey, "palette images in grey can have 65532 columns at most, this one has 65533");
+  ExpectFailure(grey, "palette images in grey can have 65532 columns at most, this one has 65533",
+                {"--raw"});
+}
+
+TEST_F(Failures, TopDownRowsThatTheLibraryDoesNotResample) {
+  BitmapBuilder file;
+  file.height = -3;
+  ExpectFailure(file,
+                "the library resamples no image that has its top row first; normalize it before",
+                {"--raw"});
 }
 
 TEST_F(Failures, MorePixelsThanAllowed) {

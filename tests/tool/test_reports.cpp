@@ -3,7 +3,9 @@
 // What --report writes, what the memory limit holds, and what dibkit report makes of it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <random>
 
 #include "batch/report/sha256.h"
 #include "page_folder.h"
@@ -173,6 +175,13 @@ TEST_F(Reports, ThePeakOfAPageIsKnownBeforehand) {
     if (item.colour) {
       file.table = file.Table();
       file.table->at(0) = 77;
+    }
+    if (item.bits > 8) {
+      // More colours than a palette has.
+      file.pixels = file.Pixels();
+      std::mt19937 random(1);
+      std::generate(file.pixels->begin(), file.pixels->end(),
+                    [&random] { return static_cast<unsigned char>(random()); });
     }
     Arguments arguments = item.subcommand;
     arguments.insert(arguments.end(), {"-fo", Path("out.bmp"), "--report", Path("report"),

@@ -54,13 +54,14 @@ Bytes LibraryResult(const std::string& path, unsigned short dpi, int threshold) 
   return file;
 }
 
-TEST(Resample, WritesWhatTheLibraryMakesOfEveryKind) {
+TEST(Resample, RawWritesWhatTheLibraryMakesOfEveryKind) {
   const TemporaryDirectory directory;
   const std::string out = directory.Path("out.bmp");
   for (const BitmapBuilder& file : EveryKind()) {
     const std::string in = directory.Write("in.bmp", file.Build());
     for (const unsigned short dpi : std::initializer_list<unsigned short>{72, 200, 300, 600}) {
-      const Outcome outcome = RunTool({"resample", "--dpi", std::to_string(dpi), "-fo", out, in});
+      const Outcome outcome =
+          RunTool({"resample", "--raw", "--dpi", std::to_string(dpi), "-fo", out, in});
       EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
       EXPECT_EQ(outcome.out, "");
       EXPECT_EQ(outcome.err, "");
@@ -151,7 +152,7 @@ TEST(Resample, ReadsStandardInputAndWritesStandardOutput) {
   const std::string in = directory.Write("in.bmp", file.Build());
   const Bytes expected = LibraryResult(in, 200, 128);
   Start start;
-  start.arguments = {"resample", "--dpi", "200", "-o", "-", "-"};
+  start.arguments = {"resample", "--raw", "--dpi", "200", "-o", "-", "-"};
   start.inputPath = in;
   const Outcome fromFile = RunTool(start);
   EXPECT_EQ(fromFile.exitCode, 0) << fromFile.err;

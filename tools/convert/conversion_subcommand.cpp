@@ -4,7 +4,6 @@
 #include <memory>
 #include <utility>
 
-#include "convert/cost.h"
 #include "dibkit/host/resolution.h"
 #include "run/run_conversion.h"
 
@@ -51,7 +50,7 @@ Subcommand MakeConversion(ConversionSubcommand parts, const CommonOptions& commo
   return subcommand;
 }
 
-PagePlan PlanAtDepth(const host::PageDescription& page, unsigned bits, bool by24) {
+PagePlan PlanAtDepth(const host::PageDescription& page, unsigned bits, DepthWay way) {
   const host::PelsPerMetre pels = host::HeaderResolution(page.resolution);
   PagePlan plan;
   plan.width = page.width;
@@ -59,7 +58,7 @@ PagePlan PlanAtDepth(const host::PageDescription& page, unsigned bits, bool by24
   plan.bits = bits;
   plan.fromDpiX = plan.dpiX = host::DotsPerInch(pels.x);
   plan.fromDpiY = plan.dpiY = host::DotsPerInch(pels.y);
-  plan.bytes = CostAtDepth(page, bits, by24);
+  plan.bytes = CostAtDepth(page, bits, way);
   return plan;
 }
 

@@ -10,6 +10,7 @@
 
 #include "convert/conversion.h"
 #include "convert/conversion_options.h"
+#include "convert/cost.h"
 #include "subcommand.h"
 
 namespace dibkit::tool {
@@ -29,7 +30,8 @@ struct ConversionSubcommand {
 Subcommand MakeConversion(ConversionSubcommand parts, const CommonOptions& common);
 
 // A plan for a result of the page's own size and resolution at `bits`; as CostAtDepth.
-PagePlan PlanAtDepth(const host::PageDescription& page, unsigned bits, bool by24 = false);
+PagePlan PlanAtDepth(const host::PageDescription& page, unsigned bits,
+                     DepthWay way = DepthWay::kIfOther);
 
 }  // namespace dibkit::tool
 

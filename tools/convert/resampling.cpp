@@ -29,12 +29,15 @@ host::PelsPerMetre SourceResolution(const host::Resolution& resolution, unsigned
   throw Failure("the file gives a resolution that cannot be, " + ExactText(resolution) + kRemedy);
 }
 
+host::ResampleRequest RequestOf(const host::ResampleOptions& options) {
+  return {options.dpi, options.threshold, options.grey, options.raw, options.maxPixels};
+}
+
 // An impossible size comes most often of a resolution that was never meant.
 host::PixelSize SizeOfResult(const host::PageDescription& page, host::PelsPerMetre from,
                              const host::ResampleOptions& options) {
   try {
-    return host::ResampledSize({page.width, page.height}, from.x, from.y,
-                               {.dpi = options.dpi, .maxPixels = options.maxPixels});
+    return host::ResampledSize({page.width, page.height}, from.x, from.y, RequestOf(options));
   } catch (const host::ImageError& error) {
     const unsigned dpi = std::min(host::DotsPerInch(from.x), host::DotsPerInch(from.y));
     const bool large = error.Fault() == host::ImageFault::kTooLarge ||
@@ -55,11 +58,33 @@ PagePlan PlanResampling(const host::PageDescription& page, const host::ResampleO
   PagePlan plan;
   plan.width = size.width;
   plan.height = size.height;
-  plan.bits = ResampledBits(page, options);
+  plan.bits = ResampledBits(page, RequestOf(options));
   plan.fromDpiX = host::DotsPerInch(from.x);
   plan.fromDpiY = host::DotsPerInch(from.y);
   plan.dpiX = plan.dpiY = options.dpi;
-  plan.bytes = CostOfResampling(page, size, options);
+  plan.bytes = CostOfResampling(page, from, RequestOf(options));
+  return plan;
+}
+
+PagePlan PlanPreparing(const host::PageDescription& page, const host::PrepareOptions& options) {
+  const host::PelsPerMetre from = SourceResolution(page.resolution, options.fromDpi);
+  const unsigned dpiX = host::DotsPerInch(from.x);
+  const unsigned dpiY = host::DotsPerInch(from.y);
+  const auto preparation = host::PreparationFor(page.bitCount, dpiX, dpiY, options.dpi);
+  if (preparation.resamples) {
+    return PlanResampling(page, {.dpi = options.dpi,
+                                 .fromDpi = options.fromDpi,
+                                 .grey = preparation.smooths,
+                                 .maxPixels = options.maxPixels});
+  }
+  PagePlan plan;
+  plan.width = page.width;
+  plan.height = page.height;
+  plan.bits = page.bitCount;
+  plan.keepsDepth = true;
+  plan.fromDpiX = plan.dpiX = dpiX;
+  plan.fromDpiY = plan.dpiY = dpiY;
+  plan.bytes = CostAtDepth(page, page.bitCount, DepthWay::kIfOther);
   return plan;
 }
 

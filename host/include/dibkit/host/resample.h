@@ -63,6 +63,11 @@ struct PixelSize {
 PixelSize ResampledSize(PixelSize size, int32_t xPelsPerMeter, int32_t yPelsPerMeter,
                         const ResampleRequest& request);
 
+// The most bytes of images that Resampled has at once beside its own image, which has a grey table
+// or another. Throws as ResampledSize.
+uint64_t ResampledBytes(PixelSize size, uint16_t bitCount, bool isGrey, int32_t xPelsPerMeter,
+                        int32_t yPelsPerMeter, const ResampleRequest& request);
+
 }  // namespace dibkit::host
 
 #endif  // DIBKIT_HOST_RESAMPLE_H
