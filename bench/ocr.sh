@@ -60,7 +60,7 @@ generate() {
   [ ! -d pages ] || return 0
   local fewer=()
   ! $quick || fewer=(--face serif --points 8 10)
-  "$root/bench/ocr/make_pages.py" "${fewer[@]}" pages.part
+  "$root/bench/ocr/make_pages.py" pages.part "${fewer[@]}"
   [ -z "$scans" ] || "$root/bench/ocr/take_scans.py" "$scans" pages.part
   mv pages.part pages
 }

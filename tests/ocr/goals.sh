@@ -23,8 +23,8 @@ skip() {
 # Pages of 1 bit at 75 dpi have too few pixels for any letter to be read.
 make_pages() {
   local make=$root/bench/ocr/make_pages.py
-  "$make" --face serif --points 9 --dpi 75 100 --depth grey pages &&
-    "$make" --face sans --points 8 --dpi 150 300 --kind degraded pages
+  "$make" pages --face serif --points 9 --dpi 75 100 --depth grey &&
+    "$make" pages --face sans --points 8 --dpi 150 300 --kind degraded
 }
 
 has_method prepare || skip "the command has no prepare"

@@ -22,7 +22,7 @@ std::string TextOf(const std::string& path) {
 ScannedPages::ScannedPages(const std::string& options) {
   const std::string told = directory_.Path("told");
   const std::string command =
-      DIBKIT_MAKE_PAGES " " + options + " " + directory_.Path("") + " 2>" + told;
+      DIBKIT_MAKE_PAGES " " + directory_.Path("") + " " + options + " 2>" + told;
   const int status = std::system(command.c_str());
   if (!WIFEXITED(status) || (WEXITSTATUS(status) != 0 && WEXITSTATUS(status) != kNotHere)) {
     throw std::runtime_error(TextOf(told));
