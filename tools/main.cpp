@@ -37,10 +37,10 @@ OptionGroup CommonGroup(CommonOptions& common) {
 class Command {
  public:
   Command()
-      : group_(CommonGroup(common_)), subcommands_{MakeResample(common_), MakeNormalize(common_),
-                                                   MakeTo24(common_),     MakeTo16(common_),
-                                                   MakeQuantize(common_), MakeGrey(common_),
-                                                   MakeInfo(common_),     MakeReport()} {}
+      : group_(CommonGroup(common_)),
+        subcommands_{MakePrepare(common_), MakeResample(common_), MakeNormalize(common_),
+                     MakeTo24(common_),    MakeTo16(common_),     MakeQuantize(common_),
+                     MakeGrey(common_),    MakeInfo(common_),     MakeReport()} {}
 
   int Run(Words words) {
     const auto name = std::find_if(words.begin(), words.end(),

@@ -33,6 +33,7 @@ struct Subcommand {
 
 // `common` is looked at when a subcommand runs, not before, and must live until then.
 Subcommand MakeResample(const CommonOptions& common);
+Subcommand MakePrepare(const CommonOptions& common);
 Subcommand MakeNormalize(const CommonOptions& common);
 Subcommand MakeTo24(const CommonOptions& common);
 Subcommand MakeTo16(const CommonOptions& common);

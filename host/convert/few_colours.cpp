@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <vector>
 
 #include "bitmap/little_endian.h"
 #include "convert/new_dib.h"
 #include "convert/plain.h"
+#include "convert/unpack.h"
 #include "dibkit/host/dib_view.h"
 #include "dibkit/host/locked_block.h"
 
@@ -74,51 +74,133 @@ class ColourSet {
   std::array<Slot, kSlots> slots_;
 };
 
-unsigned IndexAt(const DibView& image, const unsigned char* row, uint32_t x) {
-  switch (image.BitCount()) {
-    case 1:
-      return row[x / 8] >> (7 - x % 8) & 1U;
-    case 4:
-      return x % 2 == 0 ? row[x / 2] >> 4 : row[x / 2] & 15U;
-    default:
-      return row[x];
-  }
+uint32_t EntryOf(const DibView& image, size_t index) {
+  return ColourAt(image.Table().data() + index * kEntryBytes);
 }
 
-// Calls visit(x, y, colour) for every pixel of 1, 4, 8, 24 or 32 bits until it returns false.
-template <typename Visit>
-bool ForEachPixel(const DibView& image, Visit visit) {
-  const unsigned char* table = image.Table().data();
-  const size_t step = image.BitCount() / 8;
-  for (uint32_t y = 0; y < image.Height(); ++y) {
-    const unsigned char* row = image.Row(y).data();
-    for (uint32_t x = 0; x < image.Width(); ++x) {
-      const unsigned char* bytes =
-          image.BitCount() <= 8 ? table + IndexAt(image, row, x) * kEntryBytes : row + x * step;
-      if (!visit(x, y, ColourAt(bytes))) {
+// The rows of the result.
+struct Rows {
+  unsigned char* result;
+  size_t stride;
+
+  unsigned char* To(uint32_t y) const { return result + y * stride; }
+};
+
+// Of 1, 4 and 8 bits: the entries of the table that are used.
+class IndexedColours {
+ public:
+  explicit IndexedColours(const DibView& image) : image_(image) {
+    const unsigned pixels = 8U / image.BitCount();
+    std::array<unsigned char, 256> isThere{};  // bytes, all of whose pixels are
+    for (uint32_t y = 0; y < image.Height(); ++y) {
+      const unsigned char* row = image.Row(y).data();
+      for (uint32_t i = 0; i < image.Width() / pixels; ++i) {
+        isThere[row[i]] = 1;
+      }
+      MarkPixels(row[(image.Width() - 1) / pixels], (image.Width() - 1) % pixels + 1);
+    }
+    for (unsigned byte = 0; byte < isThere.size(); ++byte) {
+      MarkPixels(byte, isThere[byte] != 0 ? pixels : 0);
+    }
+  }
+
+  bool Collect(ColourSet& set) const {
+    for (size_t index = 0; index < isUsed_.size(); ++index) {
+      if (isUsed_[index] && !set.Add(EntryOf(image_, index))) {
         return false;
       }
     }
+    return true;
   }
-  return true;
-}
 
-// A pixel most often has the colour of the one before it.
-std::optional<ColourSet> ColoursOf(const DibView& image, unsigned most) {
-  std::optional<ColourSet> set(most);
-  uint32_t last = ~uint32_t{0};
-  const bool isAll = ForEachPixel(image, [&](uint32_t, uint32_t, uint32_t colour) {
-    const bool isNew = colour != last;
-    last = colour;
-    return !isNew || set->Add(colour);
-  });
-  return isAll ? std::move(set) : std::nullopt;
-}
+  void Write(ColourSet& set, const Rows& rows) const {
+    ByteOfIndex numbers{};
+    for (size_t index = 0; index < numbers.size(); ++index) {
+      numbers[index] = isUsed_[index] ? set.NumberOf(EntryOf(image_, index)) : 0;
+    }
+    const Unpacker unpacker(image_.BitCount(), numbers);
+    for (uint32_t y = 0; y < image_.Height(); ++y) {
+      unpacker.Row(image_.Row(y).data(), rows.To(y), image_.Width());
+    }
+  }
+
+ private:
+  // The first `count` pixels of a stored byte.
+  void MarkPixels(unsigned byte, unsigned count) {
+    const unsigned bits = image_.BitCount();
+    for (unsigned pixel = 0; pixel < count; ++pixel) {
+      isUsed_[byte >> (8 - bits - pixel * bits) & ((1U << bits) - 1)] = true;
+    }
+  }
+
+  const DibView& image_;
+  std::array<bool, 256> isUsed_{};
+};
+
+// Of 24 and 32 bits. A pixel most often has the colour of the one before it.
+class DirectColours {
+ public:
+  explicit DirectColours(const DibView& image) : image_(image), step_(image.BitCount() / 8U) {}
+
+  bool Collect(ColourSet& set) const {
+    uint32_t last = kNone;
+    for (uint32_t y = 0; y < image_.Height(); ++y) {
+      const unsigned char* row = image_.Row(y).data();
+      for (size_t x = 0; x < image_.Width(); ++x) {
+        const uint32_t colour = ColourAt(row + x * step_);
+        if (colour != last && !set.Add(colour)) {
+          return false;
+        }
+        last = colour;
+      }
+    }
+    return true;
+  }
+
+  void Write(ColourSet& set, const Rows& rows) const {
+    uint32_t last = kNone;
+    unsigned char number = 0;
+    for (uint32_t y = 0; y < image_.Height(); ++y) {
+      const unsigned char* row = image_.Row(y).data();
+      unsigned char* to = rows.To(y);
+      for (size_t x = 0; x < image_.Width(); ++x) {
+        const uint32_t colour = ColourAt(row + x * step_);
+        if (colour != last) {
+          number = set.NumberOf(colour);
+          last = colour;
+        }
+        to[x] = number;
+      }
+    }
+  }
+
+ private:
+  static constexpr uint32_t kNone = ~uint32_t{0};
+
+  const DibView& image_;
+  size_t step_;
+};
 
 void FillTable(const std::vector<uint32_t>& colours, unsigned char* table) {
   for (size_t i = 0; i < colours.size(); ++i) {
     Store32(table + i * kEntryBytes, colours[i]);
   }
+}
+
+template <typename Colours>
+OwnedBlock WithColours(const DibView& image, unsigned most) {
+  Colours colours(image);
+  ColourSet set(most);
+  if (!colours.Collect(set)) {
+    return OwnedBlock();
+  }
+  OwnedBlock result =
+      NewDib(image.Width(), image.Height(), 8, {image.XPelsPerMeter(), image.YPelsPerMeter()});
+  const LockedBlock lock(result.get());
+  const DibLayout layout = LayoutOf(image.Width(), image.Height(), 8);
+  FillTable(set.Sort(), lock.Bytes().data() + kInfoHeaderBytes);
+  colours.Write(set, {lock.Bytes().data() + layout.rowsOffset, static_cast<size_t>(layout.stride)});
+  return result;
 }
 
 }  // namespace
@@ -129,22 +211,8 @@ OwnedBlock WithFewColours(const OwnedBlock& plain, unsigned most) {
   if (image.BitCount() == 16) {
     return WithFewColours(PlainTo24(plain), most);
   }
-  auto colours = ColoursOf(image, most);
-  if (!colours) {
-    return OwnedBlock();
-  }
-  OwnedBlock result =
-      NewDib(image.Width(), image.Height(), 8, {image.XPelsPerMeter(), image.YPelsPerMeter()});
-  const LockedBlock to(result.get());
-  const DibLayout layout = LayoutOf(image.Width(), image.Height(), 8);
-  FillTable(colours->Sort(), to.Bytes().data() + kInfoHeaderBytes);
-  unsigned char* rows = to.Bytes().data() + layout.rowsOffset;
-  const auto stride = static_cast<size_t>(layout.stride);
-  ForEachPixel(image, [&](uint32_t x, uint32_t y, uint32_t colour) {
-    rows[y * stride + x] = colours->NumberOf(colour);
-    return true;
-  });
-  return result;
+  return image.BitCount() <= 8 ? WithColours<IndexedColours>(image, most)
+                               : WithColours<DirectColours>(image, most);
 }
 
 }  // namespace dibkit::host

@@ -8,6 +8,7 @@
 #include "convert/library_call.h"
 #include "convert/plain.h"
 #include "convert/raw.h"
+#include "convert/smooth.h"
 #include "dibkit/host/document.h"
 #include "page/page_error.h"
 #include "page/source_of.h"
@@ -147,22 +148,54 @@ void Page::Resample(const ResampleOptions& options, const ProgressHook& progress
       "the threshold is not 0 to 256");
   RequireArgument(!(options.grey && (options.raw || raw_)),
                   "the library's own conversion keeps the depth: it is raw or grey, not both");
+  ResampleFrom(OwnedBlock(), options, progress);
+}
+
+// `other`, which is the page in another form, or the page itself where that is null.
+void Page::ResampleFrom(const OwnedBlock& other, const ResampleOptions& options,
+                        const ProgressHook& progress) {
   WithPageErrors([&] {
+    const OwnedBlock& source = other ? other : dib_;
     const PelsPerMetre from = HeaderResolution(
         options.fromDpi != 0 ? ResolutionOfDpi(options.fromDpi) : metadata_.resolution);
     const PelsPerMetre own = HeaderResolution(metadata_.resolution);
-    SetPelsPerMeter(dib_.get(), from.x, from.y);
+    SetPelsPerMeter(source.get(), from.x, from.y);
     try {
       dib_ = Resampled(
-          dib_,
+          source,
           {options.dpi, options.threshold, options.grey, options.raw || raw_, options.maxPixels},
           progress);
     } catch (...) {
-      SetPelsPerMeter(dib_.get(), own.x, own.y);
+      SetPelsPerMeter(source.get(), own.x, own.y);
       throw;
     }
     metadata_.resolution = ResolutionOfDpi(options.dpi);
   });
+}
+
+void Page::Prepare(const PrepareOptions& options, const ProgressHook& progress) {
+  RequireArgument(!raw_, "a page that was opened raw is not prepared");
+  RequireArgument(options.dpi >= 1 && options.dpi <= kMostDpi,
+                  "the resolution wanted is not 1 to 65535 dots per inch");
+  RequireArgument(options.fromDpi <= kMostDpi,
+                  "the resolution of the page is not 1 to 65535 dots per inch");
+  const Preparation preparation = WithPageErrors([&] {
+    const bool isTold = options.fromDpi != 0;
+    return PreparationFor(BitCount(), isTold ? options.fromDpi : DpiX(),
+                          isTold ? options.fromDpi : DpiY(), options.dpi);
+  });
+  if (preparation.resamples) {
+    const OwnedBlock smooth =
+        WithPageErrors([&] { return preparation.smooths ? SmoothGrey(dib_) : OwnedBlock(); });
+    ResampleFrom(smooth,
+                 {.dpi = options.dpi, .fromDpi = options.fromDpi, .maxPixels = options.maxPixels},
+                 progress);
+    return;
+  }
+  Replace(progress, [] { return OwnedBlock(); });
+  if (options.fromDpi != 0) {
+    SetDpi(options.fromDpi);
+  }
 }
 
 void Page::Quantize(const QuantizeOptions& options, const ProgressHook& progress) {

@@ -38,6 +38,7 @@ class BlockRows {
 
  private:
   void TakeNarrow(unsigned char* out, uint32_t blocks);
+  void TakeLast(unsigned char* out, uint32_t block) const;
   void TakeWide(unsigned char* out, uint32_t blocks) const;
   uint32_t ColumnsOf(uint32_t block) const;
 

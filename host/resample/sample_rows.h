@@ -4,10 +4,11 @@
 #ifndef DIBKIT_HOST_RESAMPLE_SAMPLE_ROWS_H
 #define DIBKIT_HOST_RESAMPLE_SAMPLE_ROWS_H
 
-#include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "convert/unpack.h"
 #include "dibkit/host/dib_view.h"
 
 namespace dibkit::host {
@@ -29,14 +30,13 @@ class SampleRows {
   const unsigned char* Row(uint32_t stored);
 
  private:
-  void ExpandBits(const unsigned char* row);
-  void LookUpGreys(const unsigned char* row);
-  void LookUpColours(const unsigned char* row);
+  void LookUpColours();
 
   const DibView& image_;
   unsigned channels_;
-  bool isStored_;                           // the rows are wanted as they stand
-  std::array<unsigned char, 256> greys_{};  // of the table
+  bool isStored_;                     // the rows are wanted as they stand
+  std::optional<Unpacker> unpacker_;  // of tables: to greys, or to indices
+  std::vector<unsigned char> indices_;
   std::vector<unsigned char> row_;
 };
 

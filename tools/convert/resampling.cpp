@@ -66,6 +66,28 @@ PagePlan PlanResampling(const host::PageDescription& page, const host::ResampleO
   return plan;
 }
 
+PagePlan PlanPreparing(const host::PageDescription& page, const host::PrepareOptions& options) {
+  const host::PelsPerMetre from = SourceResolution(page.resolution, options.fromDpi);
+  const unsigned dpiX = host::DotsPerInch(from.x);
+  const unsigned dpiY = host::DotsPerInch(from.y);
+  const auto preparation = host::PreparationFor(page.bitCount, dpiX, dpiY, options.dpi);
+  if (preparation.resamples) {
+    return PlanResampling(page, {.dpi = options.dpi,
+                                 .fromDpi = options.fromDpi,
+                                 .grey = preparation.smooths,
+                                 .maxPixels = options.maxPixels});
+  }
+  PagePlan plan;
+  plan.width = page.width;
+  plan.height = page.height;
+  plan.bits = page.bitCount;
+  plan.keepsDepth = true;
+  plan.fromDpiX = plan.dpiX = dpiX;
+  plan.fromDpiY = plan.dpiY = dpiY;
+  plan.bytes = CostAtDepth(page, page.bitCount, DepthWay::kIfOther);
+  return plan;
+}
+
 std::string WhyNotResampled(const host::PageDescription& page, uint64_t maxPixels) {
   if (!page.obstacle.empty()) {
     return page.obstacle;

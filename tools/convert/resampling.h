@@ -15,6 +15,9 @@ namespace dibkit::tool {
 // Throws Failure and ImageError for a page that cannot be resampled so.
 PagePlan PlanResampling(const host::PageDescription& page, const host::ResampleOptions& options);
 
+// Likewise.
+PagePlan PlanPreparing(const host::PageDescription& page, const host::PrepareOptions& options);
+
 // Why no resampling at all can be done; empty when it can. `maxPixels` is what --max-pixels says.
 std::string WhyNotResampled(const host::PageDescription& page, uint64_t maxPixels);
 

@@ -33,6 +33,7 @@
 #include "dibkit/host/locked_block.h"
 #include "dibkit/host/page_error.h"
 #include "dibkit/host/page_metadata.h"
+#include "dibkit/host/preparation.h"
 #include "dibkit/host/resample.h"
 
 namespace dibkit::host {
@@ -71,6 +72,12 @@ struct ResampleOptions {
   // What ConvertResolution makes of the page as it stands, every quirk kept; threshold 128 unless
   // told. For those who check a host.
   bool raw = false;
+  uint64_t maxPixels = kUsualMaxPixels;  // of the result
+};
+
+struct PrepareOptions {
+  unsigned dpi = 300;                    // that the recogniser reads best, 1 to 65535
+  unsigned fromDpi = 0;                  // of the page, whatever it says; 0: what it says
   uint64_t maxPixels = kUsualMaxPixels;  // of the result
 };
 
@@ -143,6 +150,8 @@ class Page {
   // To another resolution, as Resampled of resample.h tells; the physical size stays, and so does
   // the depth, but 16 and 32 bits become 24, 4 bits become 8.
   void Resample(const ResampleOptions& options, const ProgressHook& progress = nullptr);
+  // As a recogniser of text reads it best, by PreparationFor; a page that is better left alone is.
+  void Prepare(const PrepareOptions& options = {}, const ProgressHook& progress = nullptr);
   // To 8 bits with a palette of its own. A page with no more colours than asked for keeps them all,
   // sorted by red, green and blue; the colours of others are reduced by an octree, whose cells are
   // 8 levels wide.
@@ -173,6 +182,8 @@ class Page {
 
   void AddTo(ImageWriter& writer, ImageFormat format, const SaveOptions& options) const;
   void RequirePlain() const;
+  void ResampleFrom(const OwnedBlock& other, const ResampleOptions& options,
+                    const ProgressHook& progress);
   template <typename Convert>
   void Replace(const ProgressHook& progress, Convert convert);
 
