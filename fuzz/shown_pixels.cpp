@@ -63,16 +63,17 @@ std::vector<Shown> RowPixels(const BitmapDescription& bitmap, File file) {
   return pixels;
 }
 
-// The indices of a run-length image; one pixel at a time, and none outside of its row.
+// The pixels of a run-length image; one at a time, and none outside of its row.
+template <typename Pixel>
 class Canvas {
  public:
-  Canvas(uint32_t width, uint32_t height) : width_(width), indices_(uint64_t{width} * height) {}
+  Canvas(uint32_t width, uint32_t height) : width_(width), pixels_(uint64_t{width} * height) {}
 
-  bool Full() const { return y_ * width_ >= indices_.size(); }
-  const std::vector<uint8_t>& Indices() const { return indices_; }
+  bool Full() const { return y_ * width_ >= pixels_.size(); }
+  const std::vector<Pixel>& Pixels() const { return pixels_; }
 
-  void Place(uint8_t index) {
-    if (x_ < width_) indices_[y_ * width_ + x_++] = index;
+  void Place(Pixel pixel) {
+    if (x_ < width_) pixels_[y_ * width_ + x_++] = pixel;
   }
 
   void EndLine() {
@@ -89,26 +90,53 @@ class Canvas {
   uint64_t width_;
   uint64_t x_ = 0;
   uint64_t y_ = 0;
-  std::vector<uint8_t> indices_;
+  std::vector<Pixel> pixels_;
 };
 
-// Pixel `i` of a record whose bytes begin at `bytes`.
-uint8_t Index(const uint8_t* bytes, size_t i, bool nibbles) {
-  if (!nibbles) return bytes[i];
-  return i % 2 == 0 ? bytes[i / 2] >> 4 : bytes[i / 2] & 15;
-}
+// How a record of each depth holds its pixels. Pixel `i` of those that begin at `bytes`.
+struct Nibbles {
+  using Pixel = uint8_t;
+  static constexpr size_t kRunBytes = 1;
+  static size_t Bytes(size_t pixels) { return (pixels + 1) / 2; }
+  static Pixel At(const uint8_t* bytes, size_t i) {
+    return i % 2 == 0 ? bytes[i / 2] >> 4 : bytes[i / 2] & 15;
+  }
+  static Pixel OfRun(const uint8_t* bytes, size_t i) { return At(bytes, i % 2); }
+};
 
-Canvas Draw(const BitmapDescription& bitmap, File stream) {
-  const bool nibbles = bitmap.bitCount == 4;
-  Canvas canvas(bitmap.width, bitmap.height);
+struct Indices {
+  using Pixel = uint8_t;
+  static constexpr size_t kRunBytes = 1;
+  static size_t Bytes(size_t pixels) { return pixels; }
+  static Pixel At(const uint8_t* bytes, size_t i) { return bytes[i]; }
+  static Pixel OfRun(const uint8_t* bytes, size_t) { return bytes[0]; }
+};
+
+struct Triples {
+  using Pixel = Shown;
+  static constexpr size_t kRunBytes = 3;
+  static size_t Bytes(size_t pixels) { return 3 * pixels; }
+  static Pixel At(const uint8_t* bytes, size_t i) {
+    return {bytes[3 * i + 2], bytes[3 * i + 1], bytes[3 * i]};
+  }
+  static Pixel OfRun(const uint8_t* bytes, size_t) { return At(bytes, 0); }
+};
+
+template <typename Kind>
+Canvas<typename Kind::Pixel> Draw(const BitmapDescription& bitmap, File stream) {
+  Canvas<typename Kind::Pixel> canvas(bitmap.width, bitmap.height);
   size_t at = 0;
   while (at + 2 <= stream.size() && !canvas.Full()) {
     const uint8_t count = stream[at];
     const uint8_t value = stream[at + 1];
-    at += 2;
     if (count > 0) {
-      for (size_t i = 0; i < count; ++i) canvas.Place(Index(&value, nibbles ? i % 2 : 0, nibbles));
-    } else if (value == 0) {
+      if (at + 1 + Kind::kRunBytes > stream.size()) break;
+      for (size_t i = 0; i < count; ++i) canvas.Place(Kind::OfRun(stream.data() + at + 1, i));
+      at += 1 + Kind::kRunBytes;
+      continue;
+    }
+    at += 2;
+    if (value == 0) {
       canvas.EndLine();
     } else if (value == 1) {
       break;
@@ -117,9 +145,9 @@ Canvas Draw(const BitmapDescription& bitmap, File stream) {
       canvas.Move(stream[at], stream[at + 1]);
       at += 2;
     } else {
-      const size_t bytes = nibbles ? (value + 1) / 2 : value;
-      for (size_t i = 0; i < value && at + (nibbles ? i / 2 : i) < stream.size(); ++i) {
-        canvas.Place(Index(stream.data() + at, i, nibbles));
+      const size_t bytes = Kind::Bytes(value);
+      for (size_t i = 0; i < value && at + Kind::Bytes(i + 1) <= stream.size(); ++i) {
+        canvas.Place(Kind::At(stream.data() + at, i));
       }
       at += bytes + bytes % 2;
     }
@@ -130,10 +158,19 @@ Canvas Draw(const BitmapDescription& bitmap, File stream) {
 }  // namespace
 
 std::vector<Shown> ShownPixels(const BitmapDescription& bitmap, File file) {
-  if (HasRows(bitmap)) return RowPixels(bitmap, file);
-  const Canvas canvas = Draw(bitmap, file.subspan(bitmap.pixelOffset, bitmap.pixelBytes));
+  if (HasRows(bitmap)) {
+    std::vector<uint8_t> whole(file.begin(), file.end());
+    whole.resize(whole.size() + bitmap.missingBytes);
+    return RowPixels(bitmap, whole);
+  }
+  const File stream = file.subspan(bitmap.pixelOffset, bitmap.pixelBytes);
+  if (bitmap.compression == BitmapCompression::kRle24) {
+    return Draw<Triples>(bitmap, stream).Pixels();
+  }
+  const auto canvas =
+      bitmap.bitCount == 4 ? Draw<Nibbles>(bitmap, stream) : Draw<Indices>(bitmap, stream);
   std::vector<Shown> pixels;
-  for (const uint8_t index : canvas.Indices()) pixels.push_back(TableColor(bitmap, file, index));
+  for (const uint8_t index : canvas.Pixels()) pixels.push_back(TableColor(bitmap, file, index));
   return pixels;
 }
 

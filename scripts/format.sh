@@ -8,8 +8,8 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 need_packages clang-format-14
 
-mapfile -t files < <(find include src host tools tests fuzz bench samples \
-  -name '*.h' -o -name '*.cpp' | sort)
+mapfile -t files < <(find include src host page_library python tools tests fuzz bench examples \
+  samples -name '*.h' -o -name '*.cpp' -o -name '*.c' | sort)
 
 case "${1-}" in
   "")

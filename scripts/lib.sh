@@ -64,6 +64,9 @@ build() {
 # What the command is built of: the codecs, JSON and SHA-256.
 tool_packages=(nlohmann-json3-dev libtiff-dev libspng-dev libjpeg62-turbo-dev nettle-dev pkg-config)
 
+# What the Python package is built of and tested with.
+python_packages=(python3-dev python3-numpy python3-pytest pybind11-dev mypy)
+
 # Builds the command `dibkit` alone, optimised, and sets `dibkit` to its path.
 build_tool() {
   need_packages g++ make cmake "${tool_packages[@]}"

@@ -17,8 +17,11 @@ std::string Bar(int percent) {
   const auto filled = static_cast<size_t>(percent * kBarColumns / 100);
   char number[16];
   std::snprintf(number, sizeof number, "%2d %%", percent);
-  return std::string("[") + std::string(filled, '#') + std::string(kBarColumns - filled, '.') +
-         "] " + number;
+  return std::string(1, '[')
+      .append(filled, '#')
+      .append(kBarColumns - filled, '.')
+      .append("] ")
+      .append(number);
 }
 
 }  // namespace
@@ -33,9 +36,12 @@ PercentBar::~PercentBar() {
 
 void PercentBar::Show(double share) {
   const int percent = static_cast<int>(share * 100);
-  if (shown_ && percent != percent_) {
-    percent_ = percent;
-    ShowStatusLine(Bar(percent));
+  int before = percent_;
+  while (shown_ && percent > before) {
+    if (percent_.compare_exchange_weak(before, percent)) {
+      ShowStatusLine(Bar(percent));
+      return;
+    }
   }
 }
 

@@ -15,6 +15,7 @@ namespace dibkit::host {
 namespace {
 
 constexpr uint32_t kMaskBytes = 4;
+constexpr uint64_t kNoEnd = std::numeric_limits<uint64_t>::max();
 
 [[noreturn]] void Fail(ImageFault fault, const std::string& message) {
   throw ImageError(fault, message);
@@ -25,8 +26,10 @@ std::string Number(uint64_t value) { return std::to_string(value); }
 // The bytes of the headers; fields that a short header lacks read as 0.
 struct RawHeader {
   std::array<unsigned char, kLongestHeaderBytes> bytes{};
+  uint32_t begin = kFileHeaderBytes;  // in the file
   uint32_t size = 0;
   uint32_t pixelOffset = 0;
+  bool moreImages = false;
 
   uint16_t Word(size_t at) const { return Load16(bytes.data() + at); }
   uint32_t Long(size_t at) const { return Load32(bytes.data() + at); }
@@ -53,22 +56,42 @@ void RequireSize(ByteSource& file, uint64_t end) {
   }
 }
 
+bool BeginsWith(std::span<const unsigned char> start, const char (&magic)[3]) {
+  return start[0] == magic[0] && start[1] == magic[1];
+}
+
+// An OS/2 array of bitmaps begins with a header of its own, as long as the file header that
+// follows; the offsets of its images count from the start of the file all the same.
+void PassArrayHeader(ByteSource& file, std::span<unsigned char> start, RawHeader& header) {
+  RequireSize(file, kFileHeaderBytes + start.size());
+  header.moreImages = Load32(start.data() + kNextImageField) != 0;
+  header.begin += kFileHeaderBytes;
+  file.Read(kFileHeaderBytes, start);
+  if (!BeginsWith(start, "BM")) {
+    Fail(ImageFault::kNotABitmap, "the first image of the array is not a bitmap");
+  }
+}
+
 RawHeader ReadHeaders(ByteSource& file) {
   std::array<unsigned char, kFileHeaderBytes + 4> start{};
   const auto there = static_cast<size_t>(file.SizeUpTo(start.size()));
   file.Read(0, std::span(start).first(there));
-  if (start[0] != 'B' || start[1] != 'M') {
+  const bool isArray = BeginsWith(start, "BA");
+  if (!isArray && !BeginsWith(start, "BM")) {
     Fail(ImageFault::kNotABitmap, "not a bitmap file");
   }
   RequireSize(file, start.size());
   RawHeader header;
+  if (isArray) {
+    PassArrayHeader(file, start, header);
+  }
   header.pixelOffset = Load32(start.data() + kPixelOffsetField);
   header.size = Load32(start.data() + kFileHeaderBytes);
   if (!IsHeaderSize(header.size)) {
     Fail(ImageFault::kHeaderSize, "there is no bitmap header of " + Number(header.size) + " bytes");
   }
-  RequireSize(file, kFileHeaderBytes + header.size);
-  file.Read(kFileHeaderBytes, std::span(header.bytes).first(header.size));
+  RequireSize(file, uint64_t{header.begin} + header.size);
+  file.Read(header.begin, std::span(header.bytes).first(header.size));
   return header;
 }
 
@@ -149,7 +172,7 @@ bool FitsDepth(BitmapCompression compression, uint16_t bits) {
   return false;
 }
 
-bool IsEmbedded(BitmapCompression compression) {
+bool IsFile(BitmapCompression compression) {
   return compression == BitmapCompression::kJpeg || compression == BitmapCompression::kPng;
 }
 
@@ -160,7 +183,7 @@ void ReadFormat(const RawHeader& header, BitmapDescription& bitmap) {
          "there is no compression number " + Number(header.Long(kBiCompression)));
   }
   bitmap.compression = *compression;
-  if (!IsDepth(bitmap.bitCount) && !(bitmap.bitCount == 0 && IsEmbedded(*compression))) {
+  if (!IsDepth(bitmap.bitCount) && !(bitmap.bitCount == 0 && IsFile(*compression))) {
     Fail(ImageFault::kDepth, "there is no bitmap of " + Number(bitmap.bitCount) + " bits");
   }
   if (!FitsDepth(*compression, bitmap.bitCount)) {
@@ -188,31 +211,51 @@ void ReadMasks(ByteSource& file, RawHeader& header, BitmapDescription& bitmap) {
   const uint32_t count = MaskCount(header, bitmap.compression);
   const uint64_t end =
       std::max<uint64_t>(header.size, count == 0 ? 0 : kBiMasks + count * kMaskBytes);
-  RequireSize(file, kFileHeaderBytes + end);
-  file.Read(kFileHeaderBytes, std::span(header.bytes).first(static_cast<size_t>(end)));
+  RequireSize(file, header.begin + end);
+  file.Read(header.begin, std::span(header.bytes).first(static_cast<size_t>(end)));
   for (uint32_t i = 0; i < count; ++i) {
     bitmap.masks[i] = header.Long(kBiMasks + i * kMaskBytes);
   }
-  bitmap.tableOffset = kFileHeaderBytes + end;
+  bitmap.tableOffset = header.begin + end;
 }
 
-void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
-  bitmap.tableEntryBytes = header.IsCore() ? 3 : 4;
+// Entries that the header says; 0: it does not.
+uint32_t ClaimedEntries(const RawHeader& header) {
+  return header.IsCore() ? 0 : header.Long(kBiColorsUsed);
+}
+
+// Entries that the depth has.
+uint32_t UsualEntries(const BitmapDescription& bitmap) {
+  return bitmap.bitCount >= 1 && bitmap.bitCount <= 8 ? 1U << bitmap.bitCount : 0;
+}
+
+// Some writers leave the offset 0: their pixels follow the table.
+void PlaceStart(const RawHeader& header, BitmapDescription& bitmap) {
   bitmap.pixelOffset = header.pixelOffset;
+  bitmap.offsetMissing = header.pixelOffset == 0;
+  if (bitmap.offsetMissing) {
+    const uint32_t claimed = ClaimedEntries(header);
+    const uint64_t entries = claimed != 0 ? claimed : UsualEntries(bitmap);
+    bitmap.pixelOffset = bitmap.tableOffset + entries * bitmap.tableEntryBytes;
+  }
   if (bitmap.pixelOffset < bitmap.tableOffset) {
     Fail(ImageFault::kPixelOffset,
          "the pixels would begin at byte " + Number(bitmap.pixelOffset) + ", inside the headers");
   }
+}
+
+void PlaceTable(const RawHeader& header, BitmapDescription& bitmap) {
+  bitmap.tableEntryBytes = header.IsCore() ? 3 : 4;
+  PlaceStart(header, bitmap);
   const uint64_t room = (bitmap.pixelOffset - bitmap.tableOffset) / bitmap.tableEntryBytes;
-  const uint32_t claimed = header.IsCore() ? 0 : header.Long(kBiColorsUsed);
+  const uint32_t claimed = ClaimedEntries(header);
   if (claimed > room) {
     Fail(ImageFault::kTableSize, "the colour table should have " + Number(claimed) +
                                      " entries, but there is room for " + Number(room));
   }
-  const bool indexed = bitmap.bitCount >= 1 && bitmap.bitCount <= 8;
-  const uint32_t usual = indexed ? 1U << bitmap.bitCount : 0;
-  bitmap.tableEntries =
-      claimed != 0 ? claimed : static_cast<uint32_t>(std::min<uint64_t>(usual, room));
+  bitmap.tableEntries = claimed != 0
+                            ? claimed
+                            : static_cast<uint32_t>(std::min<uint64_t>(UsualEntries(bitmap), room));
 }
 
 void RequireStart(ByteSource& file, const BitmapDescription& bitmap) {
@@ -227,16 +270,36 @@ void PlaceRows(ByteSource& file, BitmapDescription& bitmap) {
   bitmap.pixelBytes = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount).rowsBytes;
   if (file.IsInPlace()) {
     RequireStart(file, bitmap);
-    RequireRows(file, bitmap, bitmap.pixelBytes);
+    bitmap.missingBytes = RequireRows(file, bitmap, bitmap.pixelBytes);
   }
 }
 
-// The longest stream that any writer makes: a record of two bytes for each pixel, and room for the
-// end and a move of each row.
+// The longest stream that any writer makes: a record for each pixel, and room for the end and a
+// move of each row.
 uint64_t MostStreamBytes(const BitmapDescription& bitmap) {
-  constexpr uint64_t kRecordBytes = 2;
   constexpr uint64_t kRowBytes = 8;
-  return (kRecordBytes * bitmap.width + kRowBytes) * (uint64_t{bitmap.height} + 1);
+  const uint64_t recordBytes = bitmap.compression == BitmapCompression::kRle24 ? 4 : 2;
+  return (recordBytes * bitmap.width + kRowBytes) * (uint64_t{bitmap.height} + 1);
+}
+
+void RequireStream(const BitmapDescription& bitmap, uint32_t claimed, uint64_t wanted) {
+  if (claimed != 0 && bitmap.pixelBytes < wanted) {
+    Fail(ImageFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
+                                           " bytes, but the file holds " +
+                                           Number(bitmap.pixelBytes) + " of them");
+  }
+}
+
+// An embedded file knows itself where it ends, and its codec reads it piece by piece.
+void PlaceEmbedded(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
+  const uint32_t claimed = header.Long(kBiSizeImage);
+  const uint64_t wanted = claimed != 0 ? claimed : kNoEnd - bitmap.pixelOffset;
+  bitmap.pixelBytes = wanted;
+  if (file.IsInPlace()) {
+    RequireStart(file, bitmap);
+    bitmap.pixelBytes = file.SizeUpTo(bitmap.pixelOffset + wanted) - bitmap.pixelOffset;
+    RequireStream(bitmap, claimed, wanted);
+  }
 }
 
 void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
@@ -250,16 +313,14 @@ void PlaceStream(ByteSource& file, const RawHeader& header, BitmapDescription& b
   const uint64_t most = MostStreamBytes(bitmap);
   const uint64_t wanted = claimed != 0 ? std::min<uint64_t>(claimed, most) : most;
   bitmap.pixelBytes = file.SizeUpTo(bitmap.pixelOffset + wanted) - bitmap.pixelOffset;
-  if (claimed != 0 && bitmap.pixelBytes < wanted) {
-    Fail(ImageFault::kStreamTruncated, "the compressed pixels need " + Number(claimed) +
-                                           " bytes, but the file holds " +
-                                           Number(bitmap.pixelBytes) + " of them");
-  }
+  RequireStream(bitmap, claimed, wanted);
 }
 
 void PlacePixels(ByteSource& file, const RawHeader& header, BitmapDescription& bitmap) {
   if (HasRows(bitmap)) {
     PlaceRows(file, bitmap);
+  } else if (IsEmbedded(bitmap)) {
+    PlaceEmbedded(file, header, bitmap);
   } else {
     PlaceStream(file, header, bitmap);
   }
@@ -272,6 +333,8 @@ bool HasRows(const BitmapDescription& bitmap) {
          bitmap.compression == BitmapCompression::kBitFields ||
          bitmap.compression == BitmapCompression::kAlphaBitFields;
 }
+
+bool IsEmbedded(const BitmapDescription& bitmap) { return IsFile(bitmap.compression); }
 
 const char* CompressionName(BitmapCompression compression) {
   switch (compression) {
@@ -301,6 +364,7 @@ BitmapDescription DescribeBitmap(ByteSource& file, uint64_t maxPixels) {
   RawHeader header = ReadHeaders(file);
   BitmapDescription bitmap{};
   bitmap.headerBytes = header.size;
+  bitmap.moreImages = header.moreImages;
   if (header.IsCore()) {
     ReadCoreFields(header, bitmap);
     CheckDimensions(bitmap, header.Word(kCorePlanes));

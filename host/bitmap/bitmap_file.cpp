@@ -6,7 +6,9 @@
 #include <string>
 #include <utility>
 
+#include "bitmap/fax_rows.h"
 #include "bitmap/presentation.h"
+#include "bitmap/rle24.h"
 #include "bitmap/run_length.h"
 #include "bitmap/stored_rows.h"
 #include "dibkit/host/dib_layout.h"
@@ -15,10 +17,7 @@
 namespace dibkit::host {
 namespace {
 
-bool IsRunLength(const BitmapDescription& bitmap) {
-  return bitmap.compression == BitmapCompression::kRle8 ||
-         bitmap.compression == BitmapCompression::kRle4;
-}
+constexpr const char* kPaddingMissing = "the file lacks padding at its end";
 
 [[noreturn]] void FailTooLarge(uint64_t bytes) {
   throw ImageError(ImageFault::kTooLarge, "the image needs " + std::to_string(bytes) +
@@ -54,7 +53,17 @@ OwnedBlock NewBlock(uint64_t bytes) {
 }  // namespace
 
 BitmapFile::BitmapFile(std::unique_ptr<ByteSource> source, uint64_t maxPixels)
-    : source_(std::move(source)), description_(DescribeBitmap(*source_, maxPixels)) {}
+    : source_(std::move(source)), description_(DescribeBitmap(*source_, maxPixels)) {
+  if (description_.offsetMissing) {
+    Remark("the file does not say where its pixels begin; they are taken to follow the table");
+  }
+  if (description_.moreImages) {
+    Remark("the file is an array of bitmaps; the first of them is read");
+  }
+  if (description_.missingBytes != 0) {
+    Remark(kPaddingMissing);
+  }
+}
 
 BitmapFile BitmapFile::Open(const std::string& path, const CancelHook& cancelled,
                             uint64_t maxPixels) {
@@ -63,10 +72,11 @@ BitmapFile BitmapFile::Open(const std::string& path, const CancelHook& cancelled
 
 void BitmapFile::CheckConvertible() const {
   const BitmapDescription& bitmap = description_;
-  if (!HasRows(bitmap) && !IsRunLength(bitmap)) {
-    throw ImageError(ImageFault::kCompressionNotConvertible,
-                     std::string("bitmaps with ") + CompressionName(bitmap.compression) +
-                         " pixels cannot be converted");
+  if (IsEmbedded(bitmap)) {
+    const std::string name = CompressionName(bitmap.compression);
+    throw ImageError(ImageFault::kCompressionNotConvertible, "the pixels are an embedded " + name +
+                                                                 " file, and " + name +
+                                                                 " files are not built in here");
   }
   // A run-length image takes room for its rows as soon as it is expanded.
   const DibLayout layout = LayoutOf(bitmap.width, bitmap.height, bitmap.bitCount);
@@ -74,7 +84,7 @@ void BitmapFile::CheckConvertible() const {
       layout.blockBytes > std::numeric_limits<unsigned>::max()) {
     FailTooLarge(layout.blockBytes);
   }
-  if (IsRunLength(bitmap)) {
+  if (KeepsStream(bitmap)) {
     CheckStream(bitmap.pixelBytes);
   }
   CheckBlock(PresentationOf(bitmap, bitmap.pixelBytes));
@@ -114,24 +124,61 @@ OwnedBlock BitmapFile::ReadBlock(Form wanted) {
   std::copy_n(table.begin(), std::min<size_t>(table.size(), size_t{form.tableEntries} * 4),
               lock.Bytes().begin() + kInfoHeaderBytes);
   const auto pixels = lock.Bytes().subspan(static_cast<size_t>(form.pixelOffset));
-  if (IsRunLength(description_)) {
+  if (KeepsStream(description_)) {
     std::copy(stream.begin(), stream.end(), pixels.begin());
   } else {
-    const auto rows = pixels.first(static_cast<size_t>(form.pixelBytes));
-    ReadRows(*source_, description_, form.bitCount, description_.topDown && !form.topDown, rows);
+    FillRows(stream, description_.topDown && !form.topDown, form.bitCount,
+             pixels.first(static_cast<size_t>(form.pixelBytes)));
   }
   return block;
+}
+
+void BitmapFile::FillRows(std::span<const unsigned char> stream, bool turned, uint16_t bitCount,
+                          std::span<unsigned char> rows) {
+  const BitmapDescription& bitmap = description_;
+  if (bitmap.compression == BitmapCompression::kRle24) {
+    ExpandRle24(stream, bitmap.width, bitmap.height, rows);
+  } else if (bitmap.compression == BitmapCompression::kHuffman) {
+    ExpandFax(stream, rows);
+  } else if (ReadRows(*source_, bitmap, bitCount, turned, rows) != 0) {
+    Remark(kPaddingMissing);
+  }
+}
+
+void BitmapFile::ExpandFax(std::span<const unsigned char> stream, std::span<unsigned char> rows) {
+  const FaxOutcome outcome = DecodeFax(stream, description_.width, description_.height, rows);
+  if (outcome.damaged == outcome.rows) {
+    throw ImageError(ImageFault::kDamaged, "the fax pixels are damaged from the start");
+  }
+  if (outcome.damaged != 0) {
+    Remark("the fax pixels have damaged rows: " + std::to_string(outcome.damaged) + " of " +
+           std::to_string(outcome.rows));
+  }
+  if (outcome.rows < description_.height) {
+    Remark("the fax pixels end after " + std::to_string(outcome.rows) + " of " +
+           std::to_string(description_.height) + " rows");
+  }
+}
+
+// Nothing is said twice, however often the file is read.
+void BitmapFile::Remark(const std::string& text) {
+  if (std::find(remarks_.begin(), remarks_.end(), text) == remarks_.end()) {
+    remarks_.push_back(text);
+  }
 }
 
 // Empty where the pixel area holds rows.
 std::vector<unsigned char> BitmapFile::ReadStream() {
   const BitmapDescription& bitmap = description_;
-  if (!IsRunLength(bitmap)) {
+  if (HasRows(bitmap)) {
     return {};
   }
   std::vector<unsigned char> stored(static_cast<size_t>(bitmap.pixelBytes));
   source_->Read(bitmap.pixelOffset, stored);
   source_->ForgetBefore(bitmap.pixelOffset + bitmap.pixelBytes);
+  if (!KeepsStream(bitmap)) {
+    return stored;
+  }
   std::vector<unsigned char> stream =
       StraightenedStream(stored, bitmap.width, bitmap.height, bitmap.bitCount);
   CheckStream(stream.size());

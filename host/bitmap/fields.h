@@ -14,6 +14,10 @@ inline constexpr size_t kFileHeaderBytes = 14;
 inline constexpr size_t kFileSizeField = 2;
 inline constexpr size_t kPixelOffsetField = 10;
 
+// Header of an array of bitmaps, of the same length: "BA", its size, offset of the next one, two
+// words about a screen.
+inline constexpr size_t kNextImageField = 6;
+
 // Header of 12 bytes, from its own start.
 inline constexpr uint32_t kCoreHeaderBytes = 12;
 inline constexpr size_t kCoreWidth = 4;

@@ -38,6 +38,11 @@ void SpreadTwoBitRow(const unsigned char* from, unsigned char* to, uint32_t widt
 
 }  // namespace
 
+bool KeepsStream(const BitmapDescription& bitmap) {
+  return bitmap.compression == BitmapCompression::kRle8 ||
+         bitmap.compression == BitmapCompression::kRle4;
+}
+
 Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes, bool bottomUp) {
   Presentation form{};
   form.bitCount = bitmap.bitCount == 2 ? uint16_t{4} : bitmap.bitCount;
@@ -48,7 +53,7 @@ Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamByte
   form.maskCount = form.compression == BI_BITFIELDS ? kMaskCount : 0;
   form.colorsUsed = form.maskCount;
   form.pixelOffset = uint64_t{layout.rowsOffset} + form.maskCount * kMaskBytes;
-  form.pixelBytes = HasRows(bitmap) ? layout.rowsBytes : streamBytes;
+  form.pixelBytes = KeepsStream(bitmap) ? streamBytes : layout.rowsBytes;
   form.blockBytes = form.pixelOffset + form.pixelBytes;
   return form;
 }
@@ -62,7 +67,7 @@ void WritePresentedHeader(std::span<unsigned char> block, const BitmapDescriptio
   Store16(header + kBiPlanes, 1);
   Store16(header + kBiBitCount, form.bitCount);
   Store32(header + kBiCompression, form.compression);
-  Store32(header + kBiSizeImage, HasRows(bitmap) ? 0 : static_cast<uint32_t>(form.pixelBytes));
+  Store32(header + kBiSizeImage, KeepsStream(bitmap) ? static_cast<uint32_t>(form.pixelBytes) : 0);
   Store32(header + kBiXPelsPerMeter, static_cast<uint32_t>(bitmap.xPelsPerMeter));
   Store32(header + kBiYPelsPerMeter, static_cast<uint32_t>(bitmap.yPelsPerMeter));
   Store32(header + kBiColorsUsed, form.colorsUsed);

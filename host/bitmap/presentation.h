@@ -24,8 +24,11 @@ struct Presentation {
   uint64_t blockBytes;  // may be more than a block can hold
 };
 
-// `streamBytes` counts for run-length images only. `bottomUp`: with the bottom row first even where
-// the file has the top row first.
+// True for the run-length images that the library expands: their stream goes into the DIB.
+bool KeepsStream(const BitmapDescription& bitmap);
+
+// `streamBytes` counts for those only; the others have rows. `bottomUp`: with the bottom row first
+// even where the file has the top row first.
 Presentation PresentationOf(const BitmapDescription& bitmap, uint64_t streamBytes,
                             bool bottomUp = false);
 

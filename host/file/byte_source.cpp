@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <utility>
 
 #include "file/descriptor.h"
 #include "file/one_way_source.h"
@@ -33,8 +34,12 @@ size_t Transfer(const CancelHook& cancelled, ReadCall call) {
 // Reads in place, so that rows come straight into the block that will hold them.
 class RegularFile : public ByteSource {
  public:
-  RegularFile(int descriptor, uint64_t begin, uint64_t size, CancelHook cancelled)
-      : descriptor_(descriptor), begin_(begin), size_(size), cancelled_(cancelled) {}
+  RegularFile(std::shared_ptr<const Descriptor> descriptor, uint64_t begin, uint64_t size,
+              CancelHook cancelled)
+      : descriptor_(std::move(descriptor)),
+        begin_(begin),
+        size_(size),
+        cancelled_(std::move(cancelled)) {}
 
   uint64_t SizeUpTo(uint64_t limit) override { return std::min(size_, limit); }
 
@@ -42,7 +47,7 @@ class RegularFile : public ByteSource {
     uint64_t at = begin_ + offset;
     while (!into.empty()) {
       const size_t got = Transfer(cancelled_, [&] {
-        return pread(descriptor_.Number(), into.data(), std::min(into.size(), kTransferBytes),
+        return pread(descriptor_->Number(), into.data(), std::min(into.size(), kTransferBytes),
                      static_cast<off_t>(at));
       });
       if (got == 0) {
@@ -53,8 +58,12 @@ class RegularFile : public ByteSource {
     }
   }
 
+  std::unique_ptr<ByteSource> Another(CancelHook cancelled) const override {
+    return std::make_unique<RegularFile>(descriptor_, begin_, size_, std::move(cancelled));
+  }
+
  private:
-  Descriptor descriptor_;
+  std::shared_ptr<const Descriptor> descriptor_;
   uint64_t begin_;
   uint64_t size_;
   CancelHook cancelled_;
@@ -107,6 +116,10 @@ void MemorySource::Read(uint64_t offset, std::span<unsigned char> into) {
   std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
 }
 
+std::unique_ptr<ByteSource> MemorySource::Another(CancelHook /*cancelled*/) const {
+  return std::make_unique<MemorySource>(bytes_);
+}
+
 std::unique_ptr<ByteSource> OpenSource(const std::string& path, CancelHook cancelled) {
   const int descriptor = path == "-" ? STDIN_FILENO : OpenForReading(path, cancelled);
   struct stat status {};
@@ -119,8 +132,8 @@ std::unique_ptr<ByteSource> OpenSource(const std::string& path, CancelHook cance
     // Standard input may be a file that someone has read the beginning of.
     const auto begin = static_cast<uint64_t>(std::max<off_t>(lseek(descriptor, 0, SEEK_CUR), 0));
     const auto size = static_cast<uint64_t>(status.st_size);
-    return std::make_unique<RegularFile>(descriptor, begin, size - std::min(begin, size),
-                                         cancelled);
+    return std::make_unique<RegularFile>(std::make_shared<const Descriptor>(descriptor), begin,
+                                         size - std::min(begin, size), std::move(cancelled));
   }
   return std::make_unique<Pipe>(descriptor, cancelled);
 }

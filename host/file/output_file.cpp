@@ -22,7 +22,7 @@ namespace {
 constexpr unsigned kNewFileMode = 0666;  // less the umask
 constexpr unsigned kModeBits = 07777;
 constexpr unsigned kAnyWriteBit = 0222;
-constexpr int kNameAttempts = 100;
+constexpr int kNameAttempts = 100;  // with names that others have left
 
 // The file behind a chain of symbolic links; the name as it is where there is none yet.
 std::string Resolve(const std::string& path) {
@@ -31,9 +31,9 @@ std::string Resolve(const std::string& path) {
   return error ? path : resolved.string();
 }
 
-std::string TemporaryName(const std::string& target, int attempt) {
+std::string TemporaryName(const std::string& target, int number) {
   const std::string name =
-      ".dibkit-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp";
+      ".dibkit-" + std::to_string(getpid()) + "-" + std::to_string(number) + ".tmp";
   return (std::filesystem::path(target).parent_path() / name).string();
 }
 
@@ -108,12 +108,14 @@ OutputFile::OutputFile(const std::string& path, CancelHook cancelled, IfExists i
 void OutputFile::CreateBeside(const std::string& target, unsigned mode) {
   Temporaries& all = AllTemporaries();
   const std::lock_guard guard(all.mutex);
-  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
-    std::string name = TemporaryName(target, attempt);
+  int left = kNameAttempts;
+  for (int number = 0; left > 0; ++number) {
+    std::string name = TemporaryName(target, number);
     const auto [entry, fresh] = all.names.insert(name);
     if (!fresh) {
       continue;
     }
+    --left;
     descriptor_ = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (descriptor_ >= 0) {
       temporary_ = std::move(name);
@@ -200,16 +202,19 @@ void OutputFile::Sync() const {
   }
 }
 
-void OutputFile::Commit() {
+void OutputFile::Close() {
   StopIf(cancelled_);
-  Sync();
-  if (descriptor_ > STDERR_FILENO) {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    if (close(descriptor) != 0) {
-      throw FileError("cannot write", errno);
-    }
+  if (descriptor_ <= STDERR_FILENO) {
+    return;
   }
+  Sync();
+  if (close(std::exchange(descriptor_, -1)) != 0) {
+    throw FileError("cannot write", errno);
+  }
+}
+
+void OutputFile::Commit() {
+  Close();
   if (!temporary_.empty()) {
     MoveIntoPlace();
   }

@@ -7,6 +7,7 @@
 #include "dibkit/host/conversion.h"
 #include "dibkit/host/dib_layout.h"
 #include "formats/bmp.h"
+#include "formats/embedded_reader.h"
 
 namespace dibkit::host {
 namespace {
@@ -60,7 +61,12 @@ uint64_t WorkBytes(const BitmapDescription& bitmap, bool raw) {
 class BmpReader : public ImageReader {
  public:
   BmpReader(std::unique_ptr<ByteSource> source, const ReadOptions& options)
-      : file_(std::move(source), options.maxPixels), raw_(options.raw), colour_(ColourOf(file_)) {}
+      : file_(std::move(source), options.maxPixels),
+        raw_(options.raw),
+        warning_(options.warning),
+        colour_(ColourOf(file_)) {
+    TellRemarks();
+  }
 
   ImageFormat Format() const override { return ImageFormat::kBmp; }
   uint32_t PageCount() override { return 1; }
@@ -87,10 +93,20 @@ class BmpReader : public ImageReader {
     PageImage image{raw_ ? file_.ReadPaddedDib() : Normalized(file_.ReadBottomUpDib()), {}};
     const BitmapDescription& bitmap = file_.Description();
     image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
+    TellRemarks();
     return image;
   }
 
  private:
+  // Those that are new.
+  void TellRemarks() {
+    for (; told_ < file_.Remarks().size(); ++told_) {
+      if (warning_) {
+        warning_(file_.Remarks()[told_]);
+      }
+    }
+  }
+
   std::string Obstacle() const {
     try {
       file_.CheckConvertible();
@@ -108,6 +124,8 @@ class BmpReader : public ImageReader {
 
   BitmapFile file_;
   const bool raw_;
+  const WarningHook warning_;
+  size_t told_ = 0;
   const std::string colour_;  // the table of a pipe can be looked at only before its rows are read
 };
 
@@ -115,6 +133,10 @@ class BmpReader : public ImageReader {
 
 std::unique_ptr<ImageReader> OpenBmp(std::unique_ptr<ByteSource> source,
                                      const ReadOptions& options) {
+  const BitmapDescription bitmap = DescribeBitmap(*source, options.maxPixels);
+  if (IsEmbedded(bitmap) && IsBuiltIn(FormatOfEmbedded(bitmap))) {
+    return OpenEmbedded(std::move(source), bitmap, options);
+  }
   return std::make_unique<BmpReader>(std::move(source), options);
 }
 

@@ -8,25 +8,15 @@
 namespace dibkit::host {
 namespace {
 
-class BmpWriter : public ImageWriter {
+class BmpWriter : public OnePageWriter {
  public:
-  explicit BmpWriter(ByteSink& sink) : sink_(sink) {}
-
-  void Add(const DibView& dib, const PageMetadata& /*metadata*/,
-           const PageOptions& options) override {
-    if (written_) {
-      RefuseSecondPage(ImageFormat::kBmp);
-    }
-    RequireHeld(ImageFormat::kBmp, options.compression, dib);
-    written_ = true;
-    WriteBitmap(sink_, dib);
-  }
-
-  void Finish() override {}
+  explicit BmpWriter(ByteSink& sink) : OnePageWriter(ImageFormat::kBmp, sink) {}
 
  private:
-  ByteSink& sink_;
-  bool written_ = false;
+  void Write(ByteSink& sink, const DibView& dib, const PageMetadata& /*metadata*/,
+             const PageOptions& /*options*/) override {
+    WriteBitmap(sink, dib);
+  }
 };
 
 }  // namespace

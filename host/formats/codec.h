@@ -30,8 +30,31 @@ extern const Codec kJpegCodec;
 // As the one of image_writer.h, of a page.
 void RequireHeld(ImageFormat format, Compression compression, const DibView& dib);
 
-// Throws kNotHeld for a second page of a format that has one.
-[[noreturn]] void RefuseSecondPage(ImageFormat format);
+// Throws kNotHeld for a page that was packed for another format.
+void RequireFormat(ImageFormat format, const EncodedPage& page);
+
+// A format whose files hold one page.
+class OnePageWriter : public ImageWriter {
+ public:
+  void Add(const DibView& dib, const PageMetadata& metadata, const PageOptions& options) final;
+  void Append(const EncodedPage& page) final;
+  void Finish() final {}
+
+ protected:
+  OnePageWriter(ImageFormat format, ByteSink& sink) : format_(format), sink_(sink) {}
+
+ private:
+  // Throws kNotHeld for an image that the format has no place for, whatever its depth.
+  virtual void RequireSize(const DibView& /*dib*/) const {}
+  // Writes the file. The packing is one that the format has for the page.
+  virtual void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
+                     const PageOptions& options) = 0;
+  void RequireFirst() const;
+
+  ImageFormat format_;
+  ByteSink& sink_;
+  bool written_ = false;
+};
 
 }  // namespace dibkit::host
 

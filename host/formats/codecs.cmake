@@ -77,6 +77,7 @@ function(dibkit_add_codecs target)
       formats/tiff/read/samples.cpp
       formats/tiff/read/table.cpp
       formats/tiff/write/big_file.cpp
+      formats/tiff/write/copy_page.cpp
       formats/tiff/write/encode.cpp
       formats/tiff/write/output.cpp
       formats/tiff/write/stored_form.cpp)

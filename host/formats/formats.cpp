@@ -5,7 +5,10 @@
 #include <array>
 #include <cctype>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "dibkit/host/encoded_page.h"
 #include "formats/codec.h"
 
 namespace dibkit::host {
@@ -40,6 +43,19 @@ const Codec& Require(ImageFormat format) {
   }
   return *codec;
 }
+
+// Where a page is packed apart from its file.
+class EncodingSink : public MemorySink {
+ public:
+  explicit EncodingSink(const CancelHook& cancelled) : cancelled_(cancelled) {}
+  void Write(std::span<const unsigned char> bytes) override {
+    StopIf(cancelled_);
+    MemorySink::Write(bytes);
+  }
+
+ private:
+  const CancelHook& cancelled_;
+};
 
 bool BeginsWith(Bytes bytes, std::string_view start) {
   return bytes.size() >= start.size() &&
@@ -82,7 +98,9 @@ std::string CodecVersion(ImageFormat format) {
 
 std::optional<ImageFormat> FormatOfContent(Bytes start) {
   using namespace std::string_view_literals;
-  if (BeginsWith(start, "BM")) {
+  constexpr size_t kFirstOfArray = 14;
+  if (BeginsWith(start, "BM") || (BeginsWith(start, "BA") && start.size() >= kFormatBytes &&
+                                  BeginsWith(start.subspan(kFirstOfArray), "BM"))) {
     return ImageFormat::kBmp;
   }
   for (const std::string_view magic : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
@@ -180,7 +198,7 @@ ProfileSpace SpaceOfProfile(const std::vector<unsigned char>& profile) {
 
 std::unique_ptr<ImageReader> OpenImage(std::unique_ptr<ByteSource> source,
                                        const ReadOptions& options) {
-  std::array<unsigned char, 8> start{};
+  std::array<unsigned char, kFormatBytes> start{};
   const auto there = static_cast<size_t>(source->SizeUpTo(start.size()));
   source->Read(0, std::span(start).first(there));
   const auto format = FormatOfContent(std::span(start).first(there));
@@ -193,6 +211,23 @@ std::unique_ptr<ImageReader> OpenImage(std::unique_ptr<ByteSource> source,
 
 std::unique_ptr<ImageWriter> MakeWriter(ImageFormat format, ByteSink& sink) {
   return Require(format).make(sink);
+}
+
+EncodedPage EncodePage(ImageFormat format, const DibView& dib, const PageMetadata& metadata,
+                       const PageOptions& options, const CancelHook& cancelled) {
+  return EncodePage(
+      format, [&](ImageWriter& writer) { writer.Add(dib, metadata, options); }, cancelled);
+}
+
+EncodedPage EncodePage(ImageFormat format, const AddPage& add, const CancelHook& cancelled) {
+  EncodingSink sink(cancelled);
+  const auto writer = MakeWriter(format, sink);
+  add(*writer);
+  writer->Finish();
+  std::vector<unsigned char> bytes = sink.TakeBytes();
+  // It may wait for long until it is appended.
+  bytes.shrink_to_fit();
+  return EncodedPage(format, std::move(bytes));
 }
 
 void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount, bool greyTable) {
@@ -210,11 +245,6 @@ void RequireHeld(ImageFormat format, Compression compression, unsigned bitCount,
 
 void RequireHeld(ImageFormat format, Compression compression, const DibView& dib) {
   RequireHeld(format, compression, dib.BitCount(), dib.HasGreyTable());
-}
-
-void RefuseSecondPage(ImageFormat format) {
-  throw ImageError(ImageFault::kNotHeld,
-                   std::string("a ") + FormatName(format) + " file holds one page only");
 }
 
 }  // namespace dibkit::host

@@ -13,6 +13,7 @@
 #include "formats/jpeg.h"
 #include "formats/jpeg/decoder.h"
 #include "formats/jpeg/metadata.h"
+#include "formats/one_page_reader.h"
 #include "formats/row_placer.h"
 
 namespace dibkit::host {
@@ -149,56 +150,20 @@ class RowReader {
   RowPlacer placer_;
 };
 
-class JpegReader : public ImageReader {
- public:
-  JpegReader(std::unique_ptr<ByteSource> source, const ReadOptions& options)
-      : source_(std::move(source)), options_(options) {
-    Open();
-  }
-
-  ImageFormat Format() const override { return ImageFormat::kJpeg; }
-  uint32_t PageCount() override { return 1; }
-
-  PageDescription Describe(uint32_t page) override {
-    RequirePage(page);
-    return description_;
-  }
-
-  PageImage Read(uint32_t page) override {
-    RequirePage(page);
-    if (!file_) {
-      Open();
-    }
-    // A file that is not at its image any more is of no further use.
-    const std::unique_ptr<OpenFile> file = std::move(file_);
-    PageImage image{RowReader(*file, options_.cancelled).Read(), std::move(file->metadata.page)};
-    image.metadata.resolution = description_.resolution;
-    return image;
-  }
-
- private:
-  static void RequirePage(uint32_t page) {
-    if (page != 0) {
-      throw ImageError(ImageFault::kNoSuchPage, "a JPEG file has one page only");
-    }
-  }
-
-  void Open() {
-    file_ = std::make_unique<OpenFile>(*source_, options_);
-    description_ = DescriptionOf(*file_);
-  }
-
-  std::unique_ptr<ByteSource> source_;
-  ReadOptions options_;
-  std::unique_ptr<OpenFile> file_;
-  PageDescription description_;
-};
+PageImage TakeImage(OpenFile& file, const CancelHook& cancelled) {
+  PageImage image{RowReader(file, cancelled).Read(), {}};
+  const Resolution resolution = file.Upright();
+  image.metadata = std::move(file.metadata.page);
+  image.metadata.resolution = resolution;
+  return image;
+}
 
 }  // namespace
 
 std::unique_ptr<ImageReader> OpenJpeg(std::unique_ptr<ByteSource> source,
                                       const ReadOptions& options) {
-  return std::make_unique<JpegReader>(std::move(source), options);
+  return std::make_unique<OnePageReader<OpenFile>>(ImageFormat::kJpeg, std::move(source), options,
+                                                   DescriptionOf, TakeImage);
 }
 
 }  // namespace dibkit::host

@@ -159,29 +159,23 @@ class JpegEncoder {
   jpeg::Compressor object_;
 };
 
-class JpegWriter : public ImageWriter {
+class JpegWriter : public OnePageWriter {
  public:
-  explicit JpegWriter(ByteSink& sink) : sink_(sink) {}
+  explicit JpegWriter(ByteSink& sink) : OnePageWriter(ImageFormat::kJpeg, sink) {}
 
-  void Add(const DibView& dib, const PageMetadata& metadata, const PageOptions& options) override {
-    if (written_) {
-      RefuseSecondPage(ImageFormat::kJpeg);
-    }
-    RequireHeld(ImageFormat::kJpeg, options.compression, dib);
+ private:
+  void RequireSize(const DibView& dib) const override {
     if (dib.Width() > JPEG_MAX_DIMENSION || dib.Height() > JPEG_MAX_DIMENSION) {
       throw ImageError(ImageFault::kNotHeld, "JPEG files cannot hold images of more than " +
                                                  std::to_string(JPEG_MAX_DIMENSION) +
                                                  " pixels in width or height");
     }
-    written_ = true;
-    JpegEncoder(sink_, dib, metadata, options.jpegQuality).Encode();
   }
 
-  void Finish() override {}
-
- private:
-  ByteSink& sink_;
-  bool written_ = false;
+  void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
+             const PageOptions& options) override {
+    JpegEncoder(sink, dib, metadata, options.jpegQuality).Encode();
+  }
 };
 
 #define DIBKIT_TEXT_OF(...) #__VA_ARGS__

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dibkit/host/dib_layout.h"
+#include "formats/one_page_reader.h"
 #include "formats/png.h"
 #include "formats/png/decoder.h"
 #include "formats/png/metadata.h"
@@ -34,8 +35,8 @@ std::optional<Chunk> ChunkOf(const png::Context& context, int (*get)(spng_ctx*, 
 
 // A file up to its image.
 struct OpenFile {
-  OpenFile(ByteSource& source, uint64_t maxPixels)
-      : decoder(source, maxPixels),
+  OpenFile(ByteSource& source, const ReadOptions& options)
+      : decoder(source, options.maxPixels),
         metadata(png::ReadMetadata(decoder.Spng())),
         palette(ChunkOf(decoder.Spng(), spng_get_plte)),
         transparency(ChunkOf(decoder.Spng(), spng_get_trns)),
@@ -162,67 +163,29 @@ class RowReader {
   RowPlacer placer_;
 };
 
-class PngReader : public ImageReader {
- public:
-  PngReader(std::unique_ptr<ByteSource> source, const ReadOptions& options)
-      : source_(std::move(source)), options_(options) {
-    Open();
+// Some writers put texts and even the orientation behind the image.
+void AddRest(const OpenFile& file, PageImage& image) {
+  png::Metadata all = png::ReadMetadata(file.decoder.Spng());
+  if (file.metadata.orientation == 1) {
+    image.dib = Upright(std::move(image.dib), all.orientation);
   }
+  image.metadata = std::move(all.page);
+  image.metadata.resolution = UprightResolution(image.metadata.resolution, all.orientation);
+}
 
-  ImageFormat Format() const override { return ImageFormat::kPng; }
-  uint32_t PageCount() override { return 1; }
-
-  PageDescription Describe(uint32_t page) override {
-    RequirePage(page);
-    return description_;
-  }
-
-  PageImage Read(uint32_t page) override {
-    RequirePage(page);
-    if (!file_) {
-      Open();
-    }
-    // A file that is not at its image any more is of no further use.
-    const std::unique_ptr<OpenFile> file = std::move(file_);
-    PageImage image{RowReader(*file, options_.cancelled).Read(), {}};
-    file->decoder.ReadRest();
-    AddRest(*file, image);
-    return image;
-  }
-
- private:
-  static void RequirePage(uint32_t page) {
-    if (page != 0) {
-      throw ImageError(ImageFault::kNoSuchPage, "a PNG file has one page only");
-    }
-  }
-
-  void Open() {
-    file_ = std::make_unique<OpenFile>(*source_, options_.maxPixels);
-    description_ = DescriptionOf(*file_);
-  }
-
-  // Some writers put texts and even the orientation behind the image.
-  static void AddRest(const OpenFile& file, PageImage& image) {
-    png::Metadata all = png::ReadMetadata(file.decoder.Spng());
-    if (file.metadata.orientation == 1) {
-      image.dib = Upright(std::move(image.dib), all.orientation);
-    }
-    image.metadata = std::move(all.page);
-    image.metadata.resolution = UprightResolution(image.metadata.resolution, all.orientation);
-  }
-
-  std::unique_ptr<ByteSource> source_;
-  ReadOptions options_;
-  std::unique_ptr<OpenFile> file_;
-  PageDescription description_;
-};
+PageImage TakeImage(OpenFile& file, const CancelHook& cancelled) {
+  PageImage image{RowReader(file, cancelled).Read(), {}};
+  file.decoder.ReadRest();
+  AddRest(file, image);
+  return image;
+}
 
 }  // namespace
 
 std::unique_ptr<ImageReader> OpenPng(std::unique_ptr<ByteSource> source,
                                      const ReadOptions& options) {
-  return std::make_unique<PngReader>(std::move(source), options);
+  return std::make_unique<OnePageReader<OpenFile>>(ImageFormat::kPng, std::move(source), options,
+                                                   DescriptionOf, TakeImage);
 }
 
 }  // namespace dibkit::host

@@ -122,24 +122,15 @@ class PngEncoder {
   png::Context context_;
 };
 
-class PngWriter : public ImageWriter {
+class PngWriter : public OnePageWriter {
  public:
-  explicit PngWriter(ByteSink& sink) : sink_(sink) {}
-
-  void Add(const DibView& dib, const PageMetadata& metadata, const PageOptions& options) override {
-    if (written_) {
-      RefuseSecondPage(ImageFormat::kPng);
-    }
-    RequireHeld(ImageFormat::kPng, options.compression, dib);
-    written_ = true;
-    PngEncoder(sink_, dib, metadata).Encode();
-  }
-
-  void Finish() override {}
+  explicit PngWriter(ByteSink& sink) : OnePageWriter(ImageFormat::kPng, sink) {}
 
  private:
-  ByteSink& sink_;
-  bool written_ = false;
+  void Write(ByteSink& sink, const DibView& dib, const PageMetadata& metadata,
+             const PageOptions& /*options*/) override {
+    PngEncoder(sink, dib, metadata).Encode();
+  }
 };
 
 std::string Version() { return std::string("libspng ") + spng_version_string(); }

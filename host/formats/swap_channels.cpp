@@ -49,4 +49,12 @@ void SwapChannels(const unsigned char* from, unsigned char* to, size_t pixels) {
   }
 }
 
+void SwapChannelsOf32(const unsigned char* from, unsigned char* to, size_t pixels) {
+  for (; pixels != 0; --pixels, from += 4, to += 3) {
+    to[0] = from[2];
+    to[1] = from[1];
+    to[2] = from[0];
+  }
+}
+
 }  // namespace dibkit::host

@@ -12,6 +12,9 @@ namespace dibkit::host {
 // not overlap it.
 void SwapChannels(const unsigned char* from, unsigned char* to, size_t pixels);
 
+// Likewise from pixels of 4 bytes, whose fourth is dropped; `to` does not overlap `from`.
+void SwapChannelsOf32(const unsigned char* from, unsigned char* to, size_t pixels);
+
 }  // namespace dibkit::host
 
 #endif  // DIBKIT_HOST_FORMATS_SWAP_CHANNELS_H

@@ -3,8 +3,10 @@
 // Pages as TIFF files.
 #include <string>
 
+#include "dibkit/host/encoded_page.h"
 #include "formats/tiff.h"
 #include "formats/tiff/metadata.h"
+#include "formats/tiff/write/copy_page.h"
 #include "formats/tiff/write/encode.h"
 #include "formats/tiff/write/output.h"
 #include "formats/tiff/write/stored_form.h"
@@ -12,9 +14,10 @@
 namespace dibkit::host {
 namespace {
 
-uint64_t MetadataBytes(const PageMetadata& metadata) {
-  constexpr uint64_t kDirectoryBytes = 4096;  // with the colour map
-  uint64_t bytes = kDirectoryBytes + metadata.iccProfile.size();
+// Of what goes into the file.
+uint64_t DescribingBytes(const PageMetadata& metadata, ProfileSpace colours) {
+  const bool hasProfile = SpaceOfProfile(metadata.iccProfile) == colours;
+  uint64_t bytes = hasProfile ? metadata.iccProfile.size() : 0;
   for (const PageText& text : metadata.texts) {
     bytes += text.text.size() + 1;
   }
@@ -29,20 +32,30 @@ class TiffWriter : public ImageWriter {
   void Add(const DibView& dib, const PageMetadata& metadata, const PageOptions& options) override {
     RequireHeld(ImageFormat::kTiff, options.compression, dib);
     const tiff::StoredForm form = tiff::StoredFormOf(dib);
-    const uint64_t most =
-        tiff::MostEncodedBytes(dib, form, options.compression) + MetadataBytes(metadata);
-    if (!output_.IsBig() && output_.Size() + most > mostClassicBytes_) {
-      output_.BecomeBig();
-    }
+    MakeRoom(tiff::MostPageBytes(form.RowBytes(dib.Width()), dib.Height(), options.compression,
+                                 DescribingBytes(metadata, form.Colours())));
     tiff::SetForm(output_.Tiff(), dib, form, options);
     tiff::SetMetadata(output_.Tiff(), metadata, form.Colours());
     tiff::Encode(output_, dib, form, options.compression);
     output_.EndPage(tiff::FileResolutionOf(metadata.resolution));
   }
 
+  void Append(const EncodedPage& page) override {
+    RequireFormat(ImageFormat::kTiff, page);
+    const tiff::PackedPage packed(page.Bytes());
+    MakeRoom(packed.MostBytes());
+    packed.CopyTo(output_);
+  }
+
   void Finish() override { output_.Finish(); }
 
  private:
+  void MakeRoom(uint64_t bytes) {
+    if (!output_.IsBig() && output_.Size() + bytes > mostClassicBytes_) {
+      output_.BecomeBig();
+    }
+  }
+
   tiff::Output output_;
   uint64_t mostClassicBytes_;
 };

@@ -30,7 +30,9 @@ ImageFormat FormatFor(const std::string& path, const SaveOptions& options) {
 }  // namespace
 
 Document::Document(std::unique_ptr<ByteSource> source, const OpenOptions& options)
-    : reader_(OpenImage(std::move(source), ReadOptionsOf(options))), raw_(options.raw) {}
+    : again_(source->Another(nullptr)),
+      reader_(OpenImage(std::move(source), ReadOptionsOf(options))),
+      raw_(options.raw) {}
 
 Document Document::Open(const std::string& path, const OpenOptions& options) {
   return WithPageErrors([&] { return Document(OpenSource(path, options.cancelled), options); });
@@ -43,6 +45,15 @@ Document Document::FromBytes(std::span<const unsigned char> file, const OpenOpti
 Document Document::FromStream(std::istream& stream, const OpenOptions& options) {
   return WithPageErrors(
       [&] { return Document(SourceOfStream(stream, options.cancelled), options); });
+}
+
+std::optional<Document> Document::Another(const OpenOptions& options) const {
+  return WithPageErrors([&]() -> std::optional<Document> {
+    if (!again_) {
+      return std::nullopt;
+    }
+    return Document(again_->Another(options.cancelled), options);
+  });
 }
 
 ImageFormat Document::Format() const { return reader_->Format(); }
@@ -89,11 +100,24 @@ void DocumentWriter::Add(const Page& page) {
   WithPageErrors([&] { page.AddTo(*parts_->writer, parts_->format, parts_->options); });
 }
 
+void DocumentWriter::Add(const EncodedPage& page) {
+  WithPageErrors([&] { parts_->writer->Append(page); });
+}
+
+EncodedPage DocumentWriter::Encode(const Page& page) const {
+  return WithPageErrors([&] {
+    const SaveOptions& options = parts_->options;
+    const auto add = [&](ImageWriter& writer) { page.AddTo(writer, parts_->format, options); };
+    return EncodePage(parts_->format, add, options.cancelled);
+  });
+}
+
 std::string DocumentWriter::Finish() {
   return WithPageErrors([&] {
     if (parts_->writer) {
       parts_->writer->Finish();
       parts_->writer.reset();
+      parts_->file.Close();
     }
     return parts_->file.TemporaryPath();
   });

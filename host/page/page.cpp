@@ -9,7 +9,6 @@
 #include "convert/plain.h"
 #include "convert/raw.h"
 #include "convert/smooth.h"
-#include "dibkit/host/bitmap_file.h"
 #include "dibkit/host/document.h"
 #include "page/page_error.h"
 #include "page/source_of.h"
@@ -68,11 +67,11 @@ Page Page::FromHandle(tagHANDLE* dib, uint64_t maxPixels, bool raw) {
     PageImage image;
     {
       const LockedBlock lock(dib);
-      BitmapFile file(SourceOfDib(lock.Bytes()), maxPixels);
-      const BitmapDescription& bitmap = file.Description();
-      image.metadata.resolution = ResolutionOfHeader(bitmap.xPelsPerMeter, bitmap.yPelsPerMeter);
-      if (!IsPlainDib(lock.Bytes())) {
-        image.dib = raw ? file.ReadPaddedDib() : Normalized(file.ReadDib());
+      const auto reader = OpenImage(SourceOfDib(lock.Bytes()), {maxPixels, {}, {}, raw});
+      if (IsPlainDib(lock.Bytes())) {
+        image.metadata.resolution = reader->Describe(0).resolution;
+      } else {
+        image = reader->Read(0);
       }
     }
     if (image.dib) {

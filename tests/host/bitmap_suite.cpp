@@ -14,6 +14,11 @@ constexpr SuiteFile Shown(const char* name, uint32_t width, uint32_t height, uin
   return {name, std::nullopt, width, height, checksum, reason};
 }
 
+constexpr SuiteFile Embedded(const char* name, uint32_t width, uint32_t height, uint64_t checksum,
+                             host::ImageFormat format, const char* reason) {
+  return {name, std::nullopt, width, height, checksum, reason, format};
+}
+
 constexpr SuiteFile Refused(const char* name, ImageFault fault, const char* reason) {
   return {name, fault, 0, 0, 0, reason};
 }
@@ -53,10 +58,10 @@ constexpr SuiteFile kSuite[] = {
     Shown("q/pal8oversizepal", 127, 64, 0x4598e7515a0f7954, "300 entries in the table"),
     Shown("q/pal8rletrns", 127, 64, 0xd03d8e3b58c52840, "moves; skipped pixels are index 0"),
     Shown("q/rgb16-231", 127, 64, 0xed7c0b0fd426e78a, "channels of 2, 3 and 1 bits"),
-    Refused("q/rgb24jpeg", ImageFault::kCompressionNotConvertible, "an embedded JPEG file"),
+    Embedded("q/rgb24jpeg", 127, 64, 0x184d801b5d9e7184, host::ImageFormat::kJpeg, "an embedded JPEG file"),
     Shown("q/rgb24largepal", 127, 64, 0x7cd8f819ae69b2af, "300 entries in a table without use"),
     Shown("q/rgb24lprof", 127, 64, 0x7cd8f819ae69b2af, "a linked colour profile"),
-    Refused("q/rgb24png", ImageFault::kCompressionNotConvertible, "an embedded PNG file"),
+    Embedded("q/rgb24png", 127, 64, 0x7cd8f819ae69b2af, host::ImageFormat::kPng, "an embedded PNG file"),
     Shown("q/rgb24prof", 127, 64, 0x7cd8f819ae69b2af, "an embedded colour profile"),
     Shown("q/rgb32-111110", 127, 64, 0x4275584197fb7217, "channels of 11, 11 and 10 bits"),
     Shown("q/rgb32bf-xbgr", 127, 64, 0x7cd8f819ae69b2af, "124-byte header, masks in the other order"),

@@ -12,6 +12,7 @@
 #include <span>
 
 #include "dibkit/host/errors.h"
+#include "dibkit/host/image_format.h"
 
 namespace dibkit::test {
 
@@ -20,8 +21,9 @@ struct SuiteFile {
   std::optional<host::ImageFault> fault;  // why it is refused; the next three then mean nothing
   uint32_t width;
   uint32_t height;
-  uint64_t checksum;   // of the pixels at 24 bits, see PixelChecksum
-  const char* reason;  // what is special about the file
+  uint64_t checksum;                            // of the pixels at 24 bits, see PixelChecksum
+  const char* reason;                           // what is special about the file
+  std::optional<host::ImageFormat> embedded{};  // the file that the pixels are
 };
 
 // All 60. The checksums of g come from the suite's reference images, those of q and b from a

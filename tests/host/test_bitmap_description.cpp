@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <optional>
+#include <tuple>
 
 #include "bitmap_builder.h"
 #include "dibkit/host/bitmap_description.h"
@@ -306,10 +307,99 @@ TEST(BitmapDescription, RefusesTablesThatDoNotFit) {
 
 TEST(BitmapDescription, RefusesPixelsInsideTheHeadersOrBehindTheEnd) {
   BitmapBuilder file;
-  for (const uint32_t offset : {0U, 13U, 53U, 1090U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+  for (const uint32_t offset : {1U, 13U, 53U, 1090U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
     file.pixelOffset = offset;
     EXPECT_EQ(FaultOf(file.Build()), ImageFault::kPixelOffset) << offset;
   }
+}
+
+TEST(BitmapDescription, AnOffsetOf0MeansBehindTheTable) {
+  for (const uint32_t size : {12U, 40U, 124U}) {
+    for (const uint16_t bits : std::initializer_list<uint16_t>{1, 4, 8, 24}) {
+      BitmapBuilder file;
+      file.headerBytes = size;
+      file.bitCount = bits;
+      EXPECT_FALSE(Describe(file.Build()).offsetMissing);
+      const uint64_t offset = Describe(file.Build()).pixelOffset;
+      file.pixelOffset = 0;
+      const BitmapDescription bitmap = Describe(file.Build());
+      EXPECT_TRUE(bitmap.offsetMissing);
+      EXPECT_EQ(bitmap.pixelOffset, offset);
+    }
+  }
+  BitmapBuilder file;
+  file.table = Bytes(20);
+  file.colorsUsed = 5;
+  file.pixelOffset = 0;
+  EXPECT_EQ(Describe(file.Build()).pixelOffset, 74U);
+  EXPECT_EQ(Describe(file.Build()).tableEntries, 5U);
+  file.colorsUsed = 0xFFFFFFFF;
+  EXPECT_EQ(FaultOf(file.Build()), ImageFault::kPixelOffset);
+}
+
+TEST(BitmapDescription, OnlyThePaddingOfTheLastRowMayBeMissing) {
+  for (const auto& [bits, width, padding] : {std::tuple{uint16_t{1}, 9, 2U},
+                                             {uint16_t{4}, 3, 2U},
+                                             {uint16_t{8}, 5, 3U},
+                                             {uint16_t{24}, 3, 3U},
+                                             {uint16_t{32}, 3, 0U},
+                                             {uint16_t{16}, 3, 2U}}) {
+    for (const int32_t height : {3, -3}) {
+      BitmapBuilder file;
+      file.bitCount = bits;
+      file.width = width;
+      file.height = height;
+      const Bytes whole = file.Build();
+      EXPECT_EQ(Describe(whole).missingBytes, 0U);
+      for (uint32_t missing = 1; missing <= padding; ++missing) {
+        EXPECT_EQ(Describe(CutTo(whole, whole.size() - missing)).missingBytes, missing);
+      }
+      EXPECT_EQ(FaultOf(CutTo(whole, whole.size() - padding - 1)), ImageFault::kRowsTruncated);
+    }
+  }
+}
+
+// An array of two images, whose offsets count from the start of the file.
+Bytes ArrayOf(const BitmapBuilder& first, uint32_t next) {
+  Bytes array{'B', 'A'};
+  Append32(array, 40);
+  Append32(array, next);
+  Append32(array, 0);
+  BitmapBuilder moved = first;
+  if (!moved.pixelOffset) {
+    moved.magic = {'B', 'M'};
+    moved.pixelOffset = static_cast<uint32_t>(14 + Describe(moved.Build()).pixelOffset);
+    moved.magic = first.magic;
+  }
+  const Bytes file = moved.Build();
+  array.insert(array.end(), file.begin(), file.end());
+  return array;
+}
+
+TEST(BitmapDescription, OfAnArrayTheFirstImageIsDescribed) {
+  for (const uint32_t size : {12U, 40U, 64U}) {
+    for (const uint32_t next : {0U, 5000U}) {
+      BitmapBuilder file;
+      file.headerBytes = size;
+      const BitmapDescription bitmap = Describe(ArrayOf(file, next));
+      EXPECT_EQ(bitmap.width, 4U);
+      EXPECT_EQ(bitmap.tableOffset, 28 + size);
+      EXPECT_EQ(bitmap.pixelOffset, 14 + Describe(file.Build()).pixelOffset);
+      EXPECT_EQ(bitmap.moreImages, next != 0);
+      file.pixelOffset = 0;
+      EXPECT_EQ(Describe(ArrayOf(file, next)).pixelOffset, bitmap.pixelOffset);
+    }
+  }
+}
+
+TEST(BitmapDescription, ArraysOfOtherThingsAndCutOnesAreRefused) {
+  const Bytes whole = ArrayOf(BitmapBuilder(), 0);
+  for (size_t size = 0; size < whole.size(); ++size) {
+    EXPECT_NE(FaultOf(CutTo(whole, size)), std::nullopt) << size;
+  }
+  BitmapBuilder icon;
+  icon.magic = {'I', 'C'};
+  EXPECT_EQ(FaultOf(ArrayOf(icon, 0)), ImageFault::kNotABitmap);
 }
 
 TEST(BitmapDescription, RefusesTruncatedRows) {

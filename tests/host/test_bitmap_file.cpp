@@ -232,6 +232,67 @@ TEST(BitmapFile, TheGapBeforeTheStreamOfAPipeIsBounded) {
             ImageFault::kPixelOffset);
 }
 
+TEST(BitmapFile, PaddingThatTheFileLacksIsZeroAndTold) {
+  for (const int32_t height : {3, -3}) {
+    for (const uint16_t bits : std::initializer_list<uint16_t>{2, 8, 24}) {
+      BitmapBuilder file;
+      file.bitCount = bits;
+      file.width = 5;
+      file.height = height;
+      Bytes whole = file.Build();
+      const size_t padding = bits == 24 ? 1 : bits == 8 ? 3 : 2;
+      std::fill(whole.end() - static_cast<std::ptrdiff_t>(padding), whole.end(), 0);
+      const Bytes cut(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(padding));
+      BitmapFile inPlace(std::make_unique<MemorySource>(cut));
+      EXPECT_EQ(inPlace.Remarks().size(), 1U);
+      BitmapFile pipe(std::make_unique<GoneBySource>(cut));
+      EXPECT_TRUE(pipe.Remarks().empty());
+      EXPECT_EQ(test::BlockBytes(pipe.ReadDib()), DibBytes(whole));
+      EXPECT_EQ(pipe.Remarks(), std::vector<std::string>{"the file lacks padding at its end"});
+      EXPECT_EQ(test::BlockBytes(inPlace.ReadDib()), DibBytes(whole));
+      EXPECT_EQ(
+          test::BlockBytes(inPlace.ReadBottomUpDib()),
+          test::BlockBytes(BitmapFile(std::make_unique<MemorySource>(whole)).ReadBottomUpDib()));
+      EXPECT_EQ(inPlace.Remarks(), pipe.Remarks());
+    }
+  }
+}
+
+TEST(BitmapFile, AnOffsetOf0IsReadAndTold) {
+  BitmapBuilder file;
+  const Bytes whole = file.Build();
+  file.pixelOffset = 0;
+  const Bytes bytes = file.Build();
+  for (const bool pipe : {false, true}) {
+    std::unique_ptr<ByteSource> source = std::make_unique<MemorySource>(bytes);
+    if (pipe) {
+      source = std::make_unique<GoneBySource>(bytes);
+    }
+    BitmapFile bitmap(std::move(source));
+    EXPECT_EQ(bitmap.Remarks().size(), 1U);
+    EXPECT_EQ(test::BlockBytes(bitmap.ReadDib()), DibBytes(whole));
+  }
+}
+
+TEST(BitmapFile, LargeClaimsOfStreamsTakeNoMemoryBeyondTheRows) {
+  for (const auto& [compression, bits] : {std::pair{3U, uint16_t{1}}, {4U, uint16_t{24}}}) {
+    BitmapBuilder file;
+    file.headerBytes = 64;
+    file.compression = compression;
+    file.bitCount = bits;
+    file.width = file.height = 65536;
+    file.table = Bytes(bits == 1 ? 8 : 0);
+    file.pixels = Bytes(30);
+    const Bytes bytes = file.Build();
+    const auto fault = test::FaultOf(
+        [&] { BitmapFile(std::make_unique<MemorySource>(bytes), 1'000'000).ReadDib(); });
+    EXPECT_EQ(fault, ImageFault::kTooManyPixels);
+    if (bits == 24) {
+      EXPECT_EQ(test::FaultOf([&] { ReadDib(bytes); }), ImageFault::kTooLarge);
+    }
+  }
+}
+
 TEST(BitmapFile, TurnsTopDownRowsAsItReadsThem) {
   for (const uint16_t bits : std::initializer_list<uint16_t>{1, 2, 4, 8, 16, 24, 32}) {
     BitmapBuilder file;

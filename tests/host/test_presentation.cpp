@@ -235,21 +235,57 @@ TEST(Presentation, CutRecordsGiveWhatIsThere) {
   EXPECT_EQ(PresentedStream(4, {1, 1, 0, 7}), (Bytes{1, 1}));
 }
 
-TEST(Presentation, RefusesWhatHoldsNoRows) {
-  struct Case {
-    uint32_t headerBytes;
-    uint32_t compression;
-    uint16_t bits;
-  };
-  for (const Case& item : {Case{64, 3, 1}, Case{64, 4, 24}, Case{124, 4, 0}, Case{124, 5, 0}}) {
+TEST(Presentation, RefusesEmbeddedFiles) {
+  for (const uint32_t compression : {4U, 5U}) {
     BitmapBuilder file;
-    file.headerBytes = item.headerBytes;
-    file.compression = item.compression;
-    file.bitCount = item.bits;
+    file.headerBytes = 124;
+    file.compression = compression;
+    file.bitCount = 0;
     file.table = Bytes();
     file.pixels = Bytes(10);
-    EXPECT_EQ(FaultOf([&] { Load(file); }), ImageFault::kCompressionNotConvertible)
-        << item.compression;
+    EXPECT_EQ(FaultOf([&] { Load(file); }), ImageFault::kCompressionNotConvertible) << compression;
+  }
+}
+
+BitmapBuilder Rle24(const Bytes& stream) {
+  BitmapBuilder file;
+  file.headerBytes = 64;
+  file.compression = 4;
+  file.bitCount = 24;
+  file.width = 5;
+  file.height = 3;
+  file.pixels = stream;
+  file.sizeImage = static_cast<uint32_t>(stream.size());
+  return file;
+}
+
+// Five pixels of one byte thrice, 0 is black.
+Bytes GreyRow(const Bytes& levels) {
+  Bytes row(16);
+  for (size_t i = 0; i < levels.size() * 3; ++i) {
+    row[i] = levels[i / 3];
+  }
+  return row;
+}
+
+TEST(Presentation, RunLengthStreamsOf24BitsBecomeRows) {
+  // A run; literals with a filler byte; a move up and right, a run that leaves its row.
+  const host::OwnedBlock dib = Load(Rle24({2,  1, 1, 1, 3, 9, 8, 7, 0, 0,                    //
+                                           0,  3, 2, 2, 2, 3, 3, 3, 4, 4, 4, 0, 0, 2, 1, 1,  //
+                                           99, 5, 5, 5, 0, 1}));
+  const Bytes first{1, 1, 1, 1, 1, 1, 9, 8, 7, 9, 8, 7, 9, 8, 7, 0};
+  EXPECT_EQ(RowBytes(dib), Joined({first, GreyRow({2, 3, 4}), GreyRow({0, 0, 0, 0, 5})}));
+}
+
+TEST(Presentation, RunLengthStreamsOf24BitsEndAnywhere) {
+  const Bytes whole{2, 1, 1, 1, 0, 3, 2, 2,   2,   3, 3, 3, 4,
+                    4, 4, 0, 0, 0, 0, 2, 255, 255, 5, 6, 6, 6};
+  for (size_t size = 1; size <= whole.size(); ++size) {
+    const Bytes rows = RowBytes(
+        Load(Rle24(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)))));
+    EXPECT_EQ(rows.size(), 48U);
+    EXPECT_EQ(rows[0], size >= 4 ? 1 : 0) << size;
+    EXPECT_EQ(Bytes(rows.begin() + 16, rows.end()), Bytes(32)) << size;
   }
 }
 

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
 #include "bitmap_builder.h"
 #include "dibkit/host/document.h"
 #include "temporary_directory.h"
@@ -38,6 +42,80 @@ TEST(Documents, DescribeWhatReadingGives) {
     EXPECT_EQ(told.storedBits, bits);
     EXPECT_EQ(told.resolution, page.ExactResolution());
   }
+}
+
+TEST(Documents, AreOpenedAgainAsTheyWere) {
+  const TemporaryDirectory directory;
+  BitmapBuilder wide;
+  wide.width = 9;
+  const std::string path = directory.Write("in.bmp", wide.Build());
+  std::optional<Document> second;
+  {
+    const Document first = Document::Open(path);
+    ASSERT_TRUE(first.HasAnother());
+    directory.Write("other.bmp", BitmapBuilder().Build());
+    std::filesystem::rename(directory.Path("other.bmp"), path);
+    second = first.Another();
+  }
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->Read(0).Width(), 9U);
+  EXPECT_EQ(second->Another()->Describe(0).width, 9U);
+  // With hooks of its own.
+  EXPECT_THROW(second->Another({.cancelled = [] { return true; }}), PageError);
+}
+
+TEST(Documents, ThatCanBeReadOnlyOnceHaveNoOther) {
+  const Bytes file = BitmapBuilder().Build();
+  std::istringstream stream(std::string(file.begin(), file.end()));
+  const Document document = Document::FromStream(stream);
+  EXPECT_FALSE(document.HasAnother());
+  EXPECT_FALSE(document.Another());
+  EXPECT_TRUE(Document::FromBytes(file).HasAnother());
+}
+
+// As document.h shows it.
+TEST(DocumentWriters, TakePagesThatSeveralThreadsHavePacked) {
+  if (!IsBuiltIn(ImageFormat::kTiff)) {
+    GTEST_SKIP() << "TIFF is not built in: no files of several pages";
+  }
+  constexpr uint32_t kPages = 8;
+  const TemporaryDirectory directory;
+  DocumentWriter plain(directory.Path("in.tif"));
+  DocumentWriter converted(directory.Path("out.tif"));
+  for (uint32_t i = 0; i < kPages; ++i) {
+    BitmapBuilder builder;
+    builder.width = 50 + static_cast<int>(i);
+    builder.height = 40;
+    plain.Add(Page::FromBytes(builder.Build()));
+    Page page = Page::FromBytes(builder.Build());
+    page.To24();
+    converted.Add(page);
+  }
+  plain.Commit();
+  converted.Commit();
+
+  const Document document = Document::Open(directory.Path("in.tif"));
+  DocumentWriter writer(directory.Path("apart.tif"));
+  std::vector<std::optional<EncodedPage>> pages(kPages);
+  std::vector<std::thread> threads;
+  for (uint32_t first : {0U, 1U}) {
+    threads.emplace_back([&, first] {
+      auto own = document.Another();
+      for (uint32_t i = first; i < kPages; i += 2) {
+        Page page = own->Read(i);
+        page.To24();
+        pages[i] = writer.Encode(page);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (const auto& page : pages) {
+    writer.Add(*page);
+  }
+  writer.Commit();
+  EXPECT_EQ(test::ReadFile(directory.Path("apart.tif")), test::ReadFile(directory.Path("out.tif")));
 }
 
 TEST(DocumentWriters, RefuseASecondPageWhereThereIsNoPlace) {
@@ -92,6 +170,10 @@ TEST(Formats, AreToldByTheirFirstBytes) {
   EXPECT_EQ(of("MM\0+"sv), ImageFormat::kTiff);
   EXPECT_EQ(of("\x89PNG\r\n\x1A\n"), ImageFormat::kPng);
   EXPECT_EQ(of("\xFF\xD8\xFF\xE0"), ImageFormat::kJpeg);
+  EXPECT_EQ(of("BA\x28\0\0\0\0\0\0\0\0\0\0\0BM"sv), ImageFormat::kBmp);
+  for (const std::string_view other : {"BA"sv, "BA rather long text"sv}) {
+    EXPECT_EQ(of(other), std::nullopt);
+  }
   for (const std::string_view other : {""sv, "B"sv, "II*"sv, "\x89PNG"sv, "GIF89a"sv, "%PDF"sv}) {
     EXPECT_EQ(of(other), std::nullopt);
   }

@@ -382,7 +382,7 @@ TEST_F(Pages, OtherFilesAreNoImages) {
   EXPECT_EQ(FaultOf([] { Page::FromBytes(FileOf(8).Build(), {.page = 1}); }),
             PageFault::kNoSuchPage);
   Bytes cut = FileOf(8).Build();
-  cut.pop_back();
+  cut.resize(cut.size() - 4);  // the padding of the last row and a pixel
   EXPECT_EQ(FaultOf([&] { Page::FromBytes(cut); }), PageFault::kDamaged);
 }
 

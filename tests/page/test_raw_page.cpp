@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Color.h"
+#include "dibkit/Color.h"
 #include "dibkit/DIBApi.h"
 #include "dibkit/host/page.h"
 #include "loaded_dib.h"

@@ -197,7 +197,7 @@ Outcome RunTool(const std::vector<std::string>& arguments) {
 }
 
 bool IsSanitized() {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   return true;
 #else
   return false;

@@ -246,21 +246,20 @@ TEST(Conversions, ALargeRunLengthImageIsRefusedBeforeItTakesMemory) {
 
 TEST(Conversions, RefuseUnsoundAndUnreadableFiles) {
   const TemporaryDirectory directory;
-  BitmapBuilder jpeg;
-  jpeg.headerBytes = 124;
-  jpeg.compression = 4;
-  jpeg.bitCount = 0;
-  jpeg.table = Bytes();
-  jpeg.pixels = Bytes(10);
+  BitmapBuilder fax;
+  fax.headerBytes = 64;
+  fax.compression = 3;
+  fax.bitCount = 1;
+  fax.pixels = Bytes(10);
   BitmapBuilder cut;
   cut.pixels = Bytes(11);
-  const std::string jpegFile = directory.Write("a.bmp", jpeg.Build());
+  const std::string faxFile = directory.Write("a.bmp", fax.Build());
   const std::string cutFile = directory.Write("b.bmp", cut.Build());
   const std::string none = directory.Path("none.bmp");
   const std::string out = directory.Path("out.bmp");
   for (const Subcommand& subcommand : Subcommands()) {
     for (const auto& [in, message] :
-         {std::pair{jpegFile, "bitmaps with JPEG pixels cannot be converted"},
+         {std::pair{faxFile, "the fax pixels are damaged from the start"},
           std::pair{cutFile, "the rows need 12 bytes, but the file holds 11 of them"},
           std::pair{none, "cannot open: No such file or directory"}}) {
       const Outcome outcome = RunTool(With(subcommand.arguments, {"-fo", out, in}));

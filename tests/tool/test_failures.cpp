@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "dibkit/host/image_format.h"
 #include "process.h"
 
 namespace dibkit::test {
@@ -102,23 +103,21 @@ TEST_F(Failures, FilesThatEndInTheirHeaders) {
   EXPECT_EQ(outcome.err, "dibkit: " + in + ": the file ends inside its headers, after 30 bytes\n");
 }
 
-TEST_F(Failures, ImagesThatCannotBeConverted) {
-  struct Case {
-    uint32_t headerBytes;
-    uint32_t compression;
-    uint16_t bits;
-    const char* name;
-  };
-  for (const Case& item : {Case{64, 3, 1, "fax"}, Case{64, 4, 24, "RLE24"}, Case{124, 4, 0, "JPEG"},
-                           Case{124, 5, 0, "PNG"}}) {
-    ExpectFailure(With([&item](auto& file) {
-                    file.headerBytes = item.headerBytes;
-                    file.compression = item.compression;
-                    file.bitCount = item.bits;
+TEST_F(Failures, EmbeddedFilesThatAreNone) {
+  for (const auto& [compression, format] :
+       {std::pair{4U, host::ImageFormat::kJpeg}, {5U, host::ImageFormat::kPng}}) {
+    const std::string name = host::FormatName(format);
+    ExpectFailure(With([number = compression](auto& file) {
+                    file.headerBytes = 124;
+                    file.compression = number;
+                    file.bitCount = 0;
                     file.table = Bytes();
                     file.pixels = Bytes(10);
                   }),
-                  "bitmaps with " + std::string(item.name) + " pixels cannot be converted");
+                  host::IsBuiltIn(format)
+                      ? "the pixels should be an embedded " + name + " file, but are none"
+                      : "the pixels are an embedded " + name + " file, and " + name +
+                            " files are not built in here");
   }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "process.h"
 
 namespace dibkit::test {
@@ -28,20 +30,31 @@ TEST(Info, TellsWhatAFileHolds) {
                               "  resample: yes\n");
 }
 
+TEST(Info, TellsTheKindsOfOs2) {
+  const TemporaryDirectory directory;
+  for (const auto& [compression, bits, name] :
+       {std::tuple{4U, uint16_t{24}, "RLE24"}, {3U, uint16_t{1}, "fax"}}) {
+    BitmapBuilder file;
+    file.headerBytes = 64;
+    file.compression = compression;
+    file.bitCount = bits;
+    const Outcome outcome = RunTool({"info", directory.Write("in.bmp", file.Build())});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_NE(outcome.out.find("  compression: " + std::string(name) + "\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("  resample: yes\n"), std::string::npos);
+  }
+}
+
 TEST(Info, TellsWhatStandsInTheWayOfAConversion) {
   const TemporaryDirectory directory;
   BitmapBuilder file;
-  file.headerBytes = 64;
-  file.compression = 4;
-  file.bitCount = 24;
   file.xPelsPerMeter = 0;
   const Outcome outcome = RunTool({"info", directory.Write("in.bmp", file.Build())});
   EXPECT_EQ(outcome.exitCode, 0);
   EXPECT_NE(outcome.out.find("  first row: bottom\n"), std::string::npos);
   EXPECT_NE(outcome.out.find("  resolution: none (0 x 11811 pixels per metre)\n"),
             std::string::npos);
-  EXPECT_NE(outcome.out.find("  resample: no, bitmaps with RLE24 pixels cannot"),
-            std::string::npos);
+  EXPECT_NE(outcome.out.find("  resample: no, the file gives no resolution"), std::string::npos);
 }
 
 TEST(Info, TakesImagesOfAnySize) {
@@ -93,8 +106,7 @@ TEST(Info, WritesOneJsonObjectPerLine) {
           R"("colour":"bilevel","compression":"fax",)" +
           resolution +
           R"("header_bytes":64,"top_down":false,"table_entries":2,"pixel_offset":86,)"
-          R"("pixel_bytes":12,"resample":false,)"
-          R"("obstacle":"bitmaps with fax pixels cannot be converted"})"
+          R"("pixel_bytes":12,"resample":true})"
           "\n");
 }
 

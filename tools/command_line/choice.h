@@ -22,16 +22,18 @@ std::string Joined(const std::vector<std::string>& words, const std::string& sep
 template <typename Value>
 using Choices = std::vector<std::pair<std::string, Value>>;
 
+// The help shows `choices`; `aliases` are taken too.
 template <typename Value, typename Into>
 Option Choice(const std::string& name, const std::string& help, const Choices<Value>& choices,
-              Into& into) {
+              Into& into, const Choices<Value>& aliases = {}) {
   std::vector<std::string> words;
   for (const auto& [word, value] : choices) {
     words.push_back(word);
   }
-  return {name, 0, Joined(words, "|"), help,
-          [&into, name, choices, words](const std::string& value) {
-            for (const auto& [word, meaning] : choices) {
+  Choices<Value> all = choices;
+  all.insert(all.end(), aliases.begin(), aliases.end());
+  return {name, 0, Joined(words, "|"), help, [&into, name, all, words](const std::string& value) {
+            for (const auto& [word, meaning] : all) {
               if (word == value) {
                 into = meaning;
                 return;

@@ -25,6 +25,13 @@ const Choices<ImageFormat>& Formats() {
   return formats;
 }
 
+// Other names that people know them by.
+const Choices<ImageFormat>& FormatAliases() {
+  static const Choices<ImageFormat> aliases{{"tif", ImageFormat::kTiff},
+                                            {"jpg", ImageFormat::kJpeg}};
+  return aliases;
+}
+
 const Choices<Compression>& Compressions() {
   static const Choices<Compression> compressions{
       {"none", Compression::kNone},       {"lzw", Compression::kLzw},
@@ -60,7 +67,7 @@ OptionGroup ResultGroup(ConversionOptions& options) {
             "on.",
             outputs.outputDir),
        Choice("--format", "The format of the result. By default the suffix of the result tells it.",
-              Formats(), outputs.format),
+              Formats(), outputs.format, FormatAliases()),
        Choice("--compression",
               "How a result is packed. By default as the input was, from TIFF to TIFF where the "
               "depth allows it; otherwise g4 at 1 bit and deflate at other depths in TIFF, deflate "
@@ -85,8 +92,9 @@ OptionGroup WorkGroup(ConversionOptions& options) {
   return {"Work",
           {MaxPixelsOption(options.maxPixels, "A page and its result"),
            Counted("--jobs",
-                   "Files that are worked on at once. By default as many as the CPUs that this "
-                   "process may use, which keeps them all busy.",
+                   "Pages that are worked on at once, of one file or of several; the results are "
+                   "the same for any number. By default as many as the CPUs that this process may "
+                   "use, which keeps them all busy.",
                    1, kMostJobs, options.jobs),
            {"--memory", 0, "LIMIT",
             "Most bytes for the images of all jobs together, with K, M, G or T behind the number "

@@ -61,7 +61,7 @@ class FileInfo {
     auto source = host::OpenSource(info_.file, Interrupted);
     const uint64_t limit =
         source->IsInPlace() ? std::numeric_limits<uint64_t>::max() : options_.maxPixels;
-    std::array<unsigned char, 8> start{};
+    std::array<unsigned char, host::kFormatBytes> start{};
     const auto there = static_cast<size_t>(source->SizeUpTo(start.size()));
     source->Read(0, std::span(start).first(there));
     if (host::FormatOfContent(std::span(start).first(there)) == host::ImageFormat::kBmp) {

@@ -77,7 +77,7 @@ class DryRun {
     for (size_t i = 0; i < std::min(jobs, costs_.size()); ++i) {
       bytes += costs_[i];
     }
-    text_ += Counted(costs_.size(), "file") + " with " + Counted(pages_, "page") + " to make" +
+    text_ += Counted(files_, "file") + " with " + Counted(costs_.size(), "page") + " to make" +
              (skipped_ == 0 ? "" : ", " + std::to_string(skipped_) + " skipped") +
              (codes_.Failed() == 0 ? "" : ", " + std::to_string(codes_.Failed()) + " would fail") +
              "; " + Counted(jobs, "job") + ", " + SizeText(std::min(bytes, gate_.Limit()), true) +
@@ -99,9 +99,9 @@ class DryRun {
           InFormat(PlanOf(conversion_, document.Describe(number - 1), options_.maxPixels), format);
       gate_.Acquire(plan.bytes).Release();
       Add(sum, plan);
+      costs_.push_back(plan.bytes);
     }
-    costs_.push_back(sum.largest.bytes);
-    pages_ += sum.pages;
+    ++files_;
     const std::string first = file.OutputOf(numbers.front());
     const std::string last = file.OutputOf(numbers.back());
     text_ += EscapedName(file.input.path) + " -> " + EscapedName(first) +
@@ -112,8 +112,8 @@ class DryRun {
   const ConversionOptions& options_;
   MemoryGate gate_;
   std::string text_;
-  std::vector<uint64_t> costs_;  // of each file that would be made
-  size_t pages_ = 0;
+  std::vector<uint64_t> costs_;  // of each page that would be made
+  size_t files_ = 0;             // that they are in
   size_t skipped_ = 0;
   CodeTally codes_;
 };

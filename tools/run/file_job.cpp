@@ -2,22 +2,14 @@
 #include "run/file_job.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
-
-#include "dibkit/host/global_memory.h"
-#include "dibkit/host/image_writer.h"
-#include "run/page_sides.h"
 
 namespace dibkit::tool {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-uint64_t MillisecondsSince(Clock::time_point begin) {
-  const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
-  return static_cast<uint64_t>(passed.count());
-}
+// How far the fastest may run ahead of the slowest: so many pages for each job.
+constexpr size_t kAheadOfEach = 2;
+constexpr unsigned kWholePage = 100;  // percents
 
 }  // namespace
 
@@ -25,111 +17,271 @@ FileJob::FileJob(const PlannedFile& plan, const JobContext& context, JobHooks ho
     : plan_(plan),
       context_(context),
       hooks_(std::move(hooks)),
+      mostAhead_(kAheadOfEach * JobsOf(context.options)),
       warnings_(plan.input.path, context.options.quiet) {}
 
-int FileJob::Run() {
-  try {
-    Open();
-    for (const uint32_t number : pages_) {
-      DoPage(number);
-      ++begun_;
-    }
-    Complete();
-    return code_;
-  } catch (...) {
-    const Problem problem = ProblemInHand();
-    EndWith(problem);
-    if (problem.cancelled) {
-      throw host::Cancelled();
-    }
-    return problem.code;
+// ---- pieces of work
+// --------------------------------------------------------------------------------
+
+FileTask::Offer FileJob::Take() {
+  const std::lock_guard guard(mutex_);
+  if (stage_ == Stage::kNew) {
+    stage_ = Stage::kOpening;
+    ++atWork_;
+    return {[this] { Do([this] { Open(); }); }};
   }
+  if (stage_ != Stage::kOpen || !HasMore()) {
+    return {};
+  }
+  if (admitting_) {
+    return {nullptr, readers_->AreMany()};
+  }
+  if (taken_ >= order_.Next() + mostAhead_) {
+    return {};
+  }
+  admitting_ = true;
+  ++atWork_;
+  return {[this, index = taken_++] { Do([this, index] { DoPage(index); }); }};
+}
+
+bool FileJob::IsOver() const {
+  const std::lock_guard guard(mutex_);
+  return stage_ == Stage::kOver;
+}
+
+// Pages that nobody has begun. With the lock held.
+bool FileJob::HasMore() const { return !ending_ && last_ >= taken_ && taken_ < pages_.size(); }
+
+void FileJob::Do(const std::function<void()>& piece) noexcept {
+  try {
+    piece();
+  } catch (...) {
+    EndWith({ProblemInHand()});
+  }
+  {
+    const std::lock_guard guard(mutex_);
+    --atWork_;
+    if (atWork_ != 0 || HasMore()) {
+      return;
+    }
+  }
+  End();
 }
 
 void FileJob::Open() {
   const ConversionOptions& options = context_.options;
-  const auto warning = [this](const std::string& text) { warnings_.Tell(text); };
-  document_.emplace(host::Document::Open(
-      plan_.input.path, {0, options.maxPixels, hooks_.cancelled, warning, options.raw}));
-  pageCount_ = document_->PageCount();
+  auto reader = std::make_unique<InputReader>(
+      plan_.input.path,
+      host::OpenOptions{0, options.maxPixels, hooks_.task.cancelled, nullptr, options.raw});
+  pageCount_ = reader->Document().PageCount();
+  for (const std::string& warning : reader->TakeWarnings()) {
+    warnings_.Tell(warning);
+  }
   pages_ = options.pages.Of(pageCount_);
-  format_ = plan_.format.value_or(context_.conversion.usualFormat.value_or(document_->Format()));
-  RequireOneFile();
-  host::SaveOptions save{format_,         options.compression,
+  const host::ImageFormat format =
+      plan_.format.value_or(context_.conversion.usualFormat.value_or(reader->Document().Format()));
+  readers_.emplace(std::move(reader));
+  host::SaveOptions save{format,          options.compression,
                          options.quality, options.outputs.force,
-                         !options.noSync, hooks_.cancelled};
+                         !options.noSync, hooks_.task.cancelled};
   outputs_.emplace(plan_, std::move(save), !options.outputs.outputDir.empty());
+  setting_.emplace(PageSetting{plan_, context_.conversion, options, context_.gate, *readers_,
+                               *outputs_, format, context_.log.HasReport()});
+  RequireOneFile();
+  const std::lock_guard guard(mutex_);
+  stage_ = Stage::kOpen;
 }
 
 // Pages that go into one file need a format that has room for them.
 void FileJob::RequireOneFile() const {
-  if (plan_.IsNumbered() || pages_.size() == 1 || host::HoldsPages(format_)) {
+  const host::ImageFormat format = setting_->format;
+  if (plan_.IsNumbered() || pages_.size() == 1 || host::HoldsPages(format)) {
     return;
   }
   throw Failure("the file has " + std::to_string(pages_.size()) + " pages, and a " +
-                host::FormatName(format_) +
+                host::FormatName(format) +
                 " file holds one: name the results with a number in it, as -o page-%03d" +
-                host::UsualSuffix(format_) + ", or pick a page with --pages");
+                host::UsualSuffix(format) + ", or pick a page with --pages");
 }
 
-void FileJob::DoPage(uint32_t number) {
-  number_ = number;
-  writing_ = false;
+// ---- a page
+// ----------------------------------------------------------------------------------------
+
+void FileJob::DoPage(size_t index) {
+  bool isAdmitted = false;
+  const auto admitted = [&] {
+    if (std::exchange(isAdmitted, true)) {
+      return;
+    }
+    {
+      const std::lock_guard guard(mutex_);
+      admitting_ = false;
+    }
+    hooks_.task.changed();
+  };
+  MadePage page = MakeOrSkip(index, admitted);
+  admitted();
+  if (page.problem && EndsFile(page)) {
+    StopBehind(index);
+  }
+  order_.Put(index, std::move(page), [this](size_t turn, MadePage& made) { Settle(turn, made); });
+}
+
+MadePage FileJob::MakeOrSkip(size_t index, const std::function<void()>& admitted) {
+  const uint32_t number = pages_[index];
   if (std::binary_search(plan_.skippedPages.begin(), plan_.skippedPages.end(), number)) {
-    context_.log.Add(Record(PageStatus::kSkipped));
+    MadePage skipped;
+    skipped.record.status = PageStatus::kSkipped;
+    ShowProgress(kWholePage);
+    return skipped;
+  }
+  unsigned shown = 0;
+  const auto show = [this, &shown](unsigned percent) {
+    const unsigned more = std::max(percent, shown) - shown;
+    shown += more;
+    ShowProgress(more);
+  };
+  const auto cancelled = [this, index] { return hooks_.task.cancelled() || last_ < index; };
+  MadePage page = MakePage(*setting_, number,
+                           {cancelled, show, admitted, [&] { return order_.Next() == index; },
+                            [&] { order_.WaitFor(index, cancelled); }});
+  show(kWholePage);
+  return page;
+}
+
+// The turn of the page has come.
+void FileJob::Settle(size_t index, MadePage& page) {
+  {
+    const std::lock_guard guard(mutex_);
+    if (ending_) {
+      return;
+    }
+  }
+  for (const std::string& warning : page.warnings) {
+    warnings_.Tell(warning);
+  }
+  Accept(page);
+  const uint32_t number = pages_[index];
+  if (!page.problem) {
+    Enter(number, page);
+  } else if (EndsFile(page)) {
+    StopBehind(index);
+    EndWith({*page.problem, number, page.writing});
+  } else {
+    Tell({*page.problem, number, page.writing});
+    Enter(number, page);
+    code_ = page.problem->code;
+  }
+}
+
+void FileJob::Accept(MadePage& page) {
+  if (page.problem || !page.file) {
     return;
   }
   try {
-    MakePage();
-  } catch (...) {
-    const Problem problem = ProblemInHand();
-    if (EndsFile(problem)) {
-      throw;
+    if (page.encoded) {
+      page.file->Add(*page.encoded);
     }
-    outputs_->PassOver();
-    Tell(problem);
-    Enter(Record(PageStatus::kFailed, problem.message));
-    code_ = problem.code;
+    if (plan_.IsNumbered()) {
+      outputs_->Commit(*page.file);
+    }
+  } catch (...) {
+    page.problem = ProblemInHand();
+    page.writing = true;
   }
 }
 
-void FileJob::MakePage() {
-  const auto begin = Clock::now();
-  const host::ThreadMemory memory;
-  const ConversionOptions& options = context_.options;
-  const host::PageDescription description = document_->Describe(number_ - 1);
-  const PagePlan plan =
-      InFormat(PlanOf(context_.conversion, description, options.maxPixels), format_);
-  host::RequireHeld(format_,
-                    options.compression.value_or(host::UsualCompression(format_, plan.bits)),
-                    plan.bits, true);
-  const MemoryGate::Share share = context_.gate.Acquire(plan.bytes, hooks_.cancelled);
-  Writing([this] { outputs_->Open(number_); });
-  host::Page page = document_->Read(number_ - 1);
-  Convert(page);
-  Writing([&] { outputs_->Add(page); });
-  PageRecord record = Record(PageStatus::kDone);
-  record.sha256 = plan_.IsNumbered() ? CompleteOutput() : std::string();
-  DescribeBefore(record.input, document_->Format(), description, plan);
-  DescribeAfter(record.output, format_, page);
-  record.milliseconds = MillisecondsSince(begin);
-  record.peakBytes = memory.PeakBytes();
-  Enter(std::move(record));
-  hooks_.pageDone();
+// A page whose file is there is entered at once; the others wait for their file.
+void FileJob::Enter(uint32_t number, MadePage& page) {
+  PageRecord record = page.record;
+  if (page.problem) {
+    record = {};
+    record.status = PageStatus::kFailed;
+    record.message = page.problem->message;
+  }
+  record = Named(std::move(record), number);
+  const bool done = record.status == PageStatus::kDone;
+  if (plan_.IsNumbered()) {
+    context_.log.Add(record);
+  } else {
+    kept_.push_back(std::move(record));
+  }
+  if (done) {
+    hooks_.pageDone();
+  }
 }
 
-void FileJob::Convert(host::Page& page) {
-  const auto count = static_cast<double>(pages_.size());
-  context_.conversion.convert(page, [&](unsigned percent) {
-    hooks_.progress((static_cast<double>(begun_) + percent / 100.0) / count);
-    return !hooks_.cancelled();
-  });
+void FileJob::ShowProgress(unsigned percents) {
+  const uint64_t all = percents_ += percents;
+  hooks_.progress(static_cast<double>(all) /
+                  (double{kWholePage} * static_cast<double>(pages_.size())));
+}
+
+// ---- the end
+// ---------------------------------------------------------------------------------------
+
+// A page that fails takes the whole file along where nothing can be kept, where the next page would
+// fail like it, and where it is wished so.
+bool FileJob::EndsFile(const MadePage& page) const {
+  return page.problem->cancelled || page.problem->code == EXIT_CODE_RETRY ||
+         context_.options.failFast || pages_.size() == 1 || (page.writing && !plan_.IsNumbered());
+}
+
+void FileJob::StopBehind(size_t index) {
+  size_t last = last_;
+  while (index < last && !last_.compare_exchange_weak(last, index)) {
+  }
+}
+
+void FileJob::EndWith(const Ending& ending) {
+  const std::lock_guard guard(mutex_);
+  if (!ending_) {
+    ending_ = ending;
+    StopBehind(0);
+  }
+}
+
+// The last piece is done.
+void FileJob::End() noexcept {
+  FileEnd end = FileEnd::kFailed;
+  try {
+    if (!ending_) {
+      Complete();
+    }
+    if (ending_) {
+      TellEnding(*ending_);
+      code_ = ending_->problem.code;
+    }
+    end = ending_ && ending_->problem.cancelled ? FileEnd::kStopped
+          : code_ == EXIT_CODE_DONE             ? FileEnd::kDone
+                                                : FileEnd::kFailed;
+  } catch (...) {
+    // All that is known is told above; what comes here is a lack of memory for doing so.
+    const Problem problem = ProblemInHand();
+    TellProblem(plan_.input.path, problem);
+    code_ = problem.code;
+  }
+  setting_.reset();
+  outputs_.reset();
+  readers_.reset();
+  hooks_.ended(end, end == FileEnd::kStopped ? EXIT_CODE_DONE : code_);
+  const std::lock_guard guard(mutex_);
+  stage_ = Stage::kOver;
 }
 
 // The file that all pages go into.
 void FileJob::Complete() {
-  number_ = pages_.size() == 1 ? number_ : 0;
-  const std::string sha256 = CompleteOutput();
+  std::string sha256;
+  const std::shared_ptr<ResultFile>& file = outputs_->Joined();
+  try {
+    if (file && file->HasPages()) {
+      sha256 = file->Finish(context_.log.HasReport());
+      outputs_->Commit(*file);
+    }
+  } catch (...) {
+    EndWith({ProblemInHand(), pages_.size() == 1 ? pages_.front() : 0, true});
+    return;
+  }
   for (PageRecord& record : kept_) {
     if (record.status == PageStatus::kDone) {
       record.sha256 = sha256;
@@ -138,74 +290,45 @@ void FileJob::Complete() {
   }
 }
 
-std::string FileJob::CompleteOutput() {
-  std::string sha256;
-  Writing([&] { sha256 = outputs_->Complete(context_.log.HasReport()); });
-  return sha256;
-}
-
-// A page that fails takes the whole file along where nothing can be kept, where the next page would
-// fail like it, and where it is wished so.
-bool FileJob::EndsFile(const Problem& problem) const {
-  return problem.cancelled || problem.code == EXIT_CODE_RETRY || context_.options.failFast ||
-         pages_.size() == 1 || (writing_ && !plan_.IsNumbered());
-}
-
-void FileJob::EndWith(const Problem& problem) {
+void FileJob::TellEnding(Ending ending) {
+  const Problem& problem = ending.problem;
   const bool withdrawn = context_.options.failFast && !problem.cancelled;
   if (outputs_ && withdrawn) {
     outputs_->Withdraw();
   }
   if (!problem.cancelled || context_.single) {
-    Tell(problem);
+    Tell(ending);
   }
-  std::string message = problem.message;
+  PageRecord record;
+  record.status = problem.cancelled ? PageStatus::kInterrupted : PageStatus::kFailed;
+  record.message = problem.message;
   if (pages_.size() != 1 && (withdrawn || !plan_.IsNumbered())) {
     // None of the pages is there now.
-    message = WithPage(message);
-    number_ = 0;
+    record.message = WithPage(ending.number, problem.message);
+    ending.number = 0;
   }
-  context_.log.Add(
-      Record(problem.cancelled ? PageStatus::kInterrupted : PageStatus::kFailed, message));
+  context_.log.Add(Named(std::move(record), ending.number));
 }
 
-void FileJob::Tell(const Problem& problem) const {
-  TellProblem(writing_ ? outputs_->Path() : plan_.input.path,
-              {WithPage(problem.message), problem.code, problem.cancelled});
+void FileJob::Tell(const Ending& ending) const {
+  const Problem& problem = ending.problem;
+  TellProblem(ending.writing ? plan_.OutputOf(ending.number) : plan_.input.path,
+              {WithPage(ending.number, problem.message), problem.code, problem.cancelled});
 }
 
-std::string FileJob::WithPage(const std::string& message) const {
-  return number_ == 0 || pageCount_ == 1
+std::string FileJob::WithPage(uint32_t number, const std::string& message) const {
+  return number == 0 || pageCount_ == 1
              ? message
-             : std::string("page ") + std::to_string(number_) + ": " + message;
+             : std::string("page ") + std::to_string(number) + ": " + message;
 }
 
-// A page whose file is there is entered at once; the others wait for their file.
-void FileJob::Enter(PageRecord record) {
-  if (plan_.IsNumbered()) {
-    context_.log.Add(record);
-  } else {
-    kept_.push_back(std::move(record));
-  }
-}
-
-// Of the page in work, or of the whole file.
-PageRecord FileJob::Record(PageStatus status, const std::string& message) const {
-  PageRecord record;
+// Of a page, or of the whole file.
+PageRecord FileJob::Named(PageRecord record, uint32_t number) const {
   record.input.path = plan_.input.path;
-  record.output.path = plan_.IsNumbered() && number_ == 0 ? "" : plan_.OutputOf(number_);
-  record.page = number_;
+  record.output.path = plan_.IsNumbered() && number == 0 ? "" : plan_.OutputOf(number);
+  record.page = number;
   record.pages = static_cast<uint32_t>(pages_.size());
-  record.status = status;
-  record.message = message;
   return record;
-}
-
-// What fails in `work` is told of the output, not of the input.
-void FileJob::Writing(const std::function<void()>& work) {
-  writing_ = true;
-  work();
-  writing_ = false;
 }
 
 }  // namespace dibkit::tool

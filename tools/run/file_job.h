@@ -1,23 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One input file and what becomes of it, page by page.
+// One input file and what becomes of it, its pages side by side.
 #ifndef DIBKIT_TOOLS_RUN_FILE_JOB_H
 #define DIBKIT_TOOLS_RUN_FILE_JOB_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "batch/files/plan.h"
+#include "batch/jobs/in_order.h"
 #include "batch/jobs/memory_gate.h"
+#include "batch/jobs/runner.h"
 #include "batch/report/page_record.h"
 #include "convert/conversion.h"
 #include "convert/conversion_options.h"
-#include "dibkit/host/document.h"
 #include "failure.h"
-#include "run/file_outputs.h"
+#include "run/page_job.h"
 #include "run/run_log.h"
 #include "warnings.h"
 
@@ -32,52 +36,81 @@ struct JobContext {
   bool single;  // the run has one file, whose interruption is told by its name
 };
 
-// Called on the job's thread.
+// Called on any of the threads that work on the file.
 struct JobHooks {
-  host::CancelHook cancelled;
-  std::function<void(double share)> progress;  // of the file, 0 to 1
-  std::function<void()> pageDone;
+  TaskHooks task;
+  std::function<void(double share)> progress;  // of the file, 0 to 1; on several threads at once
+  std::function<void()> pageDone;              // by one thread at a time
+  std::function<void(FileEnd end, int code)> ended;
 };
 
-class FileJob {
+// Tells of all that goes wrong and enters each page into the report, in the order of the pages
+// whatever the order in which they are made. A page that is bad is left out and the others are
+// kept; but a file that all pages go into does not appear without those that are worth another try.
+class FileJob : public FileTask {
  public:
   FileJob(const PlannedFile& plan, const JobContext& context, JobHooks hooks);
 
-  // Tells of all that goes wrong, enters each page into the report, and returns the exit code. A
-  // page that is bad is left out and the others are kept; but a file that all pages go into does
-  // not appear without those that are worth another try. Throws Cancelled.
-  int Run();
+  Offer Take() override;
+  bool IsOver() const override;
+  int Code() const override { return code_; }
 
  private:
+  // What the whole file ends with.
+  struct Ending {
+    Problem problem;
+    uint32_t number = 0;   // the page; 0: none
+    bool writing = false;  // it is the output that made trouble
+  };
+
+  bool HasMore() const;
+  void Do(const std::function<void()>& piece) noexcept;
   void Open();
   void RequireOneFile() const;
-  void DoPage(uint32_t number);
-  void MakePage();
-  void Convert(host::Page& page);
+  void DoPage(size_t index);
+  MadePage MakeOrSkip(size_t index, const std::function<void()>& admitted);
+  void Settle(size_t index, MadePage& page);
+  void Accept(MadePage& page);
+  void Enter(uint32_t number, MadePage& page);
+  void ShowProgress(unsigned percents);
+  bool EndsFile(const MadePage& page) const;
+  void StopBehind(size_t index);
+  void EndWith(const Ending& ending);
+  void End() noexcept;
   void Complete();
-  bool EndsFile(const Problem& problem) const;
-  void EndWith(const Problem& problem);
-  void Tell(const Problem& problem) const;
-  std::string CompleteOutput();
-  std::string WithPage(const std::string& message) const;
-  void Enter(PageRecord record);
-  PageRecord Record(PageStatus status, const std::string& message = "") const;
-  void Writing(const std::function<void()>& work);
+  void TellEnding(Ending ending);
+  void Tell(const Ending& ending) const;
+  std::string WithPage(uint32_t number, const std::string& message) const;
+  PageRecord Named(PageRecord record, uint32_t number) const;
 
   const PlannedFile& plan_;
-  const JobContext& context_;
+  const JobContext context_;
   const JobHooks hooks_;
-  Warnings warnings_;
-  std::optional<host::Document> document_;
+  const size_t mostAhead_;  // pages that are begun beyond the one whose turn it is
+
+  // Set by Open.
+  std::optional<InputReaders> readers_;
   std::optional<FileOutputs> outputs_;
-  host::ImageFormat format_ = host::ImageFormat::kBmp;  // of the outputs
-  uint32_t pageCount_ = 0;                              // of the input
-  std::vector<uint32_t> pages_;                         // to make, from 1
-  size_t begun_ = 0;                                    // how many of them
-  uint32_t number_ = 0;                                 // the page in work; 0: none yet
-  bool writing_ = false;                                // it is the output that makes trouble now
+  std::optional<PageSetting> setting_;
+  uint32_t pageCount_ = 0;       // of the input
+  std::vector<uint32_t> pages_;  // to make, from 1
+
+  InOrder<MadePage> order_;
+  std::atomic<uint64_t> percents_{0};  // of all pages together
+  // No page behind this one of `pages_` is worth any work.
+  std::atomic<size_t> last_{std::numeric_limits<size_t>::max()};
+
+  // For the one page whose turn it is, and for the end.
+  Warnings warnings_;
   int code_ = EXIT_CODE_DONE;
   std::vector<PageRecord> kept_;  // of pages whose file is not complete yet
+
+  mutable std::mutex mutex_;  // for all below
+  enum class Stage { kNew, kOpening, kOpen, kOver } stage_ = Stage::kNew;
+  size_t taken_ = 0;        // how many pages were begun
+  bool admitting_ = false;  // one of them is not admitted yet
+  size_t atWork_ = 0;       // pieces
+  std::optional<Ending> ending_;
 };
 
 }  // namespace dibkit::tool

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "batch/files/directories.h"
-#include "batch/report/sha256.h"
 
 namespace dibkit::tool {
 namespace {
@@ -18,46 +17,28 @@ bool IsRegularFile(const std::string& path) {
 
 }  // namespace
 
-void FileOutputs::Open(uint32_t number) {
-  if (writer_) {
-    return;
+std::shared_ptr<ResultFile> FileOutputs::For(uint32_t number) {
+  if (joined_) {
+    return joined_;
   }
-  path_ = plan_.OutputOf(number);
+  const std::string path = plan_.OutputOf(number);
   if (makesFolders_) {
-    MakeDirectoriesFor(path_);
+    MakeDirectoriesFor(path);
   }
-  writer_.emplace(path_, save_);
+  auto file = std::make_shared<ResultFile>(path, save_);
+  if (!plan_.IsNumbered()) {
+    joined_ = file;
+  }
+  return file;
 }
 
-void FileOutputs::Add(const host::Page& page) {
-  writer_->Add(page);
-  added_ = true;
-}
-
-void FileOutputs::PassOver() {
-  if (plan_.IsNumbered()) {
-    writer_.reset();
-  }
-}
-
-std::string FileOutputs::Complete(bool hashed) {
-  if (!added_) {
-    return "";
-  }
-  const std::string finished = writer_->Finish();
-  std::string sha256;
-  if (hashed && !finished.empty()) {
-    sha256 = Sha256OfFile(finished, save_.cancelled);
-  }
-  writer_->Commit();
-  writer_.reset();
-  added_ = false;
-  complete_.push_back(path_);
-  return sha256;
+void FileOutputs::Commit(ResultFile& file) {
+  file.Commit();
+  complete_.push_back(file.Path());
 }
 
 void FileOutputs::Withdraw() {
-  writer_.reset();
+  joined_.reset();
   for (const std::string& path : complete_) {
     std::error_code error;
     if (IsRegularFile(path)) {

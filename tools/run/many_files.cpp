@@ -2,6 +2,7 @@
 #include "run/many_files.h"
 
 #include <atomic>
+#include <memory>
 #include <optional>
 
 #include "batch/jobs/interruption.h"
@@ -32,9 +33,7 @@ class Run {
       bar_.emplace(options_.quiet);
     }
     RunFiles(plan_.size(), RunnerOptions(),
-             [this](size_t index, const host::CancelHook& cancelled) {
-               return DoFile(index, cancelled);
-             });
+             [this](size_t index, const TaskHooks& hooks) { return BeginFile(index, hooks); });
     progress_.reset();
     bar_.reset();
     log_.Close();
@@ -56,38 +55,20 @@ class Run {
     return runner;
   }
 
-  int DoFile(size_t index, const host::CancelHook& cancelled) {
+  std::unique_ptr<FileTask> BeginFile(size_t index, const TaskHooks& hooks) {
     if (plan_[index].skipped) {
       SkipFile(index);
-      return EXIT_CODE_DONE;
+      return nullptr;
     }
-    const std::string& input = plan_[index].input.path;
-    log_.Begin(input);
-    int code = EXIT_CODE_DONE;
-    try {
-      code = MakeFile(index, cancelled);
-    } catch (const host::Cancelled&) {
-      log_.End(input, FileEnd::kStopped, EXIT_CODE_DONE);
-      throw;
-    }
-    log_.End(input, code == EXIT_CODE_DONE ? FileEnd::kDone : FileEnd::kFailed, code);
-    if (progress_) {
-      progress_->FileDone(index);
-    }
-    return code;
+    log_.Begin(plan_[index].input.path);
+    const JobContext context{conversion_, options_, gate_, log_, plan_.size() == 1};
+    return std::make_unique<FileJob>(plan_[index], context, Hooks(index, hooks));
   }
 
-  int MakeFile(size_t index, const host::CancelHook& cancelled) {
-    try {
-      const JobContext context{conversion_, options_, gate_, log_, plan_.size() == 1};
-      return FileJob(plan_[index], context, Hooks(index, cancelled)).Run();
-    } catch (const host::Cancelled&) {
-      throw;
-    } catch (...) {
-      // The job tells of all it knows; what comes here is a lack of memory for doing so.
-      const Problem problem = ProblemInHand();
-      TellProblem(plan_[index].input.path, problem);
-      return problem.code;
+  void EndFile(size_t index, FileEnd end, int code) {
+    log_.End(plan_[index].input.path, end, code);
+    if (progress_ && end != FileEnd::kStopped) {
+      progress_->FileDone(index);
     }
   }
 
@@ -104,12 +85,13 @@ class Run {
     }
   }
 
-  JobHooks Hooks(size_t index, const host::CancelHook& cancelled) {
+  JobHooks Hooks(size_t index, const TaskHooks& hooks) {
+    const auto ended = [this, index](FileEnd end, int code) { EndFile(index, end, code); };
     if (bar_) {
-      return {cancelled, [this](double share) { bar_->Show(share); }, [] {}};
+      return {hooks, [this](double share) { bar_->Show(share); }, [] {}, ended};
     }
-    return {cancelled, [this, index](double share) { progress_->Update(index, share); },
-            [this] { progress_->PageDone(); }};
+    return {hooks, [this, index](double share) { progress_->Update(index, share); },
+            [this] { progress_->PageDone(); }, ended};
   }
 
   // The process ends in the middle of the work.

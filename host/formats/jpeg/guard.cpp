@@ -7,6 +7,8 @@
 // Behind jpeglib.h.
 #include <jerror.h>
 
+#include "formats/remark.h"
+
 namespace dibkit::host::jpeg {
 namespace {
 
@@ -52,7 +54,7 @@ void Guard::Emit(j_common_ptr object, int level) {
     return;
   }
   self.manager_.format_message(object, self.message_.data());
-  if (!self.Caught([&self] { self.warning_(self.message_.data()); })) {
+  if (!self.Caught([&self] { self.warning_(std::string(RemarkOf(self.message_.data()))); })) {
     self.Leave();
   }
 }

@@ -21,14 +21,6 @@ bool IsRamp(std::span<const unsigned char> table, size_t first, size_t last) {
   return true;
 }
 
-void TakeBlueGreenRed(const unsigned char* from, unsigned char* to, uint32_t width) {
-  for (uint32_t x = 0; x < width; ++x, from += 4, to += 3) {
-    to[0] = from[2];
-    to[1] = from[1];
-    to[2] = from[0];
-  }
-}
-
 }  // namespace
 
 Form::Form(const DibView& dib) : dib_(dib) {
@@ -68,7 +60,7 @@ spng_plte Form::Palette() const {
 void Form::MakeRow(std::span<const unsigned char> row, unsigned char* to) const {
   switch (dib_.BitCount()) {
     case 32:
-      TakeBlueGreenRed(row.data(), to, header_.width);
+      SwapChannelsOf32(row.data(), to, header_.width);
       return;
     case 24:
       SwapChannels(row.data(), to, header_.width);

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "formats/remark.h"
+
 namespace dibkit::host::tiff {
 namespace {
 
@@ -81,7 +83,7 @@ int Messages::OnWarning(TIFF* tiff, void* messages, const char* module, const ch
       return OnError(tiff, messages, module, format, arguments);
     }
     if (!IsIdle(line)) {
-      static_cast<Messages*>(messages)->AddWarning(line);
+      static_cast<Messages*>(messages)->AddWarning(std::string(RemarkOf(line)));
     }
   } catch (const std::exception&) {
     // A warning less.

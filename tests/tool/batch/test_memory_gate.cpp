@@ -42,6 +42,34 @@ TEST(MemoryGate, GivesOutUpToTheLimitAndTakesBack) {
   EXPECT_EQ(gate.InUse(), 0U);
 }
 
+TEST(MemoryGate, AShareGrowsWhereThereIsRoomAndShrinks) {
+  MemoryGate gate(100);
+  MemoryGate::Share share = gate.Acquire(60);
+  EXPECT_TRUE(share.TryGrowTo(50));
+  EXPECT_EQ(gate.InUse(), 60U);
+  EXPECT_TRUE(share.TryGrowTo(100));
+  EXPECT_FALSE(share.TryGrowTo(101));
+  EXPECT_EQ(gate.InUse(), 100U);
+  share.ShrinkTo(200);
+  EXPECT_EQ(gate.InUse(), 100U);
+  share.ShrinkTo(30);
+  EXPECT_EQ(gate.InUse(), 30U);
+  share.Release();
+  EXPECT_EQ(gate.InUse(), 0U);
+  EXPECT_FALSE(MemoryGate::Share().TryGrowTo(1));
+}
+
+TEST(MemoryGate, AShareDoesNotGrowBeforeThoseThatWait) {
+  MemoryGate gate(100);
+  MemoryGate::Share share = gate.Acquire(60);
+  std::thread other([&] { gate.Acquire(50); });
+  Await([&] { return gate.Waiting() == 1; });
+  EXPECT_FALSE(share.TryGrowTo(70));
+  share.ShrinkTo(50);
+  other.join();
+  EXPECT_TRUE(share.TryGrowTo(70));
+}
+
 TEST(MemoryGate, WhatNeverFitsIsToldWithBothNumbers) {
   MemoryGate gate(uint64_t{100} << 20);
   try {

@@ -1,23 +1,51 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <mutex>
 #include <numeric>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "batch/jobs/memory_gate.h"
 #include "batch/jobs/runner.h"
-#include "dibkit/host/page_error.h"
 #include "failure.h"
 
 namespace dibkit::tool {
 namespace {
 
 using std::chrono::milliseconds;
+using Work = std::function<void(size_t piece)>;
+
+// A file of so many pieces, which may all be done side by side.
+class Pieces : public FileTask {
+ public:
+  Pieces(size_t count, Work work, int code = EXIT_CODE_DONE)
+      : count_(count), work_(std::move(work)), code_(code) {}
+
+  Offer Take() override {
+    if (taken_ == count_) {
+      return {};
+    }
+    return {[this, piece = taken_++] {
+      work_(piece);
+      ++done_;
+    }};
+  }
+  bool IsOver() const override { return done_ == count_; }
+  int Code() const override { return code_; }
+
+ private:
+  const size_t count_;
+  const Work work_;
+  const int code_;
+  size_t taken_ = 0;
+  std::atomic<size_t> done_{0};
+};
 
 RunOptions Jobs(unsigned jobs) {
   RunOptions options;
@@ -25,99 +53,176 @@ RunOptions Jobs(unsigned jobs) {
   return options;
 }
 
-TEST(Runner, DoesEachFileOnce) {
+void WaitUntil(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::yield();
+  }
+}
+
+TEST(Runner, DoesEachPieceOfEachFileOnce) {
   for (const unsigned jobs : {0U, 1U, 2U, 7U, 100U}) {
-    std::vector<std::atomic<int>> done(50);
-    std::vector<size_t> told;
-    const RunTally tally = RunFiles(
-        50, Jobs(jobs),
-        [&](size_t index, const host::CancelHook& cancelled) {
-          EXPECT_FALSE(cancelled());
-          ++done[index];
-          return EXIT_CODE_DONE;
-        },
-        [&](const FileOutcome& outcome) { told.push_back(outcome.index); });
+    std::vector<std::atomic<int>> done(50 * 3);
+    RunFiles(50, Jobs(jobs), [&](size_t index, const TaskHooks& hooks) {
+      return std::make_unique<Pieces>(3, [&, index](size_t piece) {
+        EXPECT_FALSE(hooks.cancelled());
+        ++done[index * 3 + piece];
+      });
+    });
     EXPECT_TRUE(std::all_of(done.begin(), done.end(), [](const auto& n) { return n == 1; }));
-    EXPECT_EQ(std::set<size_t>(told.begin(), told.end()).size(), 50U);
-    EXPECT_EQ(told.size(), 50U);
-    EXPECT_EQ(tally.done, 50U);
-    EXPECT_EQ(tally.failed + tally.cancelled + tally.notStarted, 0U);
-    EXPECT_EQ(tally.code, EXIT_CODE_DONE);
   }
 }
 
 TEST(Runner, OneJobWorksOnTheCallersThreadInOrder) {
   std::vector<size_t> order;
   const auto caller = std::this_thread::get_id();
-  RunFiles(20, Jobs(1), [&](size_t index, const host::CancelHook&) {
-    EXPECT_EQ(std::this_thread::get_id(), caller);
-    order.push_back(index);
-    return 0;
+  RunFiles(20, Jobs(1), [&](size_t index, const TaskHooks&) {
+    return std::make_unique<Pieces>(2, [&, index](size_t piece) {
+      EXPECT_EQ(std::this_thread::get_id(), caller);
+      order.push_back(index * 2 + piece);
+    });
   });
-  std::vector<size_t> expected(20);
+  std::vector<size_t> expected(40);
   std::iota(expected.begin(), expected.end(), 0U);
   EXPECT_EQ(order, expected);
 }
 
+// As many files as there are jobs, or one file with as many pieces.
 TEST(Runner, SeveralJobsWorkAtOnce) {
-  std::atomic<int> inside{0};
-  RunFiles(3, Jobs(3), [&](size_t, const host::CancelHook&) {
-    ++inside;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (inside < 3 && std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::yield();
-    }
-    EXPECT_EQ(inside, 3);
-    return 0;
+  for (const size_t files : {1U, 3U}) {
+    std::atomic<int> inside{0};
+    RunFiles(files, Jobs(3), [&](size_t, const TaskHooks&) {
+      return std::make_unique<Pieces>(3 / files, [&](size_t) {
+        ++inside;
+        WaitUntil([&] { return inside == 3; });
+        EXPECT_EQ(inside, 3);
+      });
+    });
+  }
+}
+
+TEST(Runner, ALaterFileBeginsWhenNoPieceOfAnEarlierOneIsLeft) {
+  std::mutex mutex;
+  std::vector<size_t> begun;
+  RunFiles(4, Jobs(3), [&](size_t index, const TaskHooks&) {
+    return std::make_unique<Pieces>(10, [&, index](size_t) {
+      const std::lock_guard guard(mutex);
+      begun.push_back(index);
+    });
   });
+  ASSERT_EQ(begun.size(), 40U);
+  // Pieces of the file before may still be in work, no more than the other threads have.
+  for (size_t i = 0; i < begun.size(); ++i) {
+    EXPECT_LE(begun[i], (i + 2) / 10) << i;
+  }
+}
+
+// A piece of the first file is said to come soon, and comes.
+TEST(Runner, WaitsForAPieceThatComesSoon) {
+  class Slow : public FileTask {
+   public:
+    Slow(const TaskHooks& hooks, std::function<void()> beforeItComes)
+        : hooks_(hooks), beforeItComes_(std::move(beforeItComes)) {}
+    Offer Take() override {
+      ++asked_;
+      if (taken_ == 0 || (taken_ == 1 && open_)) {
+        return {[this, piece = taken_++] { Do(piece); }};
+      }
+      return {nullptr, taken_ == 1};
+    }
+    bool IsOver() const override { return done_ == 2; }
+    int Code() const override { return 0; }
+
+   private:
+    void Do(int piece) {
+      if (piece == 0) {
+        WaitUntil([this] { return asked_ >= 2; });
+        std::this_thread::sleep_for(milliseconds(20));
+        beforeItComes_();
+        open_ = true;
+        hooks_.changed();
+        WaitUntil([this] { return done_ == 1; });
+      }
+      ++done_;
+    }
+
+    const TaskHooks& hooks_;
+    const std::function<void()> beforeItComes_;
+    int taken_ = 0;
+    std::atomic<int> asked_{0};
+    std::atomic<bool> open_{false};
+    std::atomic<int> done_{0};
+  };
+  std::atomic<int> begun{0};
+  RunFiles(2, Jobs(2), [&](size_t index, const TaskHooks& hooks) -> std::unique_ptr<FileTask> {
+    ++begun;
+    if (index == 0) {
+      return std::make_unique<Slow>(hooks, [&] { EXPECT_EQ(begun, 1); });
+    }
+    return std::make_unique<Pieces>(1, [](size_t) {});
+  });
+  EXPECT_EQ(begun, 2);
 }
 
 TEST(Runner, NoFilesAreNoWork) {
-  const RunTally tally = RunFiles(0, Jobs(4), [](size_t, const host::CancelHook&) { return 1; });
-  EXPECT_EQ(tally.done + tally.failed + tally.notStarted, 0U);
+  RunFiles(0, Jobs(4), [](size_t, const TaskHooks&) -> std::unique_ptr<FileTask> {
+    ADD_FAILURE();
+    return nullptr;
+  });
+}
+
+TEST(Runner, FilesWithNothingToDoArePassedOver) {
+  std::atomic<int> done{0};
+  RunFiles(100, Jobs(3), [&](size_t index, const TaskHooks&) -> std::unique_ptr<FileTask> {
+    if (index % 10 != 3) {
+      return nullptr;
+    }
+    return std::make_unique<Pieces>(1, [&](size_t) { ++done; });
+  });
+  EXPECT_EQ(done, 10);
 }
 
 TEST(Runner, AFailureIsItsFilesOwn) {
-  std::vector<FileOutcome> outcomes;
-  const RunTally tally = RunFiles(
-      6, Jobs(2),
-      [](size_t index, const host::CancelHook&) -> int {
-        if (index == 1) throw Failure("full", EXIT_CODE_RETRY);
-        if (index == 2) throw std::bad_alloc();
-        if (index == 3) throw 7;
-        return index == 4 ? EXIT_CODE_FAILED : EXIT_CODE_DONE;
-      },
-      [&](const FileOutcome& outcome) { outcomes.push_back(outcome); });
-  EXPECT_EQ(tally.done, 2U);
-  EXPECT_EQ(tally.failed, 4U);
-  EXPECT_EQ(tally.code, EXIT_CODE_RETRY);
-  ASSERT_EQ(outcomes.size(), 6U);
-  for (const FileOutcome& outcome : outcomes) {
-    EXPECT_EQ(outcome.failure != nullptr, outcome.index >= 1 && outcome.index <= 3);
-    EXPECT_EQ(outcome.code, outcome.index == 1                         ? EXIT_CODE_RETRY
-                            : outcome.index >= 2 && outcome.index <= 4 ? EXIT_CODE_FAILED
-                                                                       : EXIT_CODE_DONE);
-  }
+  std::atomic<int> done{0};
+  RunFiles(6, Jobs(2), [&](size_t index, const TaskHooks&) {
+    return std::make_unique<Pieces>(
+        1, [&](size_t) { ++done; }, index == 1 ? EXIT_CODE_FAILED : EXIT_CODE_DONE);
+  });
+  EXPECT_EQ(done, 6);
 }
 
 TEST(Runner, FailFastStopsAllOthers) {
   RunOptions options = Jobs(2);
   options.failFast = true;
-  std::atomic<bool> otherRuns{false};
-  const RunTally tally =
-      RunFiles(100, options, [&](size_t index, const host::CancelHook& cancelled) {
-        if (index == 0) {
-          while (!otherRuns) std::this_thread::yield();
-          return EXIT_CODE_FAILED;
-        }
-        otherRuns = true;
-        while (!cancelled()) std::this_thread::yield();
-        throw host::PageError(host::PageFault::kCancelled, "cancelled");
-      });
-  EXPECT_EQ(tally.failed, 1U);
-  EXPECT_EQ(tally.cancelled, 1U);
-  EXPECT_EQ(tally.notStarted, 98U);
-  EXPECT_EQ(tally.code, EXIT_CODE_FAILED);
+  std::atomic<int> begun{0};
+  RunFiles(100, options, [&](size_t index, const TaskHooks& hooks) {
+    ++begun;
+    return std::make_unique<Pieces>(
+        1,
+        [&, index](size_t) {
+          WaitUntil([&] { return index == 0 ? begun == 2 : hooks.cancelled(); });
+        },
+        index == 0 ? EXIT_CODE_FAILED : EXIT_CODE_DONE);
+  });
+  EXPECT_EQ(begun, 2);
+}
+
+// A file that was begun is asked for its pieces to the end, so that it can put things in order.
+TEST(Runner, CancellingBeginsNoFileAndEndsThoseThatWereBegun) {
+  std::atomic<bool> stop{false};
+  RunOptions options = Jobs(1);
+  options.cancelled = [&] { return stop.load(); };
+  int begun = 0;
+  int pieces = 0;
+  RunFiles(5, options, [&](size_t, const TaskHooks&) {
+    ++begun;
+    return std::make_unique<Pieces>(4, [&](size_t) {
+      ++pieces;
+      stop = true;
+    });
+  });
+  EXPECT_EQ(begun, 1);
+  EXPECT_EQ(pieces, 4);
 }
 
 TEST(Runner, CancellingStopsPromptlyAlsoWhoWaitsForMemory) {
@@ -126,50 +231,52 @@ TEST(Runner, CancellingStopsPromptlyAlsoWhoWaitsForMemory) {
   options.cancelled = [&] { return stop.load(); };
   MemoryGate gate(10);
   std::thread canceller([&] {
-    while (gate.InUse() == 0) std::this_thread::yield();
-    std::this_thread::sleep_for(milliseconds(20));
+    WaitUntil([&] { return gate.InUse() != 0 && gate.Waiting() == 3; });
     stop = true;
   });
-  const RunTally tally = RunFiles(50, options, [&](size_t, const host::CancelHook& cancelled) {
-    const MemoryGate::Share share = gate.Acquire(10, cancelled);
-    while (!cancelled()) std::this_thread::sleep_for(milliseconds(1));
-    host::StopIf(cancelled);
-    return 0;
+  std::atomic<int> cancelled{0};
+  std::atomic<int> begun{0};
+  RunFiles(50, options, [&](size_t, const TaskHooks& hooks) {
+    ++begun;
+    return std::make_unique<Pieces>(1, [&](size_t) {
+      try {
+        const MemoryGate::Share share = gate.Acquire(10, hooks.cancelled);
+        WaitUntil(hooks.cancelled);
+        host::StopIf(hooks.cancelled);
+      } catch (const host::Cancelled&) {
+        ++cancelled;
+      }
+    });
   });
   canceller.join();
-  EXPECT_EQ(tally.done, 0U);
-  EXPECT_EQ(tally.cancelled, 4U);
-  EXPECT_EQ(tally.notStarted, 46U);
+  EXPECT_EQ(begun, 4);
+  EXPECT_EQ(cancelled, 4);
 }
 
-TEST(Runner, TheCallbackIsCalledByOneThreadAtATime) {
-  int plain = 0;
-  std::atomic<int> inside{0};
-  RunFiles(
-      400, Jobs(8), [](size_t, const host::CancelHook&) { return 0; },
-      [&](const FileOutcome&) {
-        EXPECT_EQ(++inside, 1);
-        ++plain;
-        --inside;
-      });
-  EXPECT_EQ(plain, 400);
-}
-
-TEST(Runner, AnExceptionOfTheCallbackEndsTheRun) {
-  std::atomic<int> begun{0};
+TEST(Runner, WhatBeginThrowsEndsTheRun) {
+  std::atomic<int> done{0};
   const auto run = [&] {
-    RunFiles(
-        1000, Jobs(2),
-        [&](size_t, const host::CancelHook&) {
-          ++begun;
-          return 0;
-        },
-        [](const FileOutcome& outcome) {
-          if (outcome.index >= 3) throw host::FileError("cannot write the report", ENOSPC);
-        });
+    RunFiles(1000, Jobs(2), [&](size_t index, const TaskHooks&) {
+      if (index == 3) {
+        throw Failure("no");
+      }
+      return std::make_unique<Pieces>(1, [&](size_t) { ++done; });
+    });
   };
-  EXPECT_THROW(run(), host::FileError);
-  EXPECT_LT(begun, 1000);
+  EXPECT_THROW(run(), Failure);
+  EXPECT_EQ(done, 3);
+}
+
+TEST(Runner, HasNoMoreThreadsThanFindSomethingToDo) {
+  std::mutex mutex;
+  std::set<std::thread::id> threads;
+  RunFiles(1, Jobs(1000), [&](size_t, const TaskHooks&) {
+    return std::make_unique<Pieces>(2, [&](size_t) {
+      const std::lock_guard guard(mutex);
+      threads.insert(std::this_thread::get_id());
+    });
+  });
+  EXPECT_LE(threads.size(), 2U);
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ bool IsRegularFile(const std::string& path) {
 
 // By its content. None for a pipe too, which can be read only once.
 Format FormatOfInput(const std::string& path) {
-  std::array<unsigned char, 8> start{};
+  std::array<unsigned char, host::kFormatBytes> start{};
   if (!IsRegularFile(path)) {
     return std::nullopt;
   }

@@ -33,6 +33,23 @@ void MemoryGate::Share::Release() noexcept {
   }
 }
 
+bool MemoryGate::Share::TryGrowTo(uint64_t bytes) noexcept {
+  if (bytes <= bytes_) {
+    return true;
+  }
+  if (gate_ == nullptr || !gate_->TryTake(bytes - bytes_)) {
+    return false;
+  }
+  bytes_ = bytes;
+  return true;
+}
+
+void MemoryGate::Share::ShrinkTo(uint64_t bytes) noexcept {
+  if (bytes < bytes_) {
+    gate_->GiveBack(std::exchange(bytes_, bytes) - bytes);
+  }
+}
+
 void MemoryGate::CheckFits(uint64_t bytes) const {
   if (bytes <= limit_) {
     return;
@@ -75,6 +92,15 @@ uint64_t MemoryGate::InUse() const {
 size_t MemoryGate::Waiting() const {
   const std::lock_guard guard(mutex_);
   return queue_.size();
+}
+
+bool MemoryGate::TryTake(uint64_t bytes) noexcept {
+  const std::lock_guard guard(mutex_);
+  if (!queue_.empty() || bytes > limit_ - used_) {
+    return false;
+  }
+  used_ += bytes;
+  return true;
 }
 
 void MemoryGate::GiveBack(uint64_t bytes) noexcept {

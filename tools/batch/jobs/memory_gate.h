@@ -33,6 +33,11 @@ class MemoryGate {
     Share& operator=(Share&& other) noexcept;
     ~Share() { Release(); }
     void Release() noexcept;
+    // Has at least `bytes` afterwards; false, and as it was, where they are not free now or someone
+    // waits for them. Does not wait, so it may be called by a thread that others wait for.
+    bool TryGrowTo(uint64_t bytes) noexcept;
+    // Has at most `bytes` afterwards.
+    void ShrinkTo(uint64_t bytes) noexcept;
 
    private:
     friend class MemoryGate;
@@ -53,6 +58,7 @@ class MemoryGate {
   size_t Waiting() const;
 
  private:
+  bool TryTake(uint64_t bytes) noexcept;
   void GiveBack(uint64_t bytes) noexcept;
   void CheckFits(uint64_t bytes) const;
 

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <list>
 #include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
-
-#include "dibkit/host/page_error.h"
-#include "failure.h"
 
 namespace dibkit::tool {
 namespace {
@@ -17,72 +17,74 @@ namespace {
 // One call of RunFiles: what its threads share.
 class Run {
  public:
-  Run(size_t count, const RunOptions& options, const FileWork& work, const FileFinished& finished)
-      : count_(count), options_(options), work_(work), finished_(finished), cancelled_([this] {
-          return Stops();
-        }) {}
+  Run(size_t count, const RunOptions& options, const BeginFile& begin)
+      : count_(count),
+        options_(options),
+        begin_(begin),
+        mostThreads_(std::max(options.jobs, 1U)),
+        hooks_{[this] { return Stops(); }, [this] { TellChange(); }} {}
 
-  // On each thread.
-  void Work() noexcept {
-    for (size_t index = 0; !Stops() && (index = next_++) < count_;) {
-      const FileOutcome outcome = DoOne(index);
-      const std::lock_guard guard(mutex_);
-      Count(outcome);
-      Tell(outcome);
+  // On the caller's thread, which is one of them.
+  void Do() {
+    Work();
+    for (std::thread& thread : threads_) {
+      thread.join();
     }
-  }
-
-  // When all threads have ended.
-  RunTally Result() {
     if (broken_) {
       std::rethrow_exception(broken_);
     }
-    tally_.notStarted = count_ - tally_.done - tally_.failed - tally_.cancelled;
-    return tally_;
   }
 
  private:
-  bool Stops() { return stop_ || (options_.cancelled && options_.cancelled()); }
-
-  FileOutcome DoOne(size_t index) noexcept {
-    try {
-      return {index, work_(index, cancelled_), nullptr};
-    } catch (const Failure& failure) {
-      return {index, failure.Code(), std::current_exception()};
-    } catch (...) {
-      return {index, EXIT_CODE_FAILED, std::current_exception()};
+  void Work() noexcept {
+    std::unique_lock lock(mutex_);
+    while (const std::function<void()> work = Next(lock)) {
+      CallForHelp();
+      lock.unlock();
+      work();
+      lock.lock();
+      DropThoseOver();
+      changed_.notify_all();
     }
+    changed_.notify_all();
   }
 
-  void Count(const FileOutcome& outcome) {
-    if (IsCancellation(outcome)) {
-      ++tally_.cancelled;
-      return;
-    }
-    ++(outcome.code == EXIT_CODE_DONE ? tally_.done : tally_.failed);
-    tally_.code = std::max(tally_.code, outcome.code);
-    stop_ = stop_ || (options_.failFast && outcome.code != EXIT_CODE_DONE);
-  }
-
-  static bool IsCancellation(const FileOutcome& outcome) {
-    try {
-      if (outcome.failure) {
-        std::rethrow_exception(outcome.failure);
+  // Waits for a piece; null when all is done.
+  std::function<void()> Next(std::unique_lock<std::mutex>& lock) {
+    for (;;) {
+      FileTask::Offer offer = Earliest();
+      if (offer.work) {
+        return offer.work;
       }
-      return false;
-    } catch (const host::Cancelled&) {
-      return true;
-    } catch (const host::PageError& error) {
-      return error.Fault() == host::PageFault::kCancelled;
-    } catch (...) {
-      return false;
+      if (!offer.soon && MayBegin()) {
+        Begin();
+      } else if (tasks_.empty()) {
+        return nullptr;
+      } else {
+        ++idle_;
+        changed_.wait(lock);
+        --idle_;
+      }
     }
   }
 
-  void Tell(const FileOutcome& outcome) noexcept {
+  FileTask::Offer Earliest() {
+    for (const auto& task : tasks_) {
+      FileTask::Offer offer = task->Take();
+      if (offer.work || offer.soon) {
+        return offer;
+      }
+    }
+    return {};
+  }
+
+  bool Stops() const { return stop_ || (options_.cancelled && options_.cancelled()); }
+  bool MayBegin() const { return next_ < count_ && !Stops(); }
+
+  void Begin() {
     try {
-      if (finished_) {
-        finished_(outcome);
+      if (auto task = begin_(next_++, hooks_)) {
+        tasks_.push_back(std::move(task));
       }
     } catch (...) {
       broken_ = broken_ ? broken_ : std::current_exception();
@@ -90,37 +92,51 @@ class Run {
     }
   }
 
+  // A thread that has found something to do has another one look, too.
+  void CallForHelp() {
+    if (idle_ != 0 || threads_.size() + 1 >= mostThreads_) {
+      return;
+    }
+    try {
+      threads_.emplace_back([this] { Work(); });
+    } catch (const std::exception&) {
+      // Fewer threads do the work as well.
+      mostThreads_ = threads_.size() + 1;
+    }
+  }
+
+  void DropThoseOver() {
+    tasks_.remove_if([this](const std::unique_ptr<FileTask>& task) {
+      const bool over = task->IsOver();
+      stop_ = stop_ || (over && options_.failFast && task->Code() != 0);
+      return over;
+    });
+  }
+
+  void TellChange() {
+    const std::lock_guard guard(mutex_);
+    changed_.notify_all();
+  }
+
   const size_t count_;
   const RunOptions& options_;
-  const FileWork& work_;
-  const FileFinished& finished_;
-  const host::CancelHook cancelled_;
-  std::atomic<size_t> next_{0};
+  const BeginFile& begin_;
   std::atomic<bool> stop_{false};
   std::mutex mutex_;  // for all below
-  RunTally tally_;
-  std::exception_ptr broken_;  // the first exception of the callback
+  std::condition_variable changed_;
+  size_t mostThreads_;
+  const TaskHooks hooks_;
+  size_t next_ = 0;                             // file to begin
+  std::list<std::unique_ptr<FileTask>> tasks_;  // that are not over, in the order of the files
+  std::vector<std::thread> threads_;            // beside the caller's
+  size_t idle_ = 0;                             // threads that wait for something to do
+  std::exception_ptr broken_;
 };
 
 }  // namespace
 
-RunTally RunFiles(size_t count, const RunOptions& options, const FileWork& work,
-                  const FileFinished& finished) {
-  Run run(count, options, work, finished);
-  std::vector<std::thread> threads;
-  const size_t wanted = std::min<size_t>(std::max(options.jobs, 1U), count);
-  try {
-    for (size_t i = 1; i < wanted; ++i) {
-      threads.emplace_back([&run] { run.Work(); });
-    }
-  } catch (const std::system_error&) {
-    // Fewer threads do the work as well.
-  }
-  run.Work();
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  return run.Result();
+void RunFiles(size_t count, const RunOptions& options, const BeginFile& begin) {
+  Run(count, options, begin).Do();
 }
 
 }  // namespace dibkit::tool

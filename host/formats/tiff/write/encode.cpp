@@ -127,10 +127,12 @@ uint64_t GrowthOf(Compression compression) {
 
 }  // namespace
 
-uint64_t MostEncodedBytes(const DibView& dib, const StoredForm& form, Compression compression) {
-  constexpr uint64_t kRowBytes = 32;  // ends of lines, offsets of strips
-  const uint64_t plain = form.RowBytes(dib.Width()) * dib.Height();
-  return plain * GrowthOf(compression) + kRowBytes * dib.Height();
+uint64_t MostPageBytes(uint64_t rowBytes, uint32_t height, Compression compression,
+                       uint64_t describingBytes) {
+  constexpr uint64_t kMoreOfRow = 32;         // ends of lines, offsets of strips
+  constexpr uint64_t kDirectoryBytes = 4096;  // with the colour map
+  return (rowBytes * GrowthOf(compression) + kMoreOfRow) * height + kDirectoryBytes +
+         describingBytes;
 }
 
 void SetForm(TIFF* tiff, const DibView& dib, const StoredForm& form, const PageOptions& options) {

@@ -14,8 +14,10 @@
 
 namespace dibkit::host::tiff {
 
-// More than the pixels of the page can take in the file.
-uint64_t MostEncodedBytes(const DibView& dib, const StoredForm& form, Compression compression);
+// More than a page can take in the file: `height` rows of `rowBytes` unpacked, and a profile and
+// texts of `describingBytes`.
+uint64_t MostPageBytes(uint64_t rowBytes, uint32_t height, Compression compression,
+                       uint64_t describingBytes);
 
 // Sets the tags that say how the page is stored.
 void SetForm(TIFF* tiff, const DibView& dib, const StoredForm& form, const PageOptions& options);

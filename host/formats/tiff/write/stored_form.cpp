@@ -52,14 +52,6 @@ StoredForm Greys(Table table, uint16_t bits) {
   return form;
 }
 
-void DropFourth(const unsigned char* from, uint32_t width, unsigned char* to) {
-  for (uint32_t x = 0; x < width; ++x, from += 4, to += 3) {
-    to[0] = from[2];
-    to[1] = from[1];
-    to[2] = from[0];
-  }
-}
-
 }  // namespace
 
 bool StoredForm::HasColourMap() const { return photometric == PHOTOMETRIC_PALETTE; }
@@ -87,7 +79,7 @@ void StoreRow(const StoredForm& form, uint16_t dibBits, const unsigned char* fro
   if (dibBits == 24) {
     SwapChannels(from, to, width);
   } else if (dibBits == 32) {
-    DropFourth(from, width, to);
+    SwapChannelsOf32(from, to, width);
   } else if (form.mapped) {
     std::transform(from, from + form.RowBytes(width), to,
                    [&form](unsigned char byte) { return form.map[byte]; });

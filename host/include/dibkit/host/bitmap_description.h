@@ -43,12 +43,18 @@ struct BitmapDescription {
   uint32_t tableEntries;  // entries that are in the file, before the pixels; may be 0 or any number
   uint32_t tableEntryBytes;  // 3 behind the 12-byte header, otherwise 4
   uint64_t pixelOffset;      // first row, or the stream
-  uint64_t pixelBytes;       // all rows with their padding, or the stream; inside the file, but for
-                             // the rows of a pipe, which are looked for as they are read
+  uint64_t pixelBytes;  // all rows with their padding, or the stream; inside the file, but for the
+                        // rows of a pipe and embedded files in one, which are looked for as they
+                        // are read, and for `missingBytes`
+  uint32_t missingBytes;  // of the padding of the last row, which the file lacks; 0 of a pipe
+  bool offsetMissing;     // the file does not say where its pixels begin
+  bool moreImages;        // the file is an array, of which this is the first
 };
 
 // True when the pixel area holds rows.
 bool HasRows(const BitmapDescription& bitmap);
+// True when it holds a whole JPEG or PNG file.
+bool IsEmbedded(const BitmapDescription& bitmap);
 
 // The compression in words: "none", "RLE8", ...
 const char* CompressionName(BitmapCompression compression);
@@ -60,8 +66,10 @@ const char* CompressionName(BitmapCompression compression);
 // the headers; a gap before the rows and bytes behind them; biSizeImage where the pixels are rows;
 // a table that holds fewer entries than the depth can address, because biClrUsed says so or, where
 // it does not, because the rows begin early; one that holds more, or belongs to a true-colour
-// image; a biSizeImage of 0 in front of a stream, which then goes to the end of the file. A stream
-// is taken to end where no image of its size can need more, and no file is read further.
+// image; a biSizeImage of 0 in front of a stream, which then goes to the end of the file; an offset
+// of 0, which means that the pixels follow the table; a last row without its padding. A stream is
+// taken to end where no image of its size can need more, and no file is read further. Of an OS/2
+// bitmap array the first image is described.
 //
 // An image of more than `maxPixels` is refused (kTooManyPixels) before its pixels are looked for.
 BitmapDescription DescribeBitmap(ByteSource& file,

@@ -30,8 +30,12 @@ class BitmapFile {
   const BitmapDescription& Description() const { return description_; }
 
   // Throws ImageError (kCompressionNotConvertible, kTooLarge) when ReadDib cannot make a DIB of
-  // this image: fax, RLE24, JPEG and PNG pixels are not read.
+  // this image: embedded JPEG and PNG files are read through the codecs of dibkit::formats only.
   void CheckConvertible() const;
+
+  // What is wrong with a file that is read all the same, a line for people each: of its headers
+  // from the start, of its pixels once they have been read.
+  const std::vector<std::string>& Remarks() const { return remarks_; }
 
   // True when there is a colour table (1 to 8 bits) and all that is in it is grey. Reads the table.
   bool HasGreyTable();
@@ -48,7 +52,8 @@ class BitmapFile {
   // - bit-field images with their three colour masks and a biClrUsed of 3, which makes DIBBits pass
   //   the masks over; an alpha mask is dropped;
   // - rows directly behind, in the file's order (a negative height says that the top row is first);
-  // - a run-length stream in which no record leaves its row, biSizeImage being its length.
+  // - a run-length stream in which no record leaves its row, biSizeImage being its length;
+  // - RLE24 and fax streams, of which the library knows nothing, as rows of 24 bits and 1 bit.
   // No more memory is taken than the DIB needs (and twice the stream, where there is one), and only
   // after the file was seen to hold all of its pixels; from a pipe, rows are seen as they come.
   // Throws ImageError and what the source throws. A pipe can be read once.
@@ -67,9 +72,14 @@ class BitmapFile {
   OwnedBlock ReadBlock(Form wanted);
   std::vector<unsigned char> ReadTable();
   std::vector<unsigned char> ReadStream();
+  void FillRows(std::span<const unsigned char> stream, bool turned, uint16_t bitCount,
+                std::span<unsigned char> rows);
+  void ExpandFax(std::span<const unsigned char> stream, std::span<unsigned char> rows);
+  void Remark(const std::string& text);
 
   std::unique_ptr<ByteSource> source_;
   BitmapDescription description_;
+  std::vector<std::string> remarks_;
 };
 
 }  // namespace dibkit::host

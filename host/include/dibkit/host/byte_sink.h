@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace dibkit::host {
@@ -38,6 +39,8 @@ class MemorySink : public ByteSink {
   size_t ReadAt(uint64_t offset, std::span<unsigned char> into) override;
 
   const std::vector<unsigned char>& Bytes() const { return bytes_; }
+  // The same, handed over; the sink is empty then.
+  std::vector<unsigned char> TakeBytes() { return std::exchange(bytes_, {}); }
 
  private:
   std::vector<unsigned char> bytes_;

@@ -42,6 +42,11 @@ class ByteSource {
   // pipe keeps it no longer, and throws FileError (ESPIPE) for it from then on. Other sources can
   // go back all the same.
   virtual void ForgetBefore(uint64_t /*offset*/) {}
+
+  // The same bytes for another thread, with a hook of its own; may be called while this source is
+  // in use, and outlive it. Null where the bytes can be read only once, as those of a pipe. Throws
+  // std::bad_alloc.
+  virtual std::unique_ptr<ByteSource> Another(CancelHook /*cancelled*/) const { return nullptr; }
 };
 
 // Bytes that the caller holds and keeps for the life of the source.
@@ -50,6 +55,7 @@ class MemorySource : public ByteSource {
   explicit MemorySource(std::span<const unsigned char> bytes) : bytes_(bytes) {}
   uint64_t SizeUpTo(uint64_t limit) override;
   void Read(uint64_t offset, std::span<unsigned char> into) override;
+  std::unique_ptr<ByteSource> Another(CancelHook cancelled) const override;
 
  private:
   std::span<const unsigned char> bytes_;

@@ -30,8 +30,11 @@ bool IsBuiltIn(ImageFormat format);
 // The codecs with their versions, as "libtiff 4.5.0"; empty for BMP.
 std::string CodecVersion(ImageFormat format);
 
-// By the first bytes, 8 of them where the file has so many; none when they are of no format,
-// whether or not its codec is built in.
+// What FormatOfContent looks at.
+inline constexpr size_t kFormatBytes = 16;
+
+// By the first bytes, kFormatBytes of them where the file has so many; none when they are of no
+// format, whether or not its codec is built in.
 std::optional<ImageFormat> FormatOfContent(std::span<const unsigned char> start);
 
 // By the suffix of a file name, in capitals or not: .bmp .dib .tif .tiff .png .jpg .jpeg.

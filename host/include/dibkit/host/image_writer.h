@@ -19,6 +19,8 @@ struct PageOptions {
   int jpegQuality = 90;  // 1 to 100
 };
 
+class EncodedPage;
+
 // What a format packs pages in unless told otherwise: G4 at 1 bit and Deflate elsewhere in TIFF.
 Compression UsualCompression(ImageFormat format, unsigned bitCount);
 
@@ -39,6 +41,10 @@ class ImageWriter {
   // and for a second page where it takes one only.
   virtual void Add(const DibView& dib, const PageMetadata& metadata,
                    const PageOptions& options) = 0;
+  // Appends a page that EncodePage has packed, see encoded_page.h. The file gets the bytes that Add
+  // with the same arguments would have given it. ImageError (kNotHeld) for a page of another
+  // format, and for a second page where the format takes one only.
+  virtual void Append(const EncodedPage& page) = 0;
   // Completes the file; at least one page was added.
   virtual void Finish() = 0;
 };

@@ -40,8 +40,12 @@ class OutputFile : public ByteSink {
   // The temporary name, empty where there is none.
   const std::string& TemporaryPath() const { return temporary_; }
 
-  // Has the file kept by the disk, where that was asked for, and puts it in place. Throws FileError
-  // (EEXIST when a file that is not to be replaced has appeared meanwhile) or Cancelled.
+  // Has the disk keep what was written, where that was asked for, and closes the file, which does
+  // not appear by that; nothing but Commit must follow. Throws FileError or Cancelled.
+  void Close();
+
+  // Close, unless that was called, and puts the file in place. Throws FileError (EEXIST when a file
+  // that is not to be replaced has appeared meanwhile) or Cancelled.
   void Commit();
 
  private:
