@@ -3,6 +3,7 @@
 
 import html
 import importlib.util
+import math
 import os
 import pathlib
 import re
@@ -17,7 +18,10 @@ _ROOT = pathlib.Path(__file__).resolve().parents[2]
 _PLUGIN = _ROOT / "examples/ocrmypdf/prepare_pages.py"
 _PLAIN = str.maketrans("‘’“”–—", "''\"\"--")
 _DPI = 100
-_NEAR = 3.0  # points, for edges of words
+# Most points between left, right and lower edges. The text layer stretches a word over its box in
+# steps, which leaves the right edge uncertain, above all where a page is too coarse to be read well.
+_NEAR_THE_TRUTH = (2.0, 6.0, 2.0)
+_NEAR_THE_UNPREPARED = (5.0, math.inf, 3.0)
 
 
 @pytest.fixture(scope="module", autouse=True)
@@ -124,12 +128,12 @@ def true_words(page):
     return words
 
 
-def far_ones(some, others):
-    """The words of both whose edges are not near, and how many are in both."""
+def far_ones(some, others, near):
+    """The words of both whose edges are not so near, and how many are in both."""
     some, others = unique(some), unique(others)
     shared = some.keys() & others.keys()
     far = {word: (some[word], others[word]) for word in shared
-           if max(abs(a - b) for a, b in zip(some[word], others[word])) > _NEAR}
+           if any(abs(a - b) > most for a, b, most in zip(some[word], others[word], near))}
     return far, len(shared)
 
 
@@ -142,8 +146,8 @@ def test_prepared_pages_have_fewer_errors_and_words_in_the_same_places(pdf, page
     print(f"{len(truth)} characters: {errors} errors without the plugin, {prepared_errors} with it")
     assert 2 * prepared_errors < errors
     for page, before, after in zip(pages, words, prepared_words):
-        for reference in (before, true_words(page)):
-            far, shared = far_ones(reference, after)
+        for reference, near in ((before, _NEAR_THE_UNPREPARED), (true_words(page), _NEAR_THE_TRUTH)):
+            far, shared = far_ones(reference, after, near)
             assert shared > 50
             assert not far
 
