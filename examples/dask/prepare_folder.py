@@ -14,6 +14,7 @@ file failed.
 import argparse
 import contextlib
 import json
+import logging
 import os
 import pathlib
 import subprocess
@@ -65,6 +66,20 @@ def _arguments():
     return arguments
 
 
+def local_cluster(workers):
+    """Processes on this machine that no other can reach.
+
+    distributed.LocalCluster would do, but that without its dashboard it serves its other pages on
+    all addresses of the machine.
+    """
+    here = {"host": "127.0.0.1", "dashboard": False, "dashboard_address": "127.0.0.1:0"}
+    worker = {"cls": distributed.Nanny, "options": {"nthreads": 1, "silence_logs": logging.WARNING,
+                                                  **here}}
+    return distributed.SpecCluster(scheduler={"cls": distributed.Scheduler, "options": here},
+                                   workers=dict.fromkeys(range(workers), worker),
+                                   silence_logs=logging.WARNING)
+
+
 @contextlib.contextmanager
 def _client(arguments):
     if arguments.scheduler:
@@ -72,8 +87,7 @@ def _client(arguments):
             yield client
         return
     workers = arguments.workers or len(os.sched_getaffinity(0))
-    with distributed.LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                                  host="127.0.0.1", dashboard_address=None) as cluster:
+    with local_cluster(workers) as cluster:
         with distributed.Client(cluster) as client:
             yield client
 
