@@ -50,8 +50,8 @@ std::vector<std::vector<int>> LevelsOf(const Page& grey) {
   const PageRows rows = grey.Rows();
   std::vector<std::vector<int>> levels;
   for (uint32_t y = 0; y < rows.Height(); ++y) {
-    const auto row = rows.Row(y);
-    levels.emplace_back(row.begin(), row.begin() + rows.Width());
+    const auto row = rows.Row(y).first(rows.Width());
+    levels.emplace_back(row.begin(), row.end());
   }
   return levels;
 }
