@@ -14,7 +14,6 @@ file failed.
 import argparse
 import contextlib
 import json
-import logging
 import os
 import pathlib
 import subprocess
@@ -67,17 +66,13 @@ def _arguments():
 
 
 def local_cluster(workers):
-    """Processes on this machine that no other can reach.
-
-    distributed.LocalCluster would do, but that without its dashboard it serves its other pages on
-    all addresses of the machine.
-    """
-    here = {"host": "127.0.0.1", "dashboard": False, "dashboard_address": "127.0.0.1:0"}
-    worker = {"cls": distributed.Nanny, "options": {"nthreads": 1, "silence_logs": logging.WARNING,
-                                                  **here}}
-    return distributed.SpecCluster(scheduler={"cls": distributed.Scheduler, "options": here},
-                                   workers=dict.fromkeys(range(workers), worker),
-                                   silence_logs=logging.WARNING)
+    """Processes on this machine that no other can reach, without the scheduler's dashboard."""
+    # Without a dashboard, other pages are served all the same: on every address, unless one is said.
+    here = "127.0.0.1:0"
+    return distributed.LocalCluster(
+        n_workers=workers, threads_per_worker=1, processes=True, host="127.0.0.1",
+        scheduler_kwargs={"dashboard": False, "dashboard_address": here},
+        worker_dashboard_address=here)
 
 
 @contextlib.contextmanager

@@ -2,7 +2,6 @@
 """The plugin for OCRmyPDF: fewer errors, and words in their places."""
 
 import html
-import importlib.util
 import math
 import os
 import pathlib
@@ -27,8 +26,7 @@ _NEAR_THE_UNPREPARED = (5.0, math.inf, 3.0)
 @pytest.fixture(scope="module", autouse=True)
 def tools():
     for name in ("ocrmypdf", "img2pdf", "PIL", "pikepdf", "dibkit"):
-        if importlib.util.find_spec(name) is None:
-            pytest.skip(f"Python has no {name}")
+        pytest.importorskip(name)
     for name in ("tesseract", "pdftotext", "gs"):
         if shutil.which(name) is None:
             pytest.skip(f"{name} is not there")
