@@ -5,7 +5,7 @@
 # the table into docs/speed.md, at its end. Needs nothing but git, bash and the right to install
 # Debian packages.
 #
-#   bench/files.sh           everything, nine turns; about five minutes
+#   bench/files.sh           everything, seven turns; about five minutes
 #   bench/files.sh --quick   three turns, printed only
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
@@ -114,12 +114,12 @@ section() {
 Whole processes, from a file on disk to a file on disk: an A4 page at 300 dpi (the `photo` page above, `text`
 at 1 bit) brought to 200 dpi by `dibkit resample`, `vips resize --kernel linear`, `gm convert -filter triangle
 -resize` and the same of ImageMagick, in turns, medians. CPU time is user and system time of all threads, and the
-third figure is dibkit's to the peer's. No peer waits for the disk, so dibkit runs with `--no-sync`. *read and write* reads the source and writes as many bytes as the result
-has, and does nothing else.
+third figure is dibkit's to the peer's. No peer waits for the disk, so dibkit runs with `--no-sync`. *read and
+write* reads the source and writes as many bytes as the result has, and does nothing else.
 
-A virtual machine that hands idle memory back to its host makes the first touch of memory dear after a pause:
-the 24-bit BMP row takes 18 to 21 ms in turns without pauses, and 58 ms on the same machine behind three seconds
-of sleep. The slow peers in between are such pauses.
+Each counted run follows at once on an uncounted one of the same command. A virtual machine that hands idle
+memory back to its host makes the first touch of memory dear after a pause: the 24-bit BMP row takes 18 to 21 ms
+in turns without pauses, and 58 ms behind three seconds of sleep.
 
 | file | command | CPU, ms | dibkit to it | peak, MiB | result, MB |
 |---|---|---|---|---|---|

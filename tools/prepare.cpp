@@ -44,11 +44,12 @@ Subcommand MakePrepare(const CommonOptions& common) {
        PrepareGroup(*own),
        {"Pages come out upright and in plain rows. What else is done follows from measured "
         "recognition, with R for what --dpi says:",
-        "Pages below two thirds of R are enlarged to R. Those of 1 bit below half of R become grey "
-        "before, each level laid over its neighbours with the weights 1, 6, 1 of 8 on either axis, "
-        "which takes the steps out of their edges. Pages of twice R and more are reduced to R, and "
-        "those whose axes differ by a factor of two or more are brought to R. All others stay as "
-        "they are: recognisers read them as well or better so."},
+        "Pages below two thirds of R are enlarged to R. Those of 1 bit become grey before, each "
+        "level "
+        "laid over its neighbours with the weights 1, 6, 1 of 8 on either axis, which takes the "
+        "steps out of their edges. Pages of twice R and more are reduced to R, and those whose "
+        "axes differ by a factor of two or more are brought to R. All others stay as they are: "
+        "recognisers read them as well or better so."},
        "Beside that it takes what resample does.",
        {"dibkit prepare -o page.tif scan.jpg", "dibkit prepare --output-dir out --recursive scans"},
        [own](const ConversionOptions& options) { return Preparing(*own, options); }},

@@ -5,7 +5,9 @@
 //
 // Times whole processes. Each line of LIST is a task, a contender, its result file ("-" for none)
 // and its command, separated by tabs; the words of the command are separated by single spaces and
-// no shell sees them. The contenders of a task take turns; the first turn of each is not counted.
+// no shell sees them. The contenders of a task take turns. A turn is two runs of which the second
+// counts: the first one touches the memory that the second one gets, which some virtual machines
+// hand back while another contender keeps them busy.
 // Prints for each contender, separated by tabs: task, contender, the medians of CPU milliseconds,
 // of wall milliseconds and of the peak memory in KiB, and the size of its result in bytes. A
 // command that fails gets "failed" instead.
@@ -97,15 +99,12 @@ bool Run(const std::vector<std::string>& command, Turn& turn) {
 }
 
 void TakeTurns(std::vector<Contender>& contenders, int turns) {
-  for (int round = 0; round <= turns; ++round) {
+  for (int round = 0; round < turns; ++round) {
     for (Contender& contender : contenders) {
       Turn turn{};
-      if (!contender.hasFailed && !Run(contender.command, turn)) {
-        contender.hasFailed = true;
-      }
-      if (round > 0) {
-        contender.turns.push_back(turn);
-      }
+      contender.hasFailed =
+          contender.hasFailed || !Run(contender.command, turn) || !Run(contender.command, turn);
+      contender.turns.push_back(turn);
     }
   }
 }

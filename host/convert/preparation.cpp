@@ -19,7 +19,7 @@ Preparation PreparationFor(unsigned bitCount, unsigned dpiX, unsigned dpiY, unsi
   if (!isLow && !isHigh && !isUneven) {
     return {};
   }
-  return {.resamples = true, .smooths = bitCount == 1 && uint64_t{lower} * 2 < dpi};
+  return {.resamples = true, .smooths = bitCount == 1 && isLow};
 }
 
 }  // namespace dibkit::host

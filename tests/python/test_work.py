@@ -125,7 +125,7 @@ def test_ctrl_c_stops_a_long_call(kind):
         sent = time.monotonic()
         child.send_signal(signal.SIGINT)
         assert child.stdout.readline() == "interrupted\n"
-        assert time.monotonic() - sent < 5  # on a busy machine too
+        assert time.monotonic() - sent < 10  # a busy machine takes its time
         assert child.wait() == 0
 
 

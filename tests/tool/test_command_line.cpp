@@ -18,8 +18,8 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-const Arguments kSubcommands{"resample", "normalize", "to24", "to16",
-                             "quantize", "grey",      "info", "report"};
+const Arguments kSubcommands{"prepare",  "resample", "normalize", "to24",  "to16",
+                             "quantize", "grey",     "info",      "report"};
 
 class CommandLine : public testing::Test {
  protected:

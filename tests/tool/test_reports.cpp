@@ -151,8 +151,9 @@ std::vector<MemoryCase> MemoryCases() {
   std::vector<MemoryCase> cases;
   for (const Arguments& subcommand :
        {Arguments{"resample", "--dpi", "150"}, Arguments{"resample", "--dpi", "900"},
-        Arguments{"normalize"}, Arguments{"to24"}, Arguments{"to16"}, Arguments{"quantize"},
-        Arguments{"grey"}}) {
+        Arguments{"resample", "--grey", "--dpi", "140"}, Arguments{"prepare"},
+        Arguments{"prepare", "--from-dpi", "100"}, Arguments{"normalize"}, Arguments{"to24"},
+        Arguments{"to16"}, Arguments{"quantize"}, Arguments{"grey"}}) {
     for (const uint16_t bits : std::initializer_list<uint16_t>{1, 4, 8, 16, 24, 32}) {
       cases.push_back({subcommand, bits, false});
       if (bits == 4 || bits == 8) {

@@ -70,6 +70,36 @@ TEST(Resample, RawWritesWhatTheLibraryMakesOfEveryKind) {
   }
 }
 
+TEST(Resample, GreyAndRawCannotBothBe) {
+  const TemporaryDirectory directory;
+  const std::string in = directory.Write("in.bmp", EveryKind()[0].Build());
+  const Outcome outcome =
+      RunTool({"resample", "--dpi", "200", "--grey", "--raw", "-o", directory.Path("out.bmp"), in});
+  EXPECT_EQ(outcome.exitCode, 2);
+  EXPECT_NE(outcome.err.find("leave out --grey"), std::string::npos) << outcome.err;
+}
+
+TEST(Resample, PreparesPagesForRecognisers) {
+  const TemporaryDirectory directory;
+  BitmapBuilder file = EveryKind()[0];
+  const std::string in = directory.Write("in.bmp", file.Build());
+  const std::string out = directory.Path("out.bmp");
+  ASSERT_EQ(RunTool({"prepare", "-o", out, in}).exitCode, 0);
+  EXPECT_EQ(host::BitmapFile::Open(out).Description().bitCount, 1);
+  EXPECT_EQ(host::BitmapFile::Open(out).Description().width, 45U);
+  ASSERT_EQ(RunTool({"prepare", "--from-dpi", "100", "-fo", out, in}).exitCode, 0);
+  EXPECT_EQ(host::BitmapFile::Open(out).Description().bitCount, 8);
+  EXPECT_EQ(host::BitmapFile::Open(out).Description().width, 135U);
+  EXPECT_EQ(host::BitmapFile::Open(out).Description().xPelsPerMeter, 11811);
+  const Outcome raw = RunTool({"prepare", "--raw", "-fo", out, in});
+  EXPECT_EQ(raw.exitCode, 2);
+  EXPECT_NE(raw.err.find("prepare has no --raw"), std::string::npos) << raw.err;
+  file.xPelsPerMeter = file.yPelsPerMeter = 0;
+  const Outcome none = RunTool({"prepare", "-fo", out, directory.Write("none.bmp", file.Build())});
+  EXPECT_EQ(none.exitCode, 1);
+  EXPECT_NE(none.err.find("say what it is with --from-dpi N"), std::string::npos) << none.err;
+}
+
 TEST(Resample, TheResultHasItsSizeAndResolution) {
   const TemporaryDirectory directory;
   const std::string out = directory.Path("out.bmp");
