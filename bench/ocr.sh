@@ -37,8 +37,7 @@ while [ $# -gt 0 ]; do
 done
 [ -z "$methods" ] || keep=false
 
-need_packages g++ make cmake "${tool_packages[@]}" tesseract-ocr-eng libtesseract-dev \
-  libleptonica-dev libopencv-dev python3-pil python3-numpy fonts-liberation fonts-texgyre
+need_packages g++ make cmake "${tool_packages[@]}" "${recognition_packages[@]}" libopencv-dev
 build build/ocr --preset release -DBUILD_TESTING=OFF -DDIBKIT_OCR=ON
 dibkit=$root/build/ocr/tools/dibkit
 ocr_measure=$root/build/ocr/bench/ocr/dibkit_ocr_measure

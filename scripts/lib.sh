@@ -64,6 +64,11 @@ build() {
 # What the command is built of: the codecs, JSON and SHA-256.
 tool_packages=(nlohmann-json3-dev libtiff-dev libspng-dev libjpeg62-turbo-dev nettle-dev pkg-config)
 
+# What recognition is measured and tested with.
+# shellcheck disable=SC2034
+recognition_packages=(tesseract-ocr-eng libtesseract-dev libleptonica-dev python3-pil python3-numpy
+  fonts-liberation fonts-texgyre)
+
 # What the Python package is built of and tested with.
 python_packages=(python3-dev python3-numpy python3-pytest pybind11-dev mypy)
 

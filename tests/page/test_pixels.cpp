@@ -56,7 +56,7 @@ TEST(PixelsOfPages, EveryKindGoesThereAndBackAtEveryWidth) {
     for (const auto& [kind, channels] :
          {std::pair{PixelKind::kGrey, 1U}, std::pair{PixelKind::kRgb, 3U}}) {
       const Page page = PageOfPixels({kind, width, 4, noise.data()});
-      const Bytes wanted(noise.data(), noise.data() + channels * width * 4);
+      const Bytes wanted(noise.data(), noise.data() + size_t{channels} * width * 4);
       EXPECT_EQ(Copied(page, kind, channels * width), wanted) << width;
     }
   }

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "bitmap_suite.h"
+#include "dibkit/host/image_format.h"
 #include "process.h"
 
 namespace dibkit::test {
@@ -52,6 +53,14 @@ TEST_F(SampleFiles, InfoReadsThemAll) {
   EXPECT_GE(good, 46);
 }
 
+// Files that embed another format want its codec.
+bool IsTaken(const SuiteFile& file) {
+  using host::ImageFormat;
+  const std::string name = file.name;
+  return !file.fault && (!name.ends_with("jpeg") || host::IsBuiltIn(ImageFormat::kJpeg)) &&
+         (!name.ends_with("png") || host::IsBuiltIn(ImageFormat::kPng));
+}
+
 TEST_F(SampleFiles, EveryConversionTakesThemOrSaysWhyNot) {
   const TemporaryDirectory directory;
   const std::string out = directory.Path("out.bmp");
@@ -66,8 +75,8 @@ TEST_F(SampleFiles, EveryConversionTakesThemOrSaysWhyNot) {
       SCOPED_TRACE(conversion[0] + " " + file.name);
       std::vector<std::string> arguments = conversion;
       arguments.insert(arguments.end(), {"-o", out, SuitePath(file).string()});
-      EXPECT_EQ(RunSoundly(arguments), file.fault ? 1 : 0);
-      EXPECT_EQ(fs::remove(out), !file.fault);
+      EXPECT_EQ(RunSoundly(arguments), IsTaken(file) ? 0 : 1);
+      EXPECT_EQ(fs::remove(out), IsTaken(file));
       EXPECT_TRUE(directory.Names().empty());
     }
   }

@@ -179,8 +179,8 @@ TEST_F(SpreadPages, OfStandardInputMakeTheSame) {
 TEST_F(SpreadPages, OfSeveralFilesKeepToTheirFiles) {
   fs::create_directory(Path("scans"));
   for (int i = 0; i < 4; ++i) {
-    Book("scans/book" + std::to_string(i) + ".tif", i % 2 == 0 ? 24 : 1, 3 + 4 * i);
-    PageOf(i, 8).Save(Path("scans/leaf" + std::to_string(i) + ".bmp"));
+    Book(std::string("scans/book") + std::to_string(i) + ".tif", i % 2 == 0 ? 24 : 1, 3 + 4 * i);
+    PageOf(i, 8).Save(Path(std::string("scans/leaf") + std::to_string(i) + ".bmp"));
   }
   std::map<std::string, Bytes> one;
   for (const char* jobs : kJobs) {
@@ -258,7 +258,8 @@ TEST_F(SpreadPages, FailFastLeavesNothing) {
         const auto files =
             Made({"normalize", "--fail-fast", "--report", "report", "-o", output}, jobs, book);
         EXPECT_EQ(last_.exitCode, 1);
-        EXPECT_NE(last_.err.find(": page " + std::to_string(bad) + ": "), std::string::npos);
+        EXPECT_NE(last_.err.find(std::string(": page ") + std::to_string(bad) + ": "),
+                  std::string::npos);
         EXPECT_EQ(std::count(last_.err.begin(), last_.err.end(), '\n'), 1) << last_.err;
         EXPECT_EQ(files.size(), 1U) << "more than the report";
         const auto report = ReadReport(Path(std::string("made-") + jobs + "/report"));
