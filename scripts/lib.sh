@@ -72,6 +72,9 @@ recognition_packages=(tesseract-ocr-eng libtesseract-dev libleptonica-dev python
 # What the Python package is built of and tested with.
 python_packages=(python3-dev python3-numpy python3-pytest pybind11-dev mypy)
 
+# What the examples in Python are tested with.
+example_packages=(ocrmypdf python3-img2pdf poppler-utils python3-distributed python3-psutil)
+
 # Builds the command `dibkit` alone, optimised, and sets `dibkit` to its path.
 build_tool() {
   need_packages g++ make cmake "${tool_packages[@]}"

@@ -113,7 +113,8 @@ scale() {
 usage="usage: test.sh [--sanitize|--coverage|--scale]"
 [ $# -le 1 ] || die "$usage"
 need_packages g++ g++-multilib make cmake pkg-config libgtest-dev googletest librapidcheck-dev \
-  valgrind "${tool_packages[@]}" "${python_packages[@]}" "${recognition_packages[@]}"
+  valgrind "${tool_packages[@]}" "${python_packages[@]}" "${recognition_packages[@]}" \
+  "${example_packages[@]}"
 case "${1-}" in
   "") plain ;;
   --sanitize) sanitize ;;

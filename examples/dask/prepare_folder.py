@@ -65,6 +65,16 @@ def _arguments():
     return arguments
 
 
+def local_cluster(workers):
+    """Processes on this machine that no other can reach, without the scheduler's dashboard."""
+    # Without a dashboard, other pages are served all the same: on every address, unless one is said.
+    here = "127.0.0.1:0"
+    return distributed.LocalCluster(
+        n_workers=workers, threads_per_worker=1, processes=True, host="127.0.0.1",
+        scheduler_kwargs={"dashboard": False, "dashboard_address": here},
+        worker_dashboard_address=here)
+
+
 @contextlib.contextmanager
 def _client(arguments):
     if arguments.scheduler:
@@ -72,8 +82,7 @@ def _client(arguments):
             yield client
         return
     workers = arguments.workers or len(os.sched_getaffinity(0))
-    with distributed.LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                                  host="127.0.0.1", dashboard_address=None) as cluster:
+    with local_cluster(workers) as cluster:
         with distributed.Client(cluster) as client:
             yield client
 

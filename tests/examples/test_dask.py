@@ -13,10 +13,14 @@ import time
 import numpy
 import pytest
 
-distributed = pytest.importorskip("distributed", reason="dask's scheduler is not there")
+pytest.importorskip("distributed", reason="dask's scheduler is not there")
+psutil = pytest.importorskip("psutil")
 dibkit = pytest.importorskip("dibkit")
 
 _SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "examples/dask/prepare_folder.py"
+sys.path.insert(0, str(_SCRIPT.parent))
+import prepare_folder  # noqa: E402: where it is has just been said
+
 _TOOL = os.environ["DIBKIT_TOOL"]
 _PAGES = 30
 
@@ -74,6 +78,13 @@ def wait_until(condition):
         time.sleep(0.01)
 
 
+def assert_only_loopback(cluster):
+    for pid in [os.getpid(), *(nanny.pid for nanny in cluster.workers.values())]:
+        listening = {connection.laddr.ip for connection in psutil.Process(pid).connections("inet")
+                     if connection.status == psutil.CONN_LISTEN}
+        assert listening == {"127.0.0.1"}
+
+
 def kill_midway(cluster, target):
     """Kills a worker that has tasks, and has been stopped so that it cannot end them before."""
     wait_until(lambda: target.is_dir() and len(hashes(target)) >= 4)
@@ -88,8 +99,8 @@ def kill_midway(cluster, target):
 
 def test_a_worker_that_is_killed_midway_changes_nothing(scans, alone, tmp_path):
     target = tmp_path / "pages"
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
-                                  host="127.0.0.1", dashboard_address=None) as cluster:
+    with prepare_folder.local_cluster(2) as cluster:
+        assert_only_loopback(cluster)
         process = start(scans, target, "--scheduler", cluster.scheduler_address)
         try:
             kill_midway(cluster, target)

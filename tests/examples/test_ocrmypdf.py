@@ -2,7 +2,6 @@
 """The plugin for OCRmyPDF: fewer errors, and words in their places."""
 
 import html
-import importlib.util
 import math
 import os
 import pathlib
@@ -27,8 +26,7 @@ _NEAR_THE_UNPREPARED = (5.0, math.inf, 3.0)
 @pytest.fixture(scope="module", autouse=True)
 def tools():
     for name in ("ocrmypdf", "img2pdf", "PIL", "pikepdf", "dibkit"):
-        if importlib.util.find_spec(name) is None:
-            pytest.skip(f"Python has no {name}")
+        pytest.importorskip(name)
     for name in ("tesseract", "pdftotext", "gs"):
         if shutil.which(name) is None:
             pytest.skip(f"{name} is not there")
@@ -140,13 +138,14 @@ def far_ones(some, others, near):
 def test_prepared_pages_have_fewer_errors_and_words_in_the_same_places(pdf, pages):
     text, words, _ = recognise(pdf, "without")
     prepared_text, prepared_words, _ = recognise(pdf, "with", "--plugin", _PLUGIN)
-    truth = plain(" ".join(page.with_suffix(".txt").read_text(encoding="utf-8") for page in pages))
+    truth = plain(" ".join(page.with_suffix(".txt").read_text("utf-8") for page in pages))
     errors = count_errors(truth, plain(text))
     prepared_errors = count_errors(truth, plain(prepared_text))
-    print(f"{len(truth)} characters: {errors} errors without the plugin, {prepared_errors} with it")
+    print(f"{len(truth)} characters: {errors} errors without the plugin, {prepared_errors} with")
     assert 2 * prepared_errors < errors
     for page, before, after in zip(pages, words, prepared_words):
-        for reference, near in ((before, _NEAR_THE_UNPREPARED), (true_words(page), _NEAR_THE_TRUTH)):
+        for reference, near in ((before, _NEAR_THE_UNPREPARED),
+                                (true_words(page), _NEAR_THE_TRUTH)):
             far, shared = far_ones(reference, after, near)
             assert shared > 50
             assert not far
