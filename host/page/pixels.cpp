@@ -216,6 +216,34 @@ class PixelCopy {
   std::vector<unsigned char> indices_{};  // of one row
 };
 
+OwnedBlock TakenHandle(Page& page) {
+  if (page.Rows().BitCount() != 24) {
+    throw PageError(PageFault::kNotHeld, "the page has not 24 bits");
+  }
+  return page.TakeHandle();
+}
+
+// Rows in their places, the first becoming the last, with their channels turned.
+void TurnRows(unsigned char* rows, size_t stride, uint32_t width, uint32_t height) {
+  std::vector<unsigned char> kept(size_t{3} * width);
+  unsigned char* first = rows;
+  unsigned char* last = rows + stride * (height - 1);
+  for (; first < last; first += stride, last -= stride) {
+    SwapChannels(first, kept.data(), width);
+    SwapChannels(last, first, width);
+    std::memcpy(last, kept.data(), kept.size());
+  }
+  if (first == last) {
+    SwapChannels(first, first, width);
+  }
+}
+
+void DropPadding(unsigned char* rows, size_t stride, size_t rowBytes, uint32_t height) {
+  for (size_t y = 1; y < height && rowBytes != stride; ++y) {
+    std::memmove(rows + y * rowBytes, rows + y * stride, rowBytes);
+  }
+}
+
 }  // namespace
 
 Page PageOfPixels(const Pixels& pixels, const Resolution& resolution, uint64_t maxPixels) {
@@ -246,6 +274,15 @@ PixelKind PlainKind(const PageRows& rows) {
     return PixelKind::kMask;
   }
   return rows.HasGreyTable() ? PixelKind::kGrey : PixelKind::kRgb;
+}
+
+TakenPixels::TakenPixels(Page&& page)
+    : width_(page.Width()), height_(page.Height()), dib_(TakenHandle(page)), lock_(dib_.get()) {
+  const DibLayout layout = LayoutOf(width_, height_, 24);
+  const auto stride = static_cast<size_t>(layout.stride);
+  top_ = lock_.Bytes().data() + layout.rowsOffset;
+  WithPageErrors([&] { TurnRows(top_, stride, width_, height_); });
+  DropPadding(top_, stride, size_t{3} * width_, height_);
 }
 
 void CopyPixels(const PageRows& rows, PixelKind kind, unsigned char* top, std::ptrdiff_t step) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -90,6 +91,17 @@ py::array Copied(const host::PageRows& rows, PixelKind kind, Work& work) {
   return array;
 }
 
+// The array owns what it looks at.
+py::array Taken(host::Page page, Work& work) {
+  auto pixels = work.Run([&] { return std::make_unique<host::TakenPixels>(std::move(page)); });
+  const std::vector<py::ssize_t> shape{pixels->Height(), pixels->Width(), 3};
+  const unsigned char* top = pixels->Top();
+  const py::capsule owner(pixels.get(),
+                          [](void* held) { delete static_cast<host::TakenPixels*>(held); });
+  static_cast<void>(pixels.release());
+  return py::array(py::dtype::of<uint8_t>(), shape, top, owner);
+}
+
 }  // namespace
 
 host::Resolution ResolutionOf(const DpiPair& dpi) {
@@ -121,7 +133,10 @@ host::Page PageOf(const py::array& image, const DpiPair& dpi, uint64_t maxPixels
   return work.Run([&] { return host::PageOfPixels(pixels, ResolutionOf(dpi), maxPixels); });
 }
 
-py::array ArrayOf(const host::Page& page, Work& work) {
+py::array ArrayOf(host::Page page, Work& work) {
+  if (page.BitCount() == 24) {
+    return Taken(std::move(page), work);
+  }
   const host::PageRows rows = work.Run([&] { return page.Rows(); });
   return Copied(rows, host::PlainKind(rows), work);
 }

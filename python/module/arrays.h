@@ -30,8 +30,8 @@ host::Resolution ResolutionOf(const DpiPair& dpi);
 host::Page PageOf(const py::array& image, const DpiPair& dpi, uint64_t maxPixels, Work& work,
                   const std::optional<py::array>& palette = std::nullopt);
 
-// The page's pixels in the plainest of these kinds.
-py::array ArrayOf(const host::Page& page, Work& work);
+// The page's pixels in the plainest of these kinds; those of 24 bits stay where they are.
+py::array ArrayOf(host::Page page, Work& work);
 
 // Of a page with a palette: uint8 H x W, and uint8 n x 3, which ends with the last entry that is
 // used.

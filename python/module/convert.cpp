@@ -4,6 +4,7 @@
 #include <pybind11/stl.h>
 
 #include <optional>
+#include <utility>
 
 #include "arrays.h"
 #include "work.h"
@@ -27,7 +28,7 @@ py::array Resample(const py::array& image, const DpiPair& fromDpi, unsigned dpi,
   options.raw = raw;
   options.maxPixels = maxPixels;
   work.Run([&] { page.Resample(options, work.Progress()); });
-  return ArrayOf(page, work);
+  return ArrayOf(std::move(page), work);
 }
 
 std::pair<py::array, DpiPair> Prepare(const py::array& image, const DpiPair& fromDpi, unsigned dpi,
@@ -38,7 +39,8 @@ std::pair<py::array, DpiPair> Prepare(const py::array& image, const DpiPair& fro
   options.dpi = dpi;
   options.maxPixels = maxPixels;
   work.Run([&] { page.Prepare(options, work.Progress()); });
-  return {ArrayOf(page, work), {page.DpiX(), page.DpiY()}};
+  const DpiPair dpiLeft{page.DpiX(), page.DpiY()};
+  return {ArrayOf(std::move(page), work), dpiLeft};
 }
 
 std::pair<py::array, py::array> Quantize(const py::array& image, unsigned colors, bool raw,
@@ -57,7 +59,7 @@ py::array ToGrey(const py::array& image, host::GreyRule rule, host::GreyLevels l
   Work work("", std::move(progress));
   Page page = PageOf(image, {}, maxPixels, work);
   work.Run([&] { page.ToGrey({rule, levels}, work.Progress()); });
-  return ArrayOf(page, work);
+  return ArrayOf(std::move(page), work);
 }
 
 }  // namespace

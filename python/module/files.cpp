@@ -88,12 +88,14 @@ py::tuple Read(const std::string& path, uint32_t number, uint64_t maxPixels) {
   options.warning = warnings.Hook();
   host::Document document = work.Run([&] { return host::Document::Open(path, options); });
   const uint32_t pages = work.Run([&] { return document.PageCount(); });
-  const Page page = work.Run([&] { return document.Read(number); });
-  const auto& profile = page.Metadata().iccProfile;
-  return py::make_tuple(ArrayOf(page, work), DpiPair{page.DpiX(), page.DpiY()},
-                        host::FormatName(document.Format()), pages,
+  Page page = work.Run([&] { return document.Read(number); });
+  const host::PageMetadata metadata = page.Metadata();
+  const DpiPair dpi{page.DpiX(), page.DpiY()};
+  const auto& profile = metadata.iccProfile;
+  return py::make_tuple(ArrayOf(std::move(page), work), dpi, host::FormatName(document.Format()),
+                        pages,
                         py::bytes(reinterpret_cast<const char*>(profile.data()), profile.size()),
-                        TextsOf(page.Metadata()), warnings.Texts());
+                        TextsOf(metadata), warnings.Texts());
 }
 
 void Write(const std::string& path, const py::array& image, const DpiPair& dpi,

@@ -1,11 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "work.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace dibkit::python {
 namespace {
 
 // The hooks are asked for every row, and another thread may keep the lock for some milliseconds.
 constexpr std::chrono::milliseconds kBetweenLooks{20};
+constexpr std::chrono::milliseconds kAtOnce{0};
+
+bool MayWait(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
+}
 
 // Runs the handlers of signals that have come; only on the main thread do they run.
 void RunSignalHandlers() {
@@ -30,17 +39,17 @@ bool Work::WithLock(Function&& function) {
   }
 }
 
-bool Work::MayGoOn() {
-  return Clock::now() - looked_ < kBetweenLooks || WithLock(RunSignalHandlers);
+bool Work::MayGoOn(std::chrono::milliseconds betweenLooks) {
+  return Clock::now() - looked_ < betweenLooks || WithLock(RunSignalHandlers);
 }
 
 host::CancelHook Work::Cancelled() {
-  return [this] { return !MayGoOn(); };
+  return [this, between = MayWait(path_) ? kAtOnce : kBetweenLooks] { return !MayGoOn(between); };
 }
 
 host::ProgressHook Work::Progress() {
   if (progress_.is_none()) {
-    return [this](unsigned) { return MayGoOn(); };
+    return [this](unsigned) { return MayGoOn(kBetweenLooks); };
   }
   return [this](unsigned percent) {
     return WithLock([&] {

@@ -29,6 +29,8 @@ class Work {
 
   // For what is called in Run; valid as long as this object lives.
   host::ProgressHook Progress();
+  // Of work on `path`: where it is no plain file, the work may wait for somebody else, and each
+  // signal that wakes it is looked at.
   host::CancelHook Cancelled();
 
   // Releases the lock, runs `work` and returns what it returns. PageError comes out as the Python
@@ -51,7 +53,7 @@ class Work {
 
   template <typename Function>
   bool WithLock(Function&& function);
-  bool MayGoOn();
+  bool MayGoOn(std::chrono::milliseconds betweenLooks);
 
   std::string path_;
   py::object progress_;

@@ -119,6 +119,26 @@ TEST(PixelsOfPages, RowsMayLieAnyhow) {
   EXPECT_EQ(out, turned);
 }
 
+TEST(PixelsOfPages, TakenOnesAreThoseThatACopyHas) {
+  for (uint32_t width = 1; width <= 20; ++width) {
+    for (uint32_t height = 1; height <= 5; ++height) {
+      const Bytes rgb = Noise(size_t{3} * width * height);
+      Page page = PageOfPixels({PixelKind::kRgb, width, height, rgb.data()});
+      TakenPixels taken(std::move(page));
+      EXPECT_EQ(taken.Width(), width);
+      EXPECT_EQ(taken.Height(), height);
+      EXPECT_EQ(Bytes(taken.Top(), taken.Top() + rgb.size()), rgb) << width << " x " << height;
+    }
+  }
+  EXPECT_EQ(ReadMemoryCounters().liveBlocks, 0U);
+}
+
+TEST(PixelsOfPages, AreTakenFromPagesOf24BitsOnly) {
+  Page page = FileOf(8);
+  EXPECT_THROW(TakenPixels{std::move(page)}, PageError);
+  EXPECT_EQ(page.Width(), 13U);
+}
+
 TEST(PixelsOfPages, TheResolutionGoesIntoTheHeader) {
   const unsigned char grey = 9;
   EXPECT_EQ(PageOfPixels({PixelKind::kGrey, 1, 1, &grey}, ResolutionOfDpi(300)).DpiX(), 300U);

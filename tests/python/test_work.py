@@ -96,6 +96,13 @@ def test_threads_give_what_one_gives():
     assert all((result == wanted).all() for result in results)
 
 
+def python(program, *words):
+    """A child that Ctrl-C reaches, though what runs in the background has it ignored."""
+    return subprocess.Popen(
+        [sys.executable, "-c", program, *words], stdout=subprocess.PIPE, text=True,
+        preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+
+
 INTERRUPTED = """
 import sys, time, numpy, dibkit
 pages = numpy.zeros((15000, 16000), numpy.uint8)
@@ -112,8 +119,7 @@ except KeyboardInterrupt:
 
 @pytest.mark.parametrize("kind", ["progress", "none"])
 def test_ctrl_c_stops_a_long_call(kind):
-    with subprocess.Popen([sys.executable, "-c", INTERRUPTED, kind], stdout=subprocess.PIPE,
-                          text=True) as child:
+    with python(INTERRUPTED, kind) as child:
         assert child.stdout.readline() == "ready\n"
         time.sleep(0.3)
         sent = time.monotonic()
@@ -136,8 +142,7 @@ except KeyboardInterrupt:
 def test_ctrl_c_stops_waiting_for_a_file(tmp_path):
     pipe = tmp_path / "pipe.bmp"
     os.mkfifo(pipe)
-    with subprocess.Popen([sys.executable, "-c", READING, pipe], stdout=subprocess.PIPE,
-                          text=True) as child:
+    with python(READING, pipe) as child:
         assert child.stdout.readline() == "ready\n"
         with open(pipe, "wb") as writer:  # as soon as it is open for reading
             writer.write(b"BM")

@@ -7,8 +7,8 @@
 //       {dibkit::host::PixelKind::kGrey, width, height, pixels},
 //       dibkit::host::ResolutionOfDpi(200));
 //
-// Both functions copy, throw PageError and nothing else, and may run on any thread; the caller's
-// memory is its own again when they return.
+// All throw PageError and nothing else, and may run on any thread; the memory of a caller is its
+// own again when a function returns.
 #ifndef DIBKIT_HOST_PIXELS_H
 #define DIBKIT_HOST_PIXELS_H
 
@@ -56,6 +56,26 @@ PixelKind PlainKind(const PageRows& rows);
 // page does: kBits and kMask take pages of 1 bit in black and white, kGrey pages with a grey table,
 // kIndexed 1, 4 and 8 bits, kRgb all.
 void CopyPixels(const PageRows& rows, PixelKind kind, unsigned char* top, std::ptrdiff_t step);
+
+// The pixels of a page of 24 bits as kRgb, without bytes between the rows, in the memory that held
+// them: no copy is made of a large page.
+class TakenPixels {
+ public:
+  // The page is empty then. kNotHeld, with the page as it was, at another depth.
+  explicit TakenPixels(Page&& page);
+
+  uint32_t Width() const { return width_; }
+  uint32_t Height() const { return height_; }
+  // The top row, the others behind it; the caller may change them as long as this object lives.
+  unsigned char* Top() { return top_; }
+
+ private:
+  uint32_t width_;
+  uint32_t height_;
+  OwnedBlock dib_;
+  LockedBlock lock_;
+  unsigned char* top_;
+};
 
 }  // namespace dibkit::host
 
