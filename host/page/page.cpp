@@ -89,7 +89,7 @@ uint32_t Page::Width() const {
 
 uint32_t Page::Height() const {
   return WithPageErrors(
-      [&] { return static_cast<uint32_t>(std::abs(FieldsOf(dib_.get()).height)); });
+      [&] { return static_cast<uint32_t>(std::abs(int64_t{FieldsOf(dib_.get()).height})); });
 }
 
 unsigned Page::BitCount() const {

@@ -127,20 +127,33 @@ OwnedBlock RightlyResampled(const OwnedBlock& dib, const ResampleRequest& reques
   return route.picksPalette ? PlainQuantized(levels, kMostColors) : std::move(levels);
 }
 
+// Raw blocks need not be plain, but have room for rows of their size.
+void RequireSound(tagHANDLE* dib, bool raw) {
+  const LockedBlock lock(dib);
+  if (!raw) {
+    static_cast<void>(DibView(lock.Bytes()));
+    return;
+  }
+  const bool hasHeader = lock.Bytes().size() >= kInfoHeaderBytes;
+  const DibFields image = hasHeader ? FieldsOf(dib) : DibFields{};
+  const auto rows = static_cast<uint32_t>(std::abs(int64_t{image.height}));
+  const bool isDepth = image.bitCount >= 1 && image.bitCount <= 32;
+  if (!isDepth || LayoutOf(image.width, rows, image.bitCount).blockBytes > lock.Bytes().size()) {
+    throw ImageError(ImageFault::kUnsoundDib, "the image block is smaller than its header says");
+  }
+}
+
 }  // namespace
 
 OwnedBlock Resampled(const OwnedBlock& dib, const ResampleRequest& request,
                      const ProgressHook& progress) {
   Report(progress, 0);
-  OwnedBlock widened;
-  {
-    const DibFields image = FieldsOf(dib.get());
-    CheckSides(image.width, static_cast<uint32_t>(std::abs(image.height)),
-               SourceDpi(image.resolution), request.dpi);
-    if (!request.raw && (image.bitCount == 16 || image.bitCount == 32)) {
-      widened = PlainTo24(dib);
-    }
-  }
+  RequireSound(dib.get(), request.raw);
+  const DibFields image = FieldsOf(dib.get());
+  CheckSides(image.width, static_cast<uint32_t>(std::abs(int64_t{image.height})),
+             SourceDpi(image.resolution), request.dpi);
+  const bool widens = !request.raw && (image.bitCount == 16 || image.bitCount == 32);
+  const OwnedBlock widened = widens ? PlainTo24(dib) : OwnedBlock();
   const auto resampled = request.raw ? RawResampled : RightlyResampled;
   OwnedBlock result =
       WithResolution(resampled(widened ? widened : dib, request, progress), request.dpi);

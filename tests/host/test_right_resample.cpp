@@ -351,6 +351,23 @@ TEST(RightResample, ResolutionsThatCannotBeToldTogetherAreAveragedInSquares) {
   EXPECT_LE(plan.from.x, 65535U);
 }
 
+TEST(RightResample, BlocksThatHoldNoSoundImageAreRefused) {
+  for (const bool raw : {false, true}) {
+    const OwnedBlock tiny(GlobalAlloc(GHND, 20));
+    EXPECT_THROW(Resampled(tiny, {.raw = raw}), ImageError);
+  }
+  // A header that claims more rows than the block has.
+  for (const uint16_t bits : std::initializer_list<uint16_t>{1, 8, 16, 24, 32}) {
+    const OwnedBlock image = Blank(40, 40, bits, 300);
+    {
+      const LockedBlock lock(image.get());
+      lock.Bytes()[9] = 200;  // the second byte of the height
+    }
+    EXPECT_THROW(Resampled(image, {.dpi = 200}), ImageError) << bits;
+    EXPECT_THROW(Resampled(image, {.dpi = 200, .raw = true}), ImageError) << bits;
+  }
+}
+
 // ---- few colours
 
 TEST(FewColours, AreAllKeptInTheirOrder) {

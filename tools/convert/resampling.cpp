@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "convert/conversion_subcommand.h"
 #include "convert/cost.h"
 #include "dibkit/host/errors.h"
 #include "dibkit/host/pixel_limit.h"
@@ -77,14 +78,10 @@ PagePlan PlanPreparing(const host::PageDescription& page, const host::PrepareOpt
                                  .grey = preparation.smooths,
                                  .maxPixels = options.maxPixels});
   }
-  PagePlan plan;
-  plan.width = page.width;
-  plan.height = page.height;
-  plan.bits = page.bitCount;
+  PagePlan plan = PlanAtDepth(page, page.bitCount);
   plan.keepsDepth = true;
   plan.fromDpiX = plan.dpiX = dpiX;
   plan.fromDpiY = plan.dpiY = dpiY;
-  plan.bytes = CostAtDepth(page, page.bitCount, DepthWay::kIfOther);
   return plan;
 }
 

@@ -39,7 +39,9 @@ struct ResampleRequest {
 // at 1 bit stay the two colours that they are. The size is that of ConvertResolution alone.
 //
 // Raw results are those of ConvertResolution: every pixel as hosts rely on it, images of 16 and 32
-// bits as one flat colour, 21844 columns at most with a palette in colour.
+// bits as one flat colour, 21844 columns at most with a palette in colour. `dib` may then also be
+// what BitmapFile::ReadPaddedDib makes: run-length streams and channel masks are taken for rows;
+// one that has its top row first is refused (kUnsupported).
 //
 // Copies that the conversion leaves behind are reclaimed where the six global-memory functions are
 // those of this library.
